@@ -1,0 +1,11 @@
+#include "CleanerCore/scanning/Date.h"
+
+namespace velmora {
+
+Date currentDate() {
+    timespec ts{};
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return dateFromTimespec(ts);
+}
+
+}  // namespace velmora

@@ -1,0 +1,143 @@
+#include "CleanerCore/scanning/FileURL.h"
+
+#include <vector>
+
+namespace velmora {
+
+std::string standardizePath(std::string_view path) {
+    std::vector<std::string_view> parts;
+    size_t i = 0;
+    while (i < path.size()) {
+        while (i < path.size() && path[i] == '/') ++i;
+        size_t j = i;
+        while (j < path.size() && path[j] != '/') ++j;
+        std::string_view part = path.substr(i, j - i);
+        i = j;
+        if (part.empty() || part == ".") continue;
+        if (part == "..") {
+            if (!parts.empty()) parts.pop_back();
+            continue;
+        }
+        parts.push_back(part);
+    }
+    if (parts.empty()) return "/";
+    std::string out;
+    for (auto p : parts) {
+        out += '/';
+        out += p;
+    }
+    return out;
+}
+
+std::string lastPathComponent(std::string_view path) {
+    if (path.empty() || path == "/") return "/";
+    auto pos = path.rfind('/');
+    return std::string(pos == std::string_view::npos ? path : path.substr(pos + 1));
+}
+
+std::string appendingPathComponent(std::string_view path, std::string_view component) {
+    std::string joined(path);
+    joined += '/';
+    joined += component;
+    return standardizePath(joined);
+}
+
+std::string deletingLastPathComponent(std::string_view path) {
+    auto pos = path.rfind('/');
+    if (pos == std::string_view::npos || pos == 0) return "/";
+    return std::string(path.substr(0, pos));
+}
+
+std::string pathExtensionLowercased(std::string_view path) {
+    std::string name = lastPathComponent(path);
+    auto dot = name.rfind('.');
+    if (dot == std::string::npos || dot == 0 || dot + 1 == name.size()) return {};
+    std::string ext = name.substr(dot + 1);
+    for (auto& c : ext) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return ext;
+}
+
+FileURL::FileURL(std::string_view anyPath, bool directoryHint)
+    : path(standardizePath(anyPath)),
+      isDirectory(directoryHint || path == "/" || (anyPath.size() > 1 && anyPath.back() == '/')) {}
+
+FileURL FileURL::appending(std::string_view component, bool directoryHint) const {
+    return FileURL(appendingPathComponent(path, component), directoryHint);
+}
+
+namespace {
+
+bool isUnreservedPathByte(unsigned char c) {
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) return true;
+    switch (c) {
+        case '-': case '.': case '_': case '~': case '/': case '!': case '$': case '&':
+        case '\'': case '(': case ')': case '*': case '+': case ',': case ';': case '=':
+        case ':': case '@':
+            return true;
+        default:
+            return false;
+    }
+}
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+}  // namespace
+
+std::string FileURL::absoluteString() const {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string out = "file://";
+    out.reserve(out.size() + path.size() + 1);
+    for (unsigned char c : path) {
+        if (isUnreservedPathByte(c)) {
+            out += static_cast<char>(c);
+        } else {
+            out += '%';
+            out += kHex[c >> 4];
+            out += kHex[c & 0xF];
+        }
+    }
+    if (isDirectory && path != "/") out += '/';
+    return out;
+}
+
+std::optional<FileURL> FileURL::fromAbsoluteString(std::string_view text) {
+    constexpr std::string_view kScheme = "file://";
+    if (text.size() < kScheme.size()) return std::nullopt;
+    for (size_t i = 0; i < kScheme.size(); ++i) {
+        char c = text[i];
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        if (c != kScheme[i]) return std::nullopt;
+    }
+    std::string_view rest = text.substr(kScheme.size());
+    if (rest.starts_with("localhost/")) rest.remove_prefix(9);
+    if (rest.empty() || rest.front() != '/') return std::nullopt;
+    std::string decoded;
+    decoded.reserve(rest.size());
+    for (size_t i = 0; i < rest.size(); ++i) {
+        char c = rest[i];
+        if (c == '?' || c == '#') return std::nullopt;
+        if (c != '%') {
+            decoded += c;
+            continue;
+        }
+        if (i + 2 >= rest.size()) return std::nullopt;
+        int hi = hexValue(rest[i + 1]);
+        int lo = hexValue(rest[i + 2]);
+        if (hi < 0 || lo < 0) return std::nullopt;
+        char byte = static_cast<char>((hi << 4) | lo);
+        if (byte == '\0') return std::nullopt;
+        decoded += byte;
+        i += 2;
+    }
+    bool dir = decoded.size() > 1 && decoded.back() == '/';
+    return FileURL(decoded, dir);
+}
+
+}  // namespace velmora

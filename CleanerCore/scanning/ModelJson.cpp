@@ -1,0 +1,262 @@
+#include "CleanerCore/scanning/ModelJson.h"
+
+#include <fmt/format.h>
+
+namespace velmora {
+
+using nlohmann::json;
+
+std::string validUTF8(std::string_view s) {
+    std::string out;
+    out.reserve(s.size());
+    size_t i = 0;
+    while (i < s.size()) {
+        auto c = static_cast<unsigned char>(s[i]);
+        size_t len = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+        bool valid = len > 0 && i + len <= s.size();
+        uint32_t cp = len == 1 ? c : len == 2 ? (c & 0x1F) : len == 3 ? (c & 0x0F) : (c & 0x07);
+        for (size_t k = 1; valid && k < len; ++k) {
+            auto cc = static_cast<unsigned char>(s[i + k]);
+            if ((cc & 0xC0) != 0x80) valid = false;
+            cp = (cp << 6) | (cc & 0x3F);
+        }
+        // Reject overlong forms, surrogates and values beyond Unicode.
+        if (valid && ((len == 2 && cp < 0x80) || (len == 3 && cp < 0x800) ||
+                      (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)) ||
+                      (cp >= 0xD800 && cp <= 0xDFFF))) {
+            valid = false;
+        }
+        if (valid) {
+            out.append(s.substr(i, len));
+            i += len;
+        } else {
+            out += "\xEF\xBF\xBD";
+            i += 1;
+        }
+    }
+    return out;
+}
+
+namespace {
+
+template <typename T>
+void putOptional(json& j, const char* key, const std::optional<T>& v) {
+    if (v) j[key] = *v;
+}
+template <typename T>
+void getOptional(const json& j, const char* key, std::optional<T>& v) {
+    auto it = j.find(key);
+    if (it == j.end() || it->is_null()) {
+        v.reset();
+    } else {
+        v = it->template get<T>();
+    }
+}
+void putOptionalText(json& j, const char* key, const std::optional<std::string>& v) {
+    if (v) j[key] = validUTF8(*v);
+}
+
+template <typename E, typename F>
+E enumValue(const json& j, const char* key, F fromRaw) {
+    const auto& text = j.at(key).get_ref<const std::string&>();
+    auto v = fromRaw(text);
+    if (!v) {
+        throw json::other_error::create(
+            501, fmt::format("unknown value \"{}\" for \"{}\"", validUTF8(text), key), &j);
+    }
+    return *v;
+}
+
+// A number that must be a date: finite, as every date we write is.
+double dateValue(const json& j) {
+    if (!j.is_number()) throw json::type_error::create(302, "a date must be a number", &j);
+    return j.get<double>();
+}
+
+}  // namespace
+
+void to_json(json& j, const FileURL& u) { j = u.absoluteString(); }
+void from_json(const json& j, FileURL& u) {
+    const auto& text = j.get_ref<const std::string&>();
+    auto parsed = FileURL::fromAbsoluteString(text);
+    if (!parsed) {
+        throw json::other_error::create(
+            501, fmt::format("\"{}\" is not an absolute file URL", validUTF8(text)), &j);
+    }
+    u = std::move(*parsed);
+}
+
+void to_json(json& j, const AppCacheContext& c) {
+    j = json::object();
+    j["containerKind"] = rawValue(c.containerKind);
+    j["containerIdentifier"] = validUTF8(c.containerIdentifier);
+    putOptionalText(j, "possibleBundleIdentifier", c.possibleBundleIdentifier);
+    putOptionalText(j, "matchedRunningBundleIdentifier", c.matchedRunningBundleIdentifier);
+    putOptionalText(j, "matchedRunningDisplayName", c.matchedRunningDisplayName);
+    j["runningState"] = rawValue(c.runningState);
+    j["identitySource"] = rawValue(c.identitySource);
+}
+void from_json(const json& j, AppCacheContext& c) {
+    c.containerKind = enumValue<AppCacheContainerKind>(j, "containerKind", containerKindFromRaw);
+    c.containerIdentifier = j.at("containerIdentifier").get<std::string>();
+    getOptional(j, "possibleBundleIdentifier", c.possibleBundleIdentifier);
+    getOptional(j, "matchedRunningBundleIdentifier", c.matchedRunningBundleIdentifier);
+    getOptional(j, "matchedRunningDisplayName", c.matchedRunningDisplayName);
+    c.runningState = enumValue<AppCacheRunningState>(j, "runningState", runningStateFromRaw);
+    c.identitySource = enumValue<AppCacheIdentitySource>(j, "identitySource", identitySourceFromRaw);
+}
+
+void to_json(json& j, const ScanLocation& l) {
+    j = json::object();
+    j["rootURL"] = l.rootURL;
+    j["category"] = rawValue(l.category);
+    j["displayName"] = validUTF8(l.displayName);
+    j["depth"] = rawValue(l.depth);
+    j["isSelectedByDefault"] = l.isSelectedByDefault;
+    j["safety"] = rawValue(l.safety);
+    j["minimumModificationAge"] = l.minimumModificationAge;
+    j["includesHiddenFiles"] = l.includesHiddenFiles;
+    j["includesPackageDescendants"] = l.includesPackageDescendants;
+    putOptional(j, "appCacheContext", l.appCacheContext);
+}
+void from_json(const json& j, ScanLocation& l) {
+    l.rootURL = j.at("rootURL").get<FileURL>();
+    l.category = enumValue<CleanupCategory>(j, "category", categoryFromRaw);
+    l.displayName = j.at("displayName").get<std::string>();
+    l.depth = enumValue<ScanDepth>(j, "depth", scanDepthFromRaw);
+    l.isSelectedByDefault = j.at("isSelectedByDefault").get<bool>();
+    l.safety = enumValue<CleanupSafety>(j, "safety", safetyFromRaw);
+    l.minimumModificationAge = j.at("minimumModificationAge").get<double>();
+    l.includesHiddenFiles = j.at("includesHiddenFiles").get<bool>();
+    l.includesPackageDescendants = j.at("includesPackageDescendants").get<bool>();
+    getOptional(j, "appCacheContext", l.appCacheContext);
+}
+
+void to_json(json& j, const FileResourceIdentity& r) {
+    j = json::object();
+    putOptionalText(j, "fileResourceIdentifier", r.fileResourceIdentifier);
+    putOptionalText(j, "volumeIdentifier", r.volumeIdentifier);
+    putOptionalText(j, "volumeName", r.volumeName);
+    putOptional(j, "isDirectory", r.isDirectory);
+    putOptional(j, "fileSize", r.fileSize);
+    putOptional(j, "totalFileAllocatedSize", r.totalFileAllocatedSize);
+    putOptional(j, "systemFileNumber", r.systemFileNumber);
+    putOptional(j, "systemNumber", r.systemNumber);
+    putOptional(j, "creationDate", r.creationDate);
+    putOptional(j, "modificationDate", r.modificationDate);
+}
+void from_json(const json& j, FileResourceIdentity& r) {
+    if (!j.is_object()) throw json::type_error::create(302, "an identity must be an object", &j);
+    getOptional(j, "fileResourceIdentifier", r.fileResourceIdentifier);
+    getOptional(j, "volumeIdentifier", r.volumeIdentifier);
+    getOptional(j, "volumeName", r.volumeName);
+    getOptional(j, "isDirectory", r.isDirectory);
+    getOptional(j, "fileSize", r.fileSize);
+    getOptional(j, "totalFileAllocatedSize", r.totalFileAllocatedSize);
+    getOptional(j, "systemFileNumber", r.systemFileNumber);
+    getOptional(j, "systemNumber", r.systemNumber);
+    if (j.contains("creationDate")) r.creationDate = dateValue(j.at("creationDate"));
+    if (j.contains("modificationDate")) r.modificationDate = dateValue(j.at("modificationDate"));
+}
+
+void to_json(json& j, const CleanupCandidate& c) {
+    j = json::object();
+    j["id"] = validUTF8(c.id);
+    j["url"] = c.url;
+    j["displayName"] = validUTF8(c.displayName);
+    j["category"] = rawValue(c.category);
+    j["sizeBytes"] = c.sizeBytes;
+    if (c.lastModified) j["lastModified"] = *c.lastModified;
+    putOptional(j, "resourceIdentity", c.resourceIdentity);
+    j["isSelectedByDefault"] = c.isSelectedByDefault;
+    j["safety"] = rawValue(c.safety);
+    j["requiresManualReviewBySource"] = c.requiresManualReviewBySource;
+    putOptional(j, "appCacheContext", c.appCacheContext);
+}
+void from_json(const json& j, CleanupCandidate& c) {
+    c.url = j.at("url").get<FileURL>();
+    c.category = enumValue<CleanupCategory>(j, "category", categoryFromRaw);
+    c.id = j.at("id").get<std::string>();
+    c.displayName = j.at("displayName").get<std::string>();
+    // Texts written lossily from a non-UTF-8 path are restored from the lossless URL.
+    std::string exactID = candidateID(c.category, c.url.path);
+    if (exactID != c.id && validUTF8(exactID) == c.id) c.id = std::move(exactID);
+    std::string exactName = c.url.lastComponent();
+    if (exactName != c.displayName && validUTF8(exactName) == c.displayName) {
+        c.displayName = std::move(exactName);
+    }
+    c.sizeBytes = j.at("sizeBytes").get<int64_t>();
+    c.lastModified.reset();
+    if (j.contains("lastModified")) c.lastModified = dateValue(j.at("lastModified"));
+    getOptional(j, "resourceIdentity", c.resourceIdentity);
+    c.isSelectedByDefault = j.at("isSelectedByDefault").get<bool>();
+    c.safety = enumValue<CleanupSafety>(j, "safety", safetyFromRaw);
+    c.requiresManualReviewBySource = j.at("requiresManualReviewBySource").get<bool>();
+    getOptional(j, "appCacheContext", c.appCacheContext);
+}
+
+void to_json(json& j, const SkippedItem& s) {
+    j = json::object();
+    j["url"] = s.url;
+    j["reason"] = validUTF8(s.reason);
+}
+void from_json(const json& j, SkippedItem& s) {
+    s.url = j.at("url").get<FileURL>();
+    s.reason = j.at("reason").get<std::string>();
+}
+
+void to_json(json& j, const ScanReport& r) {
+    j = json::object();
+    j["scannedAt"] = r.scannedAt;
+    j["candidates"] = r.candidates;
+    j["skippedItems"] = r.skippedItems;
+    j["scannedRoots"] = r.scannedRoots;
+    j["hasCompletedScan"] = r.hasCompletedScan;
+}
+void from_json(const json& j, ScanReport& r) {
+    r.scannedAt = dateValue(j.at("scannedAt"));
+    r.candidates = j.at("candidates").get<std::vector<CleanupCandidate>>();
+    r.skippedItems = j.at("skippedItems").get<std::vector<SkippedItem>>();
+    r.scannedRoots = j.at("scannedRoots").get<std::vector<FileURL>>();
+    r.hasCompletedScan = j.at("hasCompletedScan").get<bool>();
+}
+
+void to_json(json& j, const StorageScanProgress& p) {
+    j = json::object();
+    putOptional(j, "currentURL", p.currentURL);
+    j["completedLocations"] = p.completedLocations;
+    j["totalLocations"] = p.totalLocations;
+    j["completedItems"] = p.completedItems;
+    j["completedItemsInCurrentLocation"] = p.completedItemsInCurrentLocation;
+    putOptional(j, "totalItemsInCurrentLocation", p.totalItemsInCurrentLocation);
+    j["foundCandidates"] = p.foundCandidates;
+    j["skippedItems"] = p.skippedItems;
+    j["fractionCompleted"] = p.fractionCompleted;
+}
+void from_json(const json& j, StorageScanProgress& p) {
+    std::optional<FileURL> url;
+    getOptional(j, "currentURL", url);
+    std::optional<int64_t> total;
+    getOptional(j, "totalItemsInCurrentLocation", total);
+    p = StorageScanProgress::make(
+        std::move(url), j.at("completedLocations").get<int64_t>(),
+        j.at("totalLocations").get<int64_t>(), j.at("completedItems").get<int64_t>(),
+        j.at("completedItemsInCurrentLocation").get<int64_t>(), total,
+        j.at("foundCandidates").get<int64_t>(), j.at("skippedItems").get<int64_t>(),
+        j.at("fractionCompleted").get<double>());
+}
+
+std::string dumpJSON(const json& value, bool pretty) {
+    return value.dump(pretty ? 2 : -1, ' ', false, json::error_handler_t::replace);
+}
+
+Result<ScanReport> decodeScanReport(std::string_view text) {
+    try {
+        auto j = json::parse(text.begin(), text.end());
+        return j.get<ScanReport>();
+    } catch (const json::exception& e) {
+        return fail(fmt::format("The scan report could not be read: {}", e.what()));
+    }
+}
+
+}  // namespace velmora

@@ -1,0 +1,227 @@
+#include "CleanerCore/scanning/PathRules.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+#include "CleanerCore/platform/FileSystem.h"
+
+namespace velmora {
+
+namespace {
+
+std::string lowercased(std::string_view s) {
+    std::string out(s);
+    for (auto& c : out) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return out;
+}
+
+bool startsWith(std::string_view s, std::string_view prefix) { return s.starts_with(prefix); }
+bool endsWith(std::string_view s, std::string_view suffix) { return s.ends_with(suffix); }
+
+bool keyIsWithin(std::string_view key, std::string_view root) {
+    if (key == root) return true;
+    if (root == "/") return startsWith(key, "/");
+    return key.size() > root.size() && startsWith(key, root) && key[root.size()] == '/';
+}
+
+std::vector<std::string> lowercasedComponents(std::string_view path) {
+    std::string standardized = standardizePath(path);
+    std::vector<std::string> parts;
+    size_t i = 1;
+    while (i < standardized.size()) {
+        size_t j = standardized.find('/', i);
+        if (j == std::string::npos) j = standardized.size();
+        parts.push_back(lowercased(std::string_view(standardized).substr(i, j - i)));
+        i = j + 1;
+    }
+    return parts;
+}
+
+bool isAppleContainerName(std::string_view c) { return c == "com.apple" || startsWith(c, "com.apple."); }
+bool isAppleGroupContainerName(std::string_view c) {
+    return c == "group.com.apple" || startsWith(c, "group.com.apple.") || isAppleContainerName(c);
+}
+
+bool macosRuleProtects(const std::vector<std::string>& c) {
+    const size_t n = c.size();
+    // 1. Apple's own containers.
+    if (n >= 3) {
+        for (size_t i = 0; i + 2 < n; ++i) {
+            if (c[i] != "library") continue;
+            if (c[i + 1] == "containers" && isAppleContainerName(c[i + 2])) return true;
+            if (c[i + 1] == "group containers" && isAppleGroupContainerName(c[i + 2])) return true;
+        }
+    }
+    // 2. Personal data under a Library folder.
+    if (n >= 2) {
+        for (size_t i = 0; i + 1 < n; ++i) {
+            if (c[i] != "library") continue;
+            const std::string& next = c[i + 1];
+            if (next == "keychains" || next == "mail" || next == "messages" ||
+                next == "cloudstorage" || next == "fileprovider" || next == "file provider") {
+                return true;
+            }
+            if (next == "mobile documents") {
+                if (i + 2 < n && c[i + 2] == ".trash") continue;
+                return true;
+            }
+            if (next == "application support" && i + 2 < n &&
+                (c[i + 2] == "clouddocs" || c[i + 2] == "fileprovider" ||
+                 c[i + 2] == "file provider")) {
+                return true;
+            }
+        }
+    }
+    // 3. Libraries, backups and disk images.
+    static constexpr std::array<std::string_view, 5> kSuffixes = {
+        ".photoslibrary", ".musiclibrary", ".tvlibrary", ".backup", ".origin"};
+    static constexpr std::array<std::string_view, 8> kImages = {
+        "rootfs.img", "main.img", "data.img", "storage.img",
+        "userdata.img", "system.img", "disk.img", "vm.img"};
+    for (const auto& comp : c) {
+        for (auto s : kSuffixes) {
+            if (endsWith(comp, s)) return true;
+        }
+        for (auto s : kImages) {
+            if (comp == s) return true;
+        }
+    }
+    return false;
+}
+
+// Linux personal data: keys, password stores, mail, browser and mail profiles, the Trash and
+// virtual-machine disks. Matched on lowercased components wherever they occur.
+bool linuxRuleProtects(const std::vector<std::string>& c) {
+    static constexpr std::array<std::string_view, 9> kNames = {
+        ".ssh", ".gnupg", ".password-store", ".pki", ".mozilla", ".thunderbird", "maildir",
+        ".maildir", ".electrum"};
+    static constexpr std::array<std::string_view, 5> kDiskImageSuffixes = {
+        ".qcow2", ".vdi", ".vmdk", ".vhd", ".vhdx"};
+    const size_t n = c.size();
+    for (size_t i = 0; i < n; ++i) {
+        const std::string& comp = c[i];
+        for (auto name : kNames) {
+            if (comp == name) return true;
+        }
+        for (auto s : kDiskImageSuffixes) {
+            if (endsWith(comp, s)) return true;
+        }
+        // .local/share/{keyrings,Trash,evolution,kwalletd}, .kde/share/apps/kwallet
+        if (comp == ".local" && i + 2 < n && c[i + 1] == "share") {
+            const std::string& what = c[i + 2];
+            if (what == "keyrings" || what == "trash" || what == "evolution" || what == "kwalletd") {
+                return true;
+            }
+        }
+        if (comp == ".kde" && i + 3 < n && c[i + 1] == "share" && c[i + 2] == "apps" &&
+            c[i + 3] == "kwallet") {
+            return true;
+        }
+        if (comp == ".config" && i + 1 < n &&
+            (c[i + 1] == "keepassxc" || c[i + 1] == "evolution")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+namespace StoragePathContainment {
+bool pathIsWithin(std::string_view path, std::string_view root) {
+    return keyIsWithin(lexicalPathKey(path), lexicalPathKey(root));
+}
+bool contains(const FileURL& item, const FileURL& root) { return pathIsWithin(item.path, root.path); }
+}  // namespace StoragePathContainment
+
+std::string lexicalPathKey(std::string_view path) { return standardizePath(path); }
+
+std::string pathKey(const std::string& path) { return resolvingSymlinksInPath(path); }
+
+bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue) {
+    auto components = lowercasedComponents(path);
+    if (macosRuleProtects(components)) return true;
+    return catalogue == Catalogue::linux && linuxRuleProtects(components);
+}
+
+SafePathPolicy SafePathPolicy::make(const std::vector<std::string>& allowedRootPaths,
+                                    const std::string& homeFolder, Catalogue catalogue) {
+    SafePathPolicy policy;
+    policy.catalogue = catalogue;
+    for (const auto& raw : allowedRootPaths) {
+        std::string key = pathKey(raw);
+        policy.allowedRoots.push_back({raw, key, volumeIsCaseInsensitive(key)});
+    }
+    std::set<std::string> keys;
+    for (const auto& p : PathConventions::forCatalogue(catalogue).criticalPaths) keys.insert(pathKey(p));
+    policy.protectedPathKeys.assign(keys.begin(), keys.end());
+    policy.homePathKey = pathKey(homeFolder);
+    policy.homeLexicalKey = lexicalPathKey(homeFolder);
+    policy.usesCaseInsensitivePathComparison = volumeIsCaseInsensitive(policy.homePathKey);
+    return policy;
+}
+
+bool SafePathPolicy::isOutsideCurrentUserArea(std::string_view p, std::string_view home,
+                                              bool caseInsensitive, const PathConventions& conv) {
+    std::string users = caseInsensitive ? lowercased(conv.usersFolder) : conv.usersFolder;
+    std::string pk = caseInsensitive ? lowercased(p) : std::string(p);
+    std::string hk = caseInsensitive ? lowercased(home) : std::string(home);
+    std::string usersSlash = users + "/";
+    if (pk == users) return true;
+    if (!startsWith(pk, usersSlash)) return false;
+    if (conv.sharedFolder) {
+        std::string shared = caseInsensitive ? lowercased(*conv.sharedFolder) : *conv.sharedFolder;
+        if (pk == shared || startsWith(pk, shared + "/")) return true;
+        if (startsWith(hk, usersSlash) && (hk == shared || startsWith(hk, shared + "/"))) return true;
+    }
+    if (startsWith(hk, usersSlash)) {
+        if (pk == hk) return false;
+        return !startsWith(pk, hk + "/");
+    }
+    return true;
+}
+
+bool SafePathPolicy::isCriticalKey(std::string_view key) const {
+    for (const auto& critical : protectedPathKeys) {
+        if (keyIsWithin(critical, key)) return true;
+    }
+    return false;
+}
+
+std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::string& path) const {
+    using K = CleaningError::Kind;
+    std::string key = lexicalPathKey(path);
+    const auto& conv = PathConventions::forCatalogue(catalogue);
+    const bool ci = usesCaseInsensitivePathComparison;
+    if (isOutsideCurrentUserArea(key, homePathKey, ci, conv) &&
+        (homeLexicalKey.empty() || isOutsideCurrentUserArea(key, homeLexicalKey, ci, conv))) {
+        return CleaningError{K::pathNotAllowed, key};
+    }
+    if (isCriticalKey(key)) return CleaningError{K::criticalPath, key};
+    if (isProtectedUserDataPath(key, catalogue)) return CleaningError{K::protectedUserData, key};
+    auto st = lstatPath(key);
+    if (!st) return CleaningError{K::unreadableAttributes, key};
+    if (S_ISLNK(st->st_mode)) return CleaningError{K::symbolicLink, key};
+    return std::nullopt;
+}
+
+std::optional<CleaningError> SafePathPolicy::checkCleanPath(const std::string& path) const {
+    std::string key = lexicalPathKey(path);
+    bool inside = false;
+    for (const auto& root : allowedRoots) {
+        std::string k = root.usesCaseInsensitivePathComparison ? lowercased(key) : key;
+        std::string r = root.usesCaseInsensitivePathComparison ? lowercased(root.resolvedPathKey)
+                                                               : root.resolvedPathKey;
+        if (keyIsWithin(k, r)) {
+            inside = true;
+            break;
+        }
+    }
+    if (!inside) return CleaningError{CleaningError::Kind::pathNotAllowed, key};
+    return checkPathIgnoringScope(key);
+}
+
+}  // namespace velmora

@@ -1,0 +1,75 @@
+#pragma once
+// The rules that decide which paths may ever be proposed or touched.
+//
+// - Path key: standardized path, one trailing "/" removed; "/" for the root.
+// - Containment: case-sensitive string equality or prefix + "/".
+// - Protected user data: name-based, wherever the components occur (macOS rule; the `linux`
+//   catalogue adds Linux personal-data names, see docs/linux-catalogue.md).
+// - Other-user rule and critical paths: `SafePathPolicy`.
+//
+// Everything but `SafePathPolicy::make`, `pathKey` and `checkCleanPath` (which read the file
+// system) is pure. All are thread-safe.
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "CleanerCore/cleaning/CleaningError.h"
+#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/scanning/PathConventions.h"
+
+namespace velmora {
+
+namespace StoragePathContainment {
+/// Is `path` equal to `root` or below it? Standardizes both first.
+bool pathIsWithin(std::string_view path, std::string_view root);
+bool contains(const FileURL& item, const FileURL& root);
+}  // namespace StoragePathContainment
+
+/// Standardized path with one trailing "/" removed (no link resolution).
+std::string lexicalPathKey(std::string_view path);
+/// Standardize, resolve symbolic links, remove one trailing "/".
+std::string pathKey(const std::string& path);
+
+/// The protected user-data rule for the given catalogue's conventions.
+bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue);
+
+struct AllowedRoot {
+    std::string rawPath;
+    std::string resolvedPathKey;
+    bool usesCaseInsensitivePathComparison = false;
+};
+
+struct SafePathPolicy {
+    std::vector<AllowedRoot> allowedRoots;
+    std::vector<std::string> protectedPathKeys;  ///< critical keys, deduplicated, ascending
+    std::string homePathKey;
+    /// The home folder as given, standardized but not resolved: paths are compared lexically,
+    /// so a home reached through a linked /home must still count as the user's own area.
+    std::string homeLexicalKey;
+    bool usesCaseInsensitivePathComparison = false;
+    Catalogue catalogue = Catalogue::macos;
+
+    /// Builds the policy from the allowed scan roots and the home folder (reads the file system
+    /// to resolve links and to learn each volume's comparison mode).
+    static SafePathPolicy make(const std::vector<std::string>& allowedRootPaths,
+                               const std::string& homeFolder, Catalogue catalogue);
+
+    /// The other-user rule on path keys.
+    static bool isOutsideCurrentUserArea(std::string_view pathKey, std::string_view homeKey,
+                                         bool caseInsensitive, const PathConventions& conventions);
+
+    /// True when `key` is a critical key or an ancestor of one (so "/" and, say, "/private"
+    /// are refused as well as "/private/etc" itself).
+    bool isCriticalKey(std::string_view key) const;
+
+    /// The checks that do not depend on allowed roots: other users' areas (`pathNotAllowed`),
+    /// critical paths, protected user data, then the symbolic-link test on the item itself
+    /// (`unreadableAttributes` when lstat fails, `symbolicLink` for a link).
+    std::optional<CleaningError> checkPathIgnoringScope(const std::string& path) const;
+
+    /// The full clean-time check: inside an allowed root (else `pathNotAllowed`), then the above.
+    std::optional<CleaningError> checkCleanPath(const std::string& path) const;
+};
+
+}  // namespace velmora

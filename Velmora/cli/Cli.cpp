@@ -1,0 +1,7 @@
+#include "Velmora/cli/Cli.h"
+
+namespace velmora::cli {
+
+int run(int, char**) { return 0; }
+
+}  // namespace velmora::cli
