@@ -1,0 +1,469 @@
+#include "CleanerCore/scanning/StorageScanner.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <atomic>
+#include <cerrno>
+#include <mutex>
+#include <thread>
+
+#include "CleanerCore/platform/FileIdentity.h"
+#include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/scanning/PackageExtensions.h"
+#include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/scanning/ProtectedNameFilter.h"
+
+namespace velmora {
+
+namespace {
+
+// Deeper than this a walk gives up: such a tree cannot be validated for cleaning either.
+constexpr int kMaximumWalkDepth = 2048;
+
+Date modificationDate(const struct stat& st) { return dateFromTimespec(st.st_mtim); }
+
+// Serializes progress samples from all workers and keeps the fraction from going backwards.
+class ProgressHub {
+public:
+    ProgressHub(const StorageScanner::ProgressCallback& callback, size_t locationCount)
+        : callback_(callback), locations_(locationCount) {}
+
+    void setEntryCount(size_t location, int64_t entries) {
+        std::lock_guard lock(mutex_);
+        locations_[location].entries = entries;
+    }
+
+    void locationStarted(size_t location, const FileURL& root) {
+        std::lock_guard lock(mutex_);
+        publish(location, root);
+    }
+
+    void locationSkipped(size_t location, const FileURL& root) {
+        std::lock_guard lock(mutex_);
+        ++skipped_;
+        locations_[location].finished = true;
+        ++finishedLocations_;
+        publish(location, root);
+    }
+
+    void finishIfEmpty(size_t location) {
+        std::lock_guard lock(mutex_);
+        auto& l = locations_[location];
+        if (!l.finished && l.entries == 0) {
+            l.finished = true;
+            ++finishedLocations_;
+        }
+    }
+
+    void itemsCounted(size_t location, const FileURL& current, int64_t delta) {
+        std::lock_guard lock(mutex_);
+        completedItems_ += delta;
+        locations_[location].items += delta;
+        publish(location, current);
+    }
+
+    void entryFinished(size_t location, const FileURL& entry, int64_t uncountedItems,
+                       bool candidate, bool skipped) {
+        std::lock_guard lock(mutex_);
+        completedItems_ += uncountedItems;
+        auto& l = locations_[location];
+        l.items += uncountedItems;
+        ++l.done;
+        if (candidate) ++candidates_;
+        if (skipped) ++skipped_;
+        if (l.done >= l.entries && !l.finished) {
+            l.finished = true;
+            ++finishedLocations_;
+        }
+        publish(location, entry);
+    }
+
+    void publishFinal() {
+        std::lock_guard lock(mutex_);
+        if (!callback_) return;
+        auto n = static_cast<int64_t>(locations_.size());
+        callback_(StorageScanProgress::make(std::nullopt, n, n, completedItems_, 0, std::nullopt,
+                                            candidates_, skipped_, 1.0));
+    }
+
+private:
+    void publish(size_t location, const FileURL& current) {
+        if (!callback_) return;
+        const auto n = static_cast<double>(locations_.size());
+        double sum = 0;
+        for (const auto& l : locations_) {
+            if (l.finished) {
+                sum += 1;
+            } else if (l.entries > 0) {
+                sum += static_cast<double>(l.done) / static_cast<double>(l.entries);
+            }
+        }
+        // Never reach 1.0 before the final sample: a full fraction means "finished".
+        fraction_ = std::max(fraction_, std::min(sum / n, 0.999));
+        const auto& l = locations_[location];
+        callback_(StorageScanProgress::make(current, finishedLocations_,
+                                            static_cast<int64_t>(locations_.size()), completedItems_,
+                                            l.items, l.entries, candidates_, skipped_, fraction_));
+    }
+
+    struct LocationProgress {
+        int64_t entries = 0;
+        int64_t done = 0;
+        int64_t items = 0;
+        bool finished = false;
+    };
+    const StorageScanner::ProgressCallback& callback_;
+    std::mutex mutex_;
+    std::vector<LocationProgress> locations_;
+    int64_t finishedLocations_ = 0;
+    int64_t completedItems_ = 0;
+    int64_t candidates_ = 0;
+    int64_t skipped_ = 0;
+    double fraction_ = 0;
+};
+
+struct LocationPlan {
+    std::optional<SkippedItem> rootSkip;
+    UniqueFd entriesDirFd;  // the folder whose entries (or, for directoryItself, whose child) we walk
+    std::string entriesDirPath;
+    size_t firstTask = 0;
+    size_t taskCount = 0;
+};
+
+struct EntryTask {
+    size_t location = 0;
+    std::string name;
+};
+
+struct EntryResult {
+    std::optional<CleanupCandidate> candidate;
+    std::optional<SkippedItem> skipped;
+};
+
+// One inventory walk: depth-first, in listing order, stopping at the first protected
+// descendant, unreadable folder, or the item limit.
+class Inventory {
+public:
+    Inventory(const ScanLocation& location, Date referenceDate, int64_t maximumItems,
+              int64_t progressInterval, Catalogue catalogue, const CancellationToken& cancel,
+              ProgressHub& hub, size_t locationIndex, const FileURL& entryURL)
+        : location_(location),
+          referenceDate_(referenceDate),
+          maximumItems_(maximumItems),
+          progressInterval_(progressInterval),
+          catalogue_(catalogue),
+          cancel_(cancel),
+          hub_(hub),
+          locationIndex_(locationIndex),
+          entryURL_(entryURL) {}
+
+    DirectoryInventory walkDirectory(int dirFd, const std::string& path, Date ownDate) {
+        result_.latestModificationDate = ownDate;
+        path_ = path;
+        levels_.reserve(64);
+        walk(dirFd, 0);
+        return result_;
+    }
+
+    int64_t unpublishedItems() const { return unpublished_; }
+
+private:
+    bool isRecent(Date date) const {
+        return location_.minimumModificationAge > 0 &&
+               referenceDate_ - date < location_.minimumModificationAge;
+    }
+
+    void walk(int dirFd, int depth) {
+        if (depth >= static_cast<int>(levels_.size())) levels_.resize(depth + 1);
+        // Collect the listing first: recursion below reuses the thread's read buffer.
+        auto& names = levels_[depth];
+        names.clear();
+        bool listed = forEachDirectoryEntry(dirFd, [&](const char* name, unsigned char) {
+            names.append(name);
+            names.push_back('\0');
+        });
+        if (!listed) {
+            result_.unreadableFolderURL = FileURL(path_, true);
+            stop_ = true;
+            return;
+        }
+        // `names` may move when levels_ grows during recursion: walk it by offset.
+        for (size_t off = 0; off < levels_[depth].size() && !stop_;) {
+            if (cancel_.isCancellationRequested()) {
+                stop_ = true;
+                return;
+            }
+            // Valid until visit() recurses, which is the last thing it does with the name.
+            const char* name = levels_[depth].c_str() + off;
+            off += std::strlen(name) + 1;
+            visit(dirFd, name, depth);
+        }
+    }
+
+    void visit(int dirFd, const char* name, int depth) {
+        if (!location_.includesHiddenFiles && name[0] == '.') return;
+        struct stat st {};
+        const size_t parentLength = path_.size();
+        path_ += '/';
+        path_ += name;
+        struct Restore {
+            std::string& p;
+            size_t n;
+            ~Restore() { p.resize(n); }
+        } restore{path_, parentLength};
+
+        if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            if (errno == ENOENT) return;  // vanished since the listing: nothing to count
+            result_.unreadableFolderURL = FileURL(deletingLastPathComponent(path_), true);
+            stop_ = true;
+            return;
+        }
+        if (nameMayCompleteProtectedPath(name, catalogue_) &&
+            isProtectedUserDataPath(path_, catalogue_)) {
+            result_.noTouchDescendantURL = FileURL(path_, S_ISDIR(st.st_mode));
+            stop_ = true;
+            return;
+        }
+        if (S_ISLNK(st.st_mode)) return;
+        const Date date = modificationDate(st);
+        if (!result_.latestModificationDate || date > *result_.latestModificationDate) {
+            result_.latestModificationDate = date;
+        }
+        if (isRecent(date)) result_.containsRecentlyModifiedItem = true;
+        if (S_ISREG(st.st_mode)) result_.byteSize += static_cast<int64_t>(st.st_blocks) * 512;
+        if (++count_ > maximumItems_) {
+            result_.exceededItemLimit = true;
+            stop_ = true;
+            return;
+        }
+        if (++unpublished_ >= progressInterval_) {
+            hub_.itemsCounted(locationIndex_, entryURL_, unpublished_);
+            unpublished_ = 0;
+        }
+        if (!S_ISDIR(st.st_mode)) return;
+        if (!location_.includesPackageDescendants && isPackageExtension(pathExtensionLowercased(name))) {
+            return;
+        }
+        UniqueFd child = openDirectoryAt(dirFd, name);
+        if (!child || depth + 1 >= kMaximumWalkDepth) {
+            if (!child && errno == ENOENT) return;
+            result_.unreadableFolderURL = FileURL(path_, true);
+            stop_ = true;
+            return;
+        }
+        walk(child.get(), depth + 1);
+    }
+
+    const ScanLocation& location_;
+    Date referenceDate_;
+    int64_t maximumItems_;
+    int64_t progressInterval_;
+    Catalogue catalogue_;
+    const CancellationToken& cancel_;
+    ProgressHub& hub_;
+    size_t locationIndex_;
+    const FileURL& entryURL_;
+
+    DirectoryInventory result_;
+    std::string path_;
+    std::vector<std::string> levels_;
+    int64_t count_ = 0;
+    int64_t unpublished_ = 0;
+    bool stop_ = false;
+};
+
+}  // namespace
+
+StorageScanner::StorageScanner(Configuration configuration, std::string homeFolder,
+                               Catalogue catalogue)
+    : configuration_(configuration), homeFolder_(std::move(homeFolder)), catalogue_(catalogue) {
+    configuration_.maximumInventoryItemsPerCandidate =
+        std::max<int64_t>(1, configuration_.maximumInventoryItemsPerCandidate);
+    configuration_.inventoryProgressItemInterval =
+        std::max<int64_t>(1, configuration_.inventoryProgressItemInterval);
+}
+
+ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date referenceDate,
+                                const ProgressCallback& progress, const CancellationToken& cancel,
+                                std::vector<SkippedItem> initialSkippedItems) const {
+    const SafePathPolicy rules = SafePathPolicy::make({}, homeFolder_, catalogue_);
+    ProgressHub hub(progress, locations.size());
+    std::vector<LocationPlan> plans(locations.size());
+    std::vector<EntryTask> tasks;
+
+    // Plan: check and list every root, in order. Cheap next to the inventories.
+    size_t planned = 0;
+    for (; planned < locations.size(); ++planned) {
+        if (cancel.isCancellationRequested()) break;
+        const ScanLocation& loc = locations[planned];
+        LocationPlan& plan = plans[planned];
+        const FileURL root = FileURL::directory(loc.rootURL.path);
+        hub.locationStarted(planned, root);
+        auto skipRoot = [&](std::string reason) {
+            plan.rootSkip = SkippedItem{root, std::move(reason)};
+            hub.locationSkipped(planned, root);
+        };
+        auto st = statPath(root.path);
+        if (!st || !S_ISDIR(st->st_mode)) {
+            skipRoot(SkipReason::kFolderDoesNotExist);
+            continue;
+        }
+        if (auto refusal = rules.checkPathIgnoringScope(root.path)) {
+            skipRoot(refusal->description());
+            continue;
+        }
+        plan.firstTask = tasks.size();
+        if (loc.depth == ScanDepth::directoryItself) {
+            // The one candidate is the root as a whole; never the home folder or above it.
+            if (StoragePathContainment::pathIsWithin(rules.homeLexicalKey, root.path) ||
+                StoragePathContainment::pathIsWithin(rules.homePathKey, root.path)) {
+                skipRoot(SkipReason::kScanRootItself);
+                continue;
+            }
+            plan.entriesDirPath = deletingLastPathComponent(root.path);
+            plan.entriesDirFd = openDirectoryNoFollow(plan.entriesDirPath);
+            if (!plan.entriesDirFd) {
+                skipRoot(SkipReason::kCouldNotEnumerate);
+                continue;
+            }
+            tasks.push_back({planned, root.lastComponent()});
+        } else {
+            plan.entriesDirPath = root.path;
+            plan.entriesDirFd = openDirectoryNoFollow(root.path);
+            bool listed = plan.entriesDirFd &&
+                          forEachDirectoryEntry(plan.entriesDirFd.get(), [&](const char* name, unsigned char) {
+                              if (!loc.includesHiddenFiles && name[0] == '.') return;
+                              tasks.push_back({planned, name});
+                          });
+            if (!listed) {
+                tasks.resize(plan.firstTask);
+                skipRoot(SkipReason::kCouldNotEnumerate);
+                continue;
+            }
+        }
+        plan.taskCount = tasks.size() - plan.firstTask;
+        hub.setEntryCount(planned, static_cast<int64_t>(plan.taskCount));
+        hub.finishIfEmpty(planned);
+    }
+
+    std::vector<EntryResult> results(tasks.size());
+    std::atomic<size_t> nextTask{0};
+    auto evaluate = [&](const EntryTask& task, EntryResult& out) {
+        const ScanLocation& loc = locations[task.location];
+        const LocationPlan& plan = plans[task.location];
+        const int dirFd = plan.entriesDirFd.get();
+        const std::string path = appendingPathComponent(plan.entriesDirPath, task.name);
+        struct stat st {};
+        if (::fstatat(dirFd, task.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            if (errno != ENOENT) out.skipped = SkippedItem{FileURL(path), SkipReason::kCouldNotEnumerate};
+            return int64_t{0};
+        }
+        const bool isDir = S_ISDIR(st.st_mode);
+        const FileURL url(path, isDir);
+        auto skip = [&](const char* reason) { out.skipped = SkippedItem{url, reason}; };
+        if (S_ISLNK(st.st_mode)) {
+            skip(SkipReason::kSymbolicLink);
+            return int64_t{0};
+        }
+        if (isProtectedUserDataPath(path, catalogue_)) {
+            skip(SkipReason::kProtectedPath);
+            return int64_t{0};
+        }
+        const Date ownDate = modificationDate(st);
+        const bool recent = loc.minimumModificationAge > 0 &&
+                            referenceDate - ownDate < loc.minimumModificationAge;
+        if (recent && !isDir) {
+            skip(SkipReason::kRecentlyModified);
+            return int64_t{0};
+        }
+        DirectoryInventory inv;
+        int64_t unpublished = 0;
+        if (isDir) {
+            UniqueFd fd = openDirectoryAt(dirFd, task.name.c_str());
+            if (!fd) {
+                skip(SkipReason::kCouldNotEnumerate);
+                return int64_t{0};
+            }
+            Inventory walker(loc, referenceDate, configuration_.maximumInventoryItemsPerCandidate,
+                             configuration_.inventoryProgressItemInterval, catalogue_, cancel, hub,
+                             task.location, url);
+            inv = walker.walkDirectory(fd.get(), path, ownDate);
+            unpublished = walker.unpublishedItems();
+        } else {
+            inv.byteSize = S_ISREG(st.st_mode) ? static_cast<int64_t>(st.st_blocks) * 512 : 0;
+            inv.latestModificationDate = ownDate;
+            inv.containsRecentlyModifiedItem = recent;
+        }
+        if (cancel.isCancellationRequested()) return unpublished;  // nothing is recorded
+
+        const double age = loc.minimumModificationAge;
+        if (inv.noTouchDescendantURL) {
+            skip(SkipReason::kContainsProtected);
+        } else if (inv.unreadableFolderURL) {
+            skip(SkipReason::kCouldNotEnumerate);
+        } else if (inv.exceededItemLimit) {
+            skip(SkipReason::kInventoryLimit);
+        } else if (recent || inv.containsRecentlyModifiedItem ||
+                   (age > 0 && inv.latestModificationDate &&
+                    referenceDate - *inv.latestModificationDate < age)) {
+            skip(SkipReason::kRecentlyModified);
+        } else if (inv.byteSize < 1) {
+            skip(SkipReason::kEmptyItem);
+        } else {
+            CleanupCandidate c;
+            c.id = candidateID(loc.category, path);
+            c.url = url;
+            c.displayName = url.lastComponent();
+            c.category = loc.category;
+            c.sizeBytes = inv.byteSize;
+            c.lastModified = inv.latestModificationDate;
+            c.resourceIdentity = captureIdentityAt(dirFd, task.name.c_str());
+            c.isSelectedByDefault = loc.isSelectedByDefault;
+            c.safety = loc.safety;
+            c.requiresManualReviewBySource = false;
+            c.appCacheContext = loc.appCacheContext;
+            out.candidate = std::move(c);
+        }
+        return unpublished;
+    };
+    auto worker = [&] {
+        for (;;) {
+            size_t i = nextTask.fetch_add(1, std::memory_order_relaxed);
+            if (i >= tasks.size() || cancel.isCancellationRequested()) return;
+            const EntryTask& task = tasks[i];
+            int64_t unpublished = evaluate(task, results[i]);
+            const FileURL current(appendingPathComponent(plans[task.location].entriesDirPath, task.name));
+            hub.entryFinished(task.location, current, unpublished, results[i].candidate.has_value(),
+                              results[i].skipped.has_value());
+        }
+    };
+    unsigned threads = configuration_.workerCount != 0 ? configuration_.workerCount
+                                                       : std::max(1u, std::thread::hardware_concurrency());
+    threads = static_cast<unsigned>(std::min<size_t>(threads, std::max<size_t>(tasks.size(), 1)));
+    std::vector<std::thread> pool;
+    for (unsigned t = 1; t < threads; ++t) pool.emplace_back(worker);
+    worker();
+    for (auto& t : pool) t.join();
+
+    const bool cancelled = cancel.isCancellationRequested();
+    ScanReport report;
+    report.skippedItems = std::move(initialSkippedItems);
+    for (size_t l = 0; l < planned; ++l) {
+        if (plans[l].rootSkip) report.skippedItems.push_back(*plans[l].rootSkip);
+        for (size_t i = plans[l].firstTask; i < plans[l].firstTask + plans[l].taskCount; ++i) {
+            if (results[i].candidate) report.candidates.push_back(std::move(*results[i].candidate));
+            if (results[i].skipped) report.skippedItems.push_back(std::move(*results[i].skipped));
+        }
+    }
+    if (!cancelled && !locations.empty()) hub.publishFinal();
+    report.scannedAt = currentDate();
+    for (const auto& loc : locations) report.scannedRoots.push_back(FileURL::directory(loc.rootURL.path));
+    report.hasCompletedScan = !cancelled;
+    sortCandidatesForReport(report.candidates);
+    return report;
+}
+
+}  // namespace velmora

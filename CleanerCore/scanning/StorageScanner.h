@@ -1,0 +1,79 @@
+#pragma once
+// Walks the locations of a scan and produces a ScanReport: every potential candidate is measured
+// by a bounded inventory of its contents (allocated bytes), checked against the path rules and
+// the location's age rule, and becomes a CleanupCandidate or a SkippedItem with a fixed reason.
+// It never changes anything on disk.
+//
+// Speed: directories are read relative to descriptors (openat + getdents64 + fstatat), no
+// per-file state is kept, and the top-level entries of all locations are inventoried by a pool
+// of worker threads. Results are merged in location and listing order, so the report is the one
+// a one-thread scan produces.
+//
+// Threading: `scan` blocks its caller; the progress callback is called from the scan's threads,
+// one call at a time, with a fraction that never decreases. Cancellation is cooperative (checked
+// before each location and entry, inside inventories and after each inventory); a cancelled scan
+// still returns a report with `hasCompletedScan` false and what was finished before.
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "CleanerCore/scanning/Cancellation.h"
+#include "CleanerCore/scanning/CleanupModel.h"
+#include "CleanerCore/scanning/PathConventions.h"
+
+namespace velmora {
+
+namespace SkipReason {
+inline constexpr const char* kFolderDoesNotExist = "Folder does not exist";
+inline constexpr const char* kCouldNotEnumerate = "Could not enumerate folder";
+inline constexpr const char* kScanRootItself = "Scan root itself is not a cleanup candidate";
+inline constexpr const char* kSymbolicLink = "Symbolic links are skipped for safety";
+inline constexpr const char* kProtectedPath = "Protected user data path";
+inline constexpr const char* kContainsProtected = "Contains protected user data";
+inline constexpr const char* kInventoryLimit = "Folder inventory limit exceeded";
+inline constexpr const char* kRecentlyModified = "Recently modified";
+inline constexpr const char* kEmptyItem = "Empty item";
+}  // namespace SkipReason
+
+/// The result of inventorying one item.
+struct DirectoryInventory {
+    int64_t byteSize = 0;
+    std::optional<Date> latestModificationDate;
+    std::optional<FileURL> noTouchDescendantURL;
+    bool exceededItemLimit = false;
+    bool containsRecentlyModifiedItem = false;
+    /// A folder inside the item could not be listed; the item is skipped as unreadable,
+    /// because it could not be validated for cleaning either.
+    std::optional<FileURL> unreadableFolderURL;
+};
+
+class StorageScanner {
+public:
+    struct Configuration {
+        int64_t maximumInventoryItemsPerCandidate = 100'000;
+        int64_t inventoryProgressItemInterval = 128;
+        /// Threads that inventory entries; 0 means one per processor.
+        unsigned workerCount = 0;
+    };
+    using ProgressCallback = std::function<void(const StorageScanProgress&)>;
+
+    /// Values below 1 are raised to 1. `homeFolder` and `catalogue` select the path rules.
+    StorageScanner(Configuration configuration, std::string homeFolder, Catalogue catalogue);
+
+    const Configuration& configuration() const { return configuration_; }
+
+    /// Scans `locations` in order. `referenceDate` is "now" for every age test. Skipped items in
+    /// `initialSkippedItems` (custom folders that could not be opened) lead the report's list.
+    ScanReport scan(const std::vector<ScanLocation>& locations, Date referenceDate,
+                    const ProgressCallback& progress, const CancellationToken& cancel,
+                    std::vector<SkippedItem> initialSkippedItems = {}) const;
+
+private:
+    Configuration configuration_;
+    std::string homeFolder_;
+    Catalogue catalogue_;
+};
+
+}  // namespace velmora

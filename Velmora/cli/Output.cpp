@@ -1,0 +1,66 @@
+#include "Velmora/cli/Output.h"
+
+#include <fmt/format.h>
+
+#include <ostream>
+
+#include "CleanerCore/scanning/ModelJson.h"
+#include "VelmoraUI/dashboard/Formatting.h"
+
+namespace velmora::cli {
+
+namespace {
+std::string padRight(const std::string& text, size_t width) {
+    size_t w = displayWidth(text);
+    return w >= width ? text : text + std::string(width - w, ' ');
+}
+std::string padLeft(const std::string& text, size_t width) {
+    size_t w = displayWidth(text);
+    return w >= width ? text : std::string(width - w, ' ') + text;
+}
+std::string plural(int64_t n, const char* one, const char* many) {
+    return fmt::format("{} {}", n, n == 1 ? one : many);
+}
+}  // namespace
+
+void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home) {
+    int64_t total = 0, selectedCount = 0, selectedBytes = 0;
+    if (report.candidates.empty()) {
+        out << "Nothing to clean: no candidates were found.\n";
+    } else {
+        out << padRight("Safety", 14) << padLeft("Size", 10) << "  " << padRight("Category", 23)
+            << "Path\n";
+        for (const auto& c : report.candidates) {
+            out << padRight(std::string(displayName(c.safety)), 14) << padLeft(formatBytes(c.sizeBytes), 10)
+                << "  " << padRight(std::string(displayName(c.category)), 23)
+                << printable(displayPath(c.url.path, home)) << (c.isSelectedByDefault ? "  *" : "")
+                << '\n';
+            total += c.sizeBytes;
+            if (c.isSelectedByDefault) {
+                ++selectedCount;
+                selectedBytes += c.sizeBytes;
+            }
+        }
+        out << '\n'
+            << plural(static_cast<int64_t>(report.candidates.size()), "candidate", "candidates") << ", "
+            << formatBytes(total) << " in total; " << selectedCount << " selected by default (*), "
+            << formatBytes(selectedBytes) << ".\n";
+    }
+    if (!report.skippedItems.empty()) {
+        out << '\n' << plural(static_cast<int64_t>(report.skippedItems.size()), "item", "items")
+            << " skipped:\n";
+        for (const auto& s : report.skippedItems) {
+            out << "  " << printable(displayPath(s.url.path, home)) << " — " << printable(s.reason)
+                << '\n';
+        }
+    }
+    out << '\n'
+        << plural(static_cast<int64_t>(report.scannedRoots.size()), "folder", "folders")
+        << " scanned. Nothing was changed; use `velmora clean` to move items to the Trash.\n";
+}
+
+void printScanReportJSON(std::ostream& out, const ScanReport& report) {
+    out << dumpJSON(nlohmann::json(report), true) << '\n';
+}
+
+}  // namespace velmora::cli

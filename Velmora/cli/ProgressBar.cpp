@@ -1,0 +1,59 @@
+#include "Velmora/cli/ProgressBar.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fmt/format.h>
+
+#include "VelmoraUI/dashboard/Formatting.h"
+
+namespace velmora::cli {
+
+namespace {
+size_t terminalColumns() {
+    winsize ws{};
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &ws) == 0 && ws.ws_col > 20) return ws.ws_col;
+    return 80;
+}
+
+// Keeps the end of a path, which says more than its start: "…/mozilla/firefox/cache2".
+std::string fitFromEnd(const std::string& text, size_t columns) {
+    if (displayWidth(text) <= columns) return text;
+    size_t start = 0;
+    while (start < text.size() && displayWidth(std::string_view(text).substr(start)) + 1 > columns) {
+        ++start;
+        while (start < text.size() && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) ++start;
+    }
+    return "…" + text.substr(start);
+}
+}  // namespace
+
+bool standardErrorIsTerminal() { return ::isatty(STDERR_FILENO) == 1; }
+
+void ProgressBar::show(const StorageScanProgress& p) {
+    std::lock_guard lock(mutex_);
+    constexpr int kBarWidth = 24;
+    const int filled = static_cast<int>(p.fractionCompleted * kBarWidth + 0.5);
+    std::string bar = std::string(static_cast<size_t>(filled), '#') + std::string(static_cast<size_t>(kBarWidth - filled), '-');
+    std::string head = fmt::format("[{}] {:3.0f}%  {} items  {} found  ", bar, p.fractionCompleted * 100,
+                                   p.completedItems, p.foundCandidates);
+    const size_t columns = terminalColumns() - 1;
+    std::string where = p.currentURL ? printable(displayPath(p.currentURL->path, home_)) : "";
+    std::string line = head;
+    if (head.size() < columns) line += fitFromEnd(where, columns - head.size());
+    std::string out = "\r\x1b[2K" + line;
+    std::fwrite(out.data(), 1, out.size(), stderr);
+    std::fflush(stderr);
+    drawn_ = true;
+}
+
+void ProgressBar::clear() {
+    std::lock_guard lock(mutex_);
+    if (!drawn_) return;
+    std::fputs("\r\x1b[2K", stderr);
+    std::fflush(stderr);
+    drawn_ = false;
+}
+
+}  // namespace velmora::cli

@@ -1,0 +1,20 @@
+#pragma once
+// `velmora scan`: a read-only cleanup scan printed as a table or as JSON.
+#include <string>
+#include <vector>
+
+#include "VelmoraUI/dashboard/ScanSetup.h"
+
+namespace velmora::cli {
+
+struct ScanCommandOptions {
+    ScanRequest request;
+    bool json = false;
+    bool quiet = false;
+};
+
+/// Runs the scan and prints it. Exit status: 0 done, 2 refused input (nothing scanned),
+/// 130 cancelled (the partial report is still printed).
+int runScanCommand(const ScanCommandOptions& options);
+
+}  // namespace velmora::cli
