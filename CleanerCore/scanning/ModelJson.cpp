@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <vector>
+
 namespace velmora {
 
 using nlohmann::json;
@@ -71,6 +73,59 @@ E enumValue(const json& j, const char* key, F fromRaw) {
 double dateValue(const json& j) {
     if (!j.is_number()) throw json::type_error::create(302, "a date must be a number", &j);
     return j.get<double>();
+}
+
+constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+
+// A text written lossily (validUTF8) comes back with U+FFFD where bytes were invalid.
+bool mayBeLossy(const std::string& text) {
+    return text.find(kReplacementCharacter) != std::string::npos;
+}
+
+// When one of `originals` renders to exactly `text`, the original is what was written.
+void restoreLossyText(std::string& text, const std::vector<std::string>& originals) {
+    for (const auto& original : originals) {
+        if (original != text && validUTF8(original) == text) {
+            text = original;
+            return;
+        }
+    }
+}
+
+// The folders `path` lies in, itself included: a volume name may be a mount point.
+std::vector<std::string> selfAndAncestors(const std::string& path) {
+    std::vector<std::string> out{path};
+    for (std::string p = path; p != "/";) {
+        p = deletingLastPathComponent(p);
+        out.push_back(p);
+    }
+    return out;
+}
+
+// The components of `path`, each also trimmed of surrounding white space (container names are
+// taken trimmed from the folder entry).
+std::vector<std::string> componentsAndTrimmed(const std::string& path) {
+    std::vector<std::string> out;
+    auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+    size_t i = 1;
+    while (i < path.size()) {
+        size_t end = path.find('/', i);
+        if (end == std::string::npos) end = path.size();
+        std::string component = path.substr(i, end - i);
+        size_t b = 0, e = component.size();
+        while (b < e && isSpace(component[b])) ++b;
+        while (e > b && isSpace(component[e - 1])) --e;
+        out.push_back(component);
+        out.push_back(component.substr(b, e - b));
+        i = end + 1;
+    }
+    return out;
+}
+
+std::vector<std::string> suffixesOf(const std::string& text) {
+    std::vector<std::string> out;
+    for (size_t i = 0; i < text.size(); ++i) out.push_back(text.substr(i));
+    return out;
 }
 
 }  // namespace
@@ -193,6 +248,21 @@ void from_json(const json& j, CleanupCandidate& c) {
     c.safety = enumValue<CleanupSafety>(j, "safety", safetyFromRaw);
     c.requiresManualReviewBySource = j.at("requiresManualReviewBySource").get<bool>();
     getOptional(j, "appCacheContext", c.appCacheContext);
+    // Path-derived texts of the identity and the container context, likewise.
+    if (c.resourceIdentity && c.resourceIdentity->volumeName &&
+        mayBeLossy(*c.resourceIdentity->volumeName)) {
+        restoreLossyText(*c.resourceIdentity->volumeName, selfAndAncestors(c.url.path));
+    }
+    if (c.appCacheContext) {
+        auto& context = *c.appCacheContext;
+        if (mayBeLossy(context.containerIdentifier)) {
+            restoreLossyText(context.containerIdentifier, componentsAndTrimmed(c.url.path));
+        }
+        if (context.possibleBundleIdentifier && mayBeLossy(*context.possibleBundleIdentifier)) {
+            restoreLossyText(*context.possibleBundleIdentifier,
+                             suffixesOf(context.containerIdentifier));
+        }
+    }
 }
 
 void to_json(json& j, const SkippedItem& s) {
@@ -203,6 +273,11 @@ void to_json(json& j, const SkippedItem& s) {
 void from_json(const json& j, SkippedItem& s) {
     s.url = j.at("url").get<FileURL>();
     s.reason = j.at("reason").get<std::string>();
+    // A refused root is skipped with the refusal text, which ends in the (lossless) path.
+    const std::string rendered = validUTF8(s.url.path);
+    if (rendered != s.url.path && s.reason.ends_with(rendered)) {
+        s.reason.replace(s.reason.size() - rendered.size(), rendered.size(), s.url.path);
+    }
 }
 
 void to_json(json& j, const ScanReport& r) {

@@ -6,7 +6,9 @@
 // JSON text must be UTF-8 while Linux names are bytes. URLs are percent-encoded and therefore
 // lossless; texts derived from a path (a candidate's `id` and `displayName`) are written with
 // invalid sequences replaced by U+FFFD and are rebuilt from the URL on decoding when they match
-// that rendering, so a report reads back equal field for field even for such names.
+// that rendering, so a report reads back equal field for field even for such names. The same
+// holds for a candidate's volume name (a mount point above it), its container identifiers (a
+// component of its path) and a skipped item's reason that ends in the item's path.
 //
 // Decoding throws nlohmann::json::exception on a wrong shape; `decodeScanReport` turns that into
 // an error value with a readable message.

@@ -11,6 +11,18 @@
 #include "CleanerCore/scanning/ModelJson.h"
 
 namespace velmora {
+
+// Readable failure output: the JSON of a record rather than its bytes.
+void PrintTo(const CleanupCandidate& c, std::ostream* os) {
+    *os << nlohmann::json(c).dump();
+}
+void PrintTo(const SkippedItem& s, std::ostream* os) {
+    *os << nlohmann::json(s).dump();
+}
+void PrintTo(const ScanReport& r, std::ostream* os) {
+    *os << nlohmann::json(r).dump();
+}
+
 namespace {
 
 using nlohmann::json;
@@ -164,10 +176,11 @@ TEST(CleanupModelTest, ReportOrderIsSafetyThenSizeDescendingAndStable) {
     EXPECT_EQ(ids, (std::vector<std::string>{"s2", "s1", "s3", "s4", "c", "m"}));
 }
 
-AppCacheContext context(const std::string& identifier) {
+// A group-container context whose bundle identifier is the part after "group.".
+AppCacheContext context(const std::string& bundle) {
     return {AppCacheContainerKind::groupContainer,
-            identifier,
-            identifier,
+            "group." + bundle,
+            bundle,
             "com.x.run",
             "Runner",
             AppCacheRunningState::notRunning,
@@ -254,7 +267,8 @@ TEST(ModelJsonTest, FullReportRoundTripsFieldForFieldWithHostilePaths) {
     report.scannedAt = 790000000.987654321;
     report.hasCompletedScan = true;
     for (const auto& name : hostileNames()) {
-        const std::string root = "/home/u/.var/app/" + name + "/cache";
+        const std::string container = "/home/u/.var/app/group." + name;
+        const std::string root = container + "/cache";
         report.scannedRoots.push_back(FileURL::directory(root));
 
         CleanupCandidate c = candidateAt(root + "/" + name, CleanupCategory::appContainerCaches);
@@ -262,7 +276,7 @@ TEST(ModelJsonTest, FullReportRoundTripsFieldForFieldWithHostilePaths) {
         FileResourceIdentity id;
         id.fileResourceIdentifier = "2049:131";
         id.volumeIdentifier = "0f1e-uuid";
-        id.volumeName = "/mnt/" + name;
+        id.volumeName = container;  // mounted there
         id.isDirectory = true;
         id.fileSize = std::numeric_limits<int64_t>::max();
         id.totalFileAllocatedSize = 8192;

@@ -1,0 +1,171 @@
+// The progress coalescer against a hand-driven clock and scheduler: no sleeps, no threads.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
+
+namespace velmora {
+namespace {
+
+constexpr uint64_t kMs = 1'000'000;
+
+class FakeClock final : public MonotonicClock {
+  public:
+    uint64_t now = 0;
+    uint64_t nowNanoseconds() override { return now; }
+};
+
+// Records each task with its due time; the test decides when time passes.
+class FakeScheduler final : public Scheduler {
+  public:
+    explicit FakeScheduler(std::shared_ptr<FakeClock> clock) : clock_(std::move(clock)) {}
+
+    void schedule(uint64_t delayNanoseconds, std::function<void()> task) override {
+        delays.push_back(delayNanoseconds);
+        tasks_.push_back({clock_->now + delayNanoseconds, std::move(task)});
+    }
+
+    /// Runs every task due at or before `time` in due order, with the clock at its due time,
+    /// then leaves the clock at `time`.
+    void advanceTo(uint64_t time) {
+        for (;;) {
+            auto next =
+                std::min_element(tasks_.begin(), tasks_.end(),
+                                 [](const Task& a, const Task& b) { return a.due < b.due; });
+            if (next == tasks_.end() || next->due > time) break;
+            Task task = std::move(*next);
+            tasks_.erase(next);
+            clock_->now = std::max(clock_->now, task.due);
+            task.run();
+        }
+        clock_->now = std::max(clock_->now, time);
+    }
+
+    size_t pending() const { return tasks_.size(); }
+    std::vector<uint64_t> delays;
+
+  private:
+    struct Task {
+        uint64_t due;
+        std::function<void()> run;
+    };
+    std::shared_ptr<FakeClock> clock_;
+    std::vector<Task> tasks_;
+};
+
+StorageScanProgress sample(int64_t index, double fraction) {
+    return StorageScanProgress::make(std::nullopt, 0, 1, index, index, std::nullopt, 0, 0,
+                                     fraction);
+}
+
+struct Publication {
+    uint64_t atMs;
+    int64_t index;  // completedItems of the published sample
+    friend bool operator==(const Publication&, const Publication&) = default;
+    friend std::ostream& operator<<(std::ostream& os, const Publication& p) {
+        return os << "#" << p.index << "@" << p.atMs << "ms";
+    }
+};
+
+class ScanProgressCoalescerTest : public ::testing::Test {
+  protected:
+    std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
+    std::shared_ptr<FakeScheduler> scheduler = std::make_shared<FakeScheduler>(clock);
+    std::vector<Publication> published;
+    std::shared_ptr<ScanProgressCoalescer> coalescer = ScanProgressCoalescer::make(
+        [this](const StorageScanProgress& p) {
+            published.push_back({clock->now / kMs, p.completedItems});
+        },
+        clock, scheduler);
+
+    void offerAt(uint64_t ms, int64_t index, double fraction = 0.5) {
+        scheduler->advanceTo(ms * kMs);
+        coalescer->offer(sample(index, fraction));
+    }
+};
+
+TEST_F(ScanProgressCoalescerTest, Timelines) {
+    struct Offer {
+        uint64_t atMs;
+        double fraction;
+    };
+    struct Case {
+        const char* name;
+        std::vector<Offer> offers;  // sample i carries index i
+        std::vector<Publication> want;
+    };
+    const Case cases[] = {
+        {"two samples 10 ms apart", {{0, .1}, {10, .2}}, {{0, 0}, {80, 1}}},
+        {"burst keeps first and last", {{0, .1}, {10, .2}, {20, .3}, {30, .4}}, {{0, 0}, {80, 3}}},
+        {"finished sample is not delayed", {{0, .1}, {3, .2}, {5, 1.0}}, {{0, 0}, {5, 2}}},
+        {"hold-back after a finished sample waits a full interval",
+         {{0, .1}, {3, .2}, {5, 1.0}, {30, .3}},
+         {{0, 0}, {5, 2}, {85, 3}}},
+        {"spaced samples go out at once",
+         {{0, .1}, {80, .2}, {200, .3}},
+         {{0, 0}, {80, 1}, {200, 2}}},
+        {"same instant is not later", {{0, .1}, {0, .2}}, {{0, 0}, {0, 1}}},
+        {"a flush counts as a publication",
+         {{0, .1}, {10, .2}, {100, .3}},
+         {{0, 0}, {80, 1}, {160, 2}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        clock->now = 0;
+        published.clear();
+        coalescer = ScanProgressCoalescer::make(
+            [this](const StorageScanProgress& p) {
+                published.push_back({clock->now / kMs, p.completedItems});
+            },
+            clock, scheduler);
+        for (size_t i = 0; i < c.offers.size(); ++i) {
+            offerAt(c.offers[i].atMs, static_cast<int64_t>(i), c.offers[i].fraction);
+        }
+        scheduler->advanceTo(10'000 * kMs);
+        EXPECT_EQ(published, c.want);
+        EXPECT_EQ(scheduler->pending(), 0u);
+    }
+}
+
+TEST_F(ScanProgressCoalescerTest, OneFlushPerBurstWaitsOnlyTheRestOfTheInterval) {
+    offerAt(0, 0);
+    offerAt(10, 1);
+    offerAt(20, 2);
+    offerAt(30, 3);
+    EXPECT_EQ(scheduler->delays, std::vector<uint64_t>{70 * kMs});
+}
+
+TEST_F(ScanProgressCoalescerTest, NothingIsPublishedAfterFinish) {
+    offerAt(0, 0);
+    offerAt(10, 1);
+    coalescer->finish();  // publishes the held-back sample so the display shows the newest state
+    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}, {10, 1}}));
+    offerAt(20, 2, 1.0);
+    offerAt(500, 3);
+    scheduler->advanceTo(1'000 * kMs);
+    coalescer->flushDelayed();
+    coalescer->finish();
+    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}, {10, 1}}));
+}
+
+TEST_F(ScanProgressCoalescerTest, FinishWithNothingHeldPublishesNothing) {
+    offerAt(0, 0);
+    offerAt(100, 1);
+    coalescer->finish();
+    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}, {100, 1}}));
+}
+
+TEST_F(ScanProgressCoalescerTest, PendingFlushDoesNotKeepTheCoalescerAlive) {
+    offerAt(0, 0);
+    offerAt(10, 1);
+    ASSERT_EQ(scheduler->pending(), 1u);
+    std::weak_ptr<ScanProgressCoalescer> weak = coalescer;
+    coalescer.reset();
+    EXPECT_TRUE(weak.expired());
+    scheduler->advanceTo(1'000 * kMs);  // runs the orphaned flush
+    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}}));
+}
+
+}  // namespace
+}  // namespace velmora
