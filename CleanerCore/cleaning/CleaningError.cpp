@@ -6,11 +6,21 @@ std::string CleaningError::description() const {
     using K = Kind;
     std::string_view prefix;
     switch (kind) {
-        case K::pathNotAllowed: prefix = "Path is outside the active scan scope: "; break;
-        case K::criticalPath: prefix = "Refusing to clean critical path: "; break;
-        case K::protectedUserData: prefix = "Refusing to clean protected user data path: "; break;
-        case K::symbolicLink: prefix = "Refusing to clean symbolic link: "; break;
-        case K::unreadableAttributes: prefix = "Could not verify file attributes safely: "; break;
+        case K::pathNotAllowed:
+            prefix = "Path is outside the active scan scope: ";
+            break;
+        case K::criticalPath:
+            prefix = "Refusing to clean critical path: ";
+            break;
+        case K::protectedUserData:
+            prefix = "Refusing to clean protected user data path: ";
+            break;
+        case K::symbolicLink:
+            prefix = "Refusing to clean symbolic link: ";
+            break;
+        case K::unreadableAttributes:
+            prefix = "Could not verify file attributes safely: ";
+            break;
         case K::cleanupCandidateChanged:
             prefix = "Refusing to clean because the item changed since it was scanned: ";
             break;
@@ -32,8 +42,11 @@ std::string CleaningError::description() const {
         case K::missingRestoreSourceIdentity:
             prefix = "Could not restore because the trashed item identity is unavailable: ";
             break;
-        case K::restoreSourceChanged: prefix = "Could not restore because the trashed item changed: "; break;
-        case K::moveToTrashUnavailable: return "Move to Trash is only available on macOS";
+        case K::restoreSourceChanged:
+            prefix = "Could not restore because the trashed item changed: ";
+            break;
+        case K::moveToTrashUnavailable:
+            return "Move to Trash is only available on macOS";
     }
     std::string out(prefix);
     out += path;

@@ -25,7 +25,8 @@ std::optional<std::string> diskLinkName(const char* folder, dev_t device) {
     forEachDirectoryEntry(dir.get(), [&](const char* name, unsigned char) {
         if (found) return;
         struct stat st {};
-        if (::fstatat(dir.get(), name, &st, 0) == 0 && S_ISBLK(st.st_mode) && st.st_rdev == device) {
+        if (::fstatat(dir.get(), name, &st, 0) == 0 && S_ISBLK(st.st_mode) &&
+            st.st_rdev == device) {
             found = name;
         }
     });
@@ -36,7 +37,8 @@ std::optional<std::string> diskLinkName(const char* folder, dev_t device) {
 std::string unescapeUdev(const std::string& s) {
     std::string out;
     for (size_t i = 0; i < s.size(); ++i) {
-        if (s[i] == '\\' && i + 3 < s.size() && s[i + 1] == 'x' && isxdigit(static_cast<unsigned char>(s[i + 2])) &&
+        if (s[i] == '\\' && i + 3 < s.size() && s[i + 1] == 'x' &&
+            isxdigit(static_cast<unsigned char>(s[i + 2])) &&
             isxdigit(static_cast<unsigned char>(s[i + 3]))) {
             out += static_cast<char>(std::stoi(s.substr(i + 2, 2), nullptr, 16));
             i += 3;
@@ -52,7 +54,8 @@ std::string unescapeOctal(const std::string& s) {
     std::string out;
     for (size_t i = 0; i < s.size(); ++i) {
         auto octal = [](char c) { return c >= '0' && c <= '7'; };
-        if (s[i] == '\\' && i + 3 < s.size() && octal(s[i + 1]) && octal(s[i + 2]) && octal(s[i + 3])) {
+        if (s[i] == '\\' && i + 3 < s.size() && octal(s[i + 1]) && octal(s[i + 2]) &&
+            octal(s[i + 3])) {
             out += static_cast<char>(std::stoi(s.substr(i + 1, 3), nullptr, 8));
             i += 3;
         } else {
@@ -133,8 +136,8 @@ std::optional<FileResourceIdentity> captureIdentityAt(int dirFd, const char* nam
     id.systemFileNumber = sx.stx_ino;
     id.systemNumber = static_cast<uint64_t>(device);
     if (sx.stx_mask & STATX_BTIME) {
-        id.creationDate = dateFromTimespec({static_cast<time_t>(sx.stx_btime.tv_sec),
-                                            static_cast<long>(sx.stx_btime.tv_nsec)});
+        id.creationDate = dateFromTimespec(
+            {static_cast<time_t>(sx.stx_btime.tv_sec), static_cast<long>(sx.stx_btime.tv_nsec)});
     }
     id.modificationDate = dateFromTimespec(
         {static_cast<time_t>(sx.stx_mtime.tv_sec), static_cast<long>(sx.stx_mtime.tv_nsec)});

@@ -75,7 +75,8 @@ bool forEachDirectoryEntry(int dirFd,
             auto* d = reinterpret_cast<LinuxDirent64*>(buffer + off);
             off += d->d_reclen;
             const char* name = d->d_name;
-            if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
+            if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+                continue;
             entry(name, d->d_type);
         }
     }

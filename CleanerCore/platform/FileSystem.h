@@ -26,7 +26,8 @@ UniqueFd openDirectoryAt(int dirFd, const char* name);
 /// Calls `entry(name, dType)` for every entry of the open directory except "." and "..", in the
 /// order the kernel returns them, reading with a large getdents64 buffer. `dType` is the d_type
 /// value (DT_UNKNOWN when the file system does not tell). Returns false when reading failed.
-bool forEachDirectoryEntry(int dirFd, const std::function<void(const char* name, unsigned char dType)>& entry);
+bool forEachDirectoryEntry(int dirFd,
+                           const std::function<void(const char* name, unsigned char dType)>& entry);
 
 /// Resolves symbolic links in every component that exists; the part below the deepest existing
 /// ancestor is appended unchanged. The result is standardized.

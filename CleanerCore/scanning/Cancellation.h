@@ -6,11 +6,11 @@
 namespace velmora {
 
 class CancellationToken {
-public:
+  public:
     void requestCancellation() { cancelled_.store(true, std::memory_order_relaxed); }
     bool isCancellationRequested() const { return cancelled_.load(std::memory_order_relaxed); }
 
-private:
+  private:
     std::atomic<bool> cancelled_{false};
 };
 

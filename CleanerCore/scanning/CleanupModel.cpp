@@ -20,16 +20,24 @@ constexpr std::array<std::string_view, 3> kModeNames = {"standard", "aggressive"
 constexpr std::array<std::string_view, 3> kSafetyNames = {"safe", "caution", "manualReview"};
 constexpr std::array<std::string_view, 3> kSafetyDisplay = {"Safe", "Caution", "Manual Review"};
 constexpr std::array<std::string_view, 13> kCategoryNames = {
-    "userCaches",         "userLogs",           "xcodeDerivedData",     "simulatorCaches",
-    "appSandboxCaches",   "appContainerCaches", "groupContainerCaches", "xcodeDeviceSupport",
-    "developerToolCaches", "packageManagerCaches", "buildArchives",     "temporaryFiles",
+    "userCaches",           "userLogs",           "xcodeDerivedData",
+    "simulatorCaches",      "appSandboxCaches",   "appContainerCaches",
+    "groupContainerCaches", "xcodeDeviceSupport", "developerToolCaches",
+    "packageManagerCaches", "buildArchives",      "temporaryFiles",
     "customFolder"};
-constexpr std::array<std::string_view, 13> kCategoryDisplay = {
-    "User Caches",          "User Logs",              "Xcode DerivedData",
-    "Simulator Caches",     "This App's Caches",      "App Container Caches",
-    "Group Container Caches", "Xcode DeviceSupport",  "Developer Tool Caches",
-    "Package Manager Caches", "Build Archives",       "Temporary Files",
-    "Custom Folder"};
+constexpr std::array<std::string_view, 13> kCategoryDisplay = {"User Caches",
+                                                               "User Logs",
+                                                               "Xcode DerivedData",
+                                                               "Simulator Caches",
+                                                               "This App's Caches",
+                                                               "App Container Caches",
+                                                               "Group Container Caches",
+                                                               "Xcode DeviceSupport",
+                                                               "Developer Tool Caches",
+                                                               "Package Manager Caches",
+                                                               "Build Archives",
+                                                               "Temporary Files",
+                                                               "Custom Folder"};
 constexpr std::array<std::string_view, 13> kCategoryDescriptions = {
     "Regenerable files stored by macOS apps in the current user's Library/Caches folder.",
     "Diagnostic logs in the current user's Library/Logs folder. Useful for debugging, but often "
@@ -75,13 +83,27 @@ const std::array<CleanupCategory, kCleanupCategoryCount>& allCleanupCategories()
     return all;
 }
 
-std::string_view rawValue(ScanDepth v) { return kDepthNames[idx(v)]; }
-std::string_view rawValue(CleanupScanMode v) { return kModeNames[idx(v)]; }
-std::string_view rawValue(CleanupSafety v) { return kSafetyNames[idx(v)]; }
-std::string_view rawValue(CleanupCategory v) { return kCategoryNames[idx(v)]; }
-std::string_view rawValue(AppCacheContainerKind v) { return kContainerKindNames[idx(v)]; }
-std::string_view rawValue(AppCacheRunningState v) { return kRunningStateNames[idx(v)]; }
-std::string_view rawValue(AppCacheIdentitySource v) { return kIdentitySourceNames[idx(v)]; }
+std::string_view rawValue(ScanDepth v) {
+    return kDepthNames[idx(v)];
+}
+std::string_view rawValue(CleanupScanMode v) {
+    return kModeNames[idx(v)];
+}
+std::string_view rawValue(CleanupSafety v) {
+    return kSafetyNames[idx(v)];
+}
+std::string_view rawValue(CleanupCategory v) {
+    return kCategoryNames[idx(v)];
+}
+std::string_view rawValue(AppCacheContainerKind v) {
+    return kContainerKindNames[idx(v)];
+}
+std::string_view rawValue(AppCacheRunningState v) {
+    return kRunningStateNames[idx(v)];
+}
+std::string_view rawValue(AppCacheIdentitySource v) {
+    return kIdentitySourceNames[idx(v)];
+}
 
 std::optional<ScanDepth> scanDepthFromRaw(std::string_view r) {
     return fromRaw<ScanDepth>(kDepthNames, r);
@@ -105,9 +127,15 @@ std::optional<AppCacheIdentitySource> identitySourceFromRaw(std::string_view r) 
     return fromRaw<AppCacheIdentitySource>(kIdentitySourceNames, r);
 }
 
-std::string_view displayName(CleanupSafety v) { return kSafetyDisplay[idx(v)]; }
-std::string_view displayName(CleanupCategory v) { return kCategoryDisplay[idx(v)]; }
-std::string_view categoryDescription(CleanupCategory v) { return kCategoryDescriptions[idx(v)]; }
+std::string_view displayName(CleanupSafety v) {
+    return kSafetyDisplay[idx(v)];
+}
+std::string_view displayName(CleanupCategory v) {
+    return kCategoryDisplay[idx(v)];
+}
+std::string_view categoryDescription(CleanupCategory v) {
+    return kCategoryDescriptions[idx(v)];
+}
 
 std::string candidateID(CleanupCategory category, std::string_view standardizedPath) {
     std::string id(rawValue(category));
@@ -138,10 +166,12 @@ StorageScanProgress StorageScanProgress::make(std::optional<FileURL> currentURL,
     p.totalLocations = floor0(totalLocations);
     p.completedItems = floor0(completedItems);
     p.completedItemsInCurrentLocation = floor0(completedItemsInCurrentLocation);
-    if (totalItemsInCurrentLocation) p.totalItemsInCurrentLocation = floor0(*totalItemsInCurrentLocation);
+    if (totalItemsInCurrentLocation)
+        p.totalItemsInCurrentLocation = floor0(*totalItemsInCurrentLocation);
     p.foundCandidates = floor0(foundCandidates);
     p.skippedItems = floor0(skippedItems);
-    p.fractionCompleted = std::isnan(fractionCompleted) ? 0.0 : std::clamp(fractionCompleted, 0.0, 1.0);
+    p.fractionCompleted =
+        std::isnan(fractionCompleted) ? 0.0 : std::clamp(fractionCompleted, 0.0, 1.0);
     return p;
 }
 

@@ -17,7 +17,9 @@ inline Date dateFromTimespec(const timespec& ts) {
            static_cast<double>(ts.tv_nsec) / 1e9;
 }
 
-inline Date dateFromUnixSeconds(double seconds) { return seconds - kReferenceDateUnixOffset; }
+inline Date dateFromUnixSeconds(double seconds) {
+    return seconds - kReferenceDateUnixOffset;
+}
 
 /// The wall clock as a Date. Thread-safe.
 Date currentDate();

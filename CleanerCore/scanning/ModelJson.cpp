@@ -14,7 +14,11 @@ std::string validUTF8(std::string_view s) {
     size_t i = 0;
     while (i < s.size()) {
         auto c = static_cast<unsigned char>(s[i]);
-        size_t len = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+        size_t len = c < 0x80           ? 1
+                     : (c >> 5) == 0x6  ? 2
+                     : (c >> 4) == 0xE  ? 3
+                     : (c >> 3) == 0x1E ? 4
+                                        : 0;
         bool valid = len > 0 && i + len <= s.size();
         uint32_t cp = len == 1 ? c : len == 2 ? (c & 0x1F) : len == 3 ? (c & 0x0F) : (c & 0x07);
         for (size_t k = 1; valid && k < len; ++k) {
@@ -23,9 +27,9 @@ std::string validUTF8(std::string_view s) {
             cp = (cp << 6) | (cc & 0x3F);
         }
         // Reject overlong forms, surrogates and values beyond Unicode.
-        if (valid && ((len == 2 && cp < 0x80) || (len == 3 && cp < 0x800) ||
-                      (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)) ||
-                      (cp >= 0xD800 && cp <= 0xDFFF))) {
+        if (valid &&
+            ((len == 2 && cp < 0x80) || (len == 3 && cp < 0x800) ||
+             (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)) || (cp >= 0xD800 && cp <= 0xDFFF))) {
             valid = false;
         }
         if (valid) {
@@ -130,7 +134,9 @@ std::vector<std::string> suffixesOf(const std::string& text) {
 
 }  // namespace
 
-void to_json(json& j, const FileURL& u) { j = u.absoluteString(); }
+void to_json(json& j, const FileURL& u) {
+    j = u.absoluteString();
+}
 void from_json(const json& j, FileURL& u) {
     const auto& text = j.get_ref<const std::string&>();
     auto parsed = FileURL::fromAbsoluteString(text);
@@ -158,7 +164,8 @@ void from_json(const json& j, AppCacheContext& c) {
     getOptional(j, "matchedRunningBundleIdentifier", c.matchedRunningBundleIdentifier);
     getOptional(j, "matchedRunningDisplayName", c.matchedRunningDisplayName);
     c.runningState = enumValue<AppCacheRunningState>(j, "runningState", runningStateFromRaw);
-    c.identitySource = enumValue<AppCacheIdentitySource>(j, "identitySource", identitySourceFromRaw);
+    c.identitySource =
+        enumValue<AppCacheIdentitySource>(j, "identitySource", identitySourceFromRaw);
 }
 
 void to_json(json& j, const ScanLocation& l) {

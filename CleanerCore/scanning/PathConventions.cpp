@@ -2,7 +2,9 @@
 
 namespace velmora {
 
-std::string_view rawValue(Catalogue c) { return c == Catalogue::linux ? "linux" : "macos"; }
+std::string_view rawValue(Catalogue c) {
+    return c == Catalogue::linux ? "linux" : "macos";
+}
 
 std::optional<Catalogue> catalogueFromRaw(std::string_view raw) {
     if (raw == "linux") return Catalogue::linux;
@@ -31,9 +33,10 @@ const PathConventions& PathConventions::forCatalogue(Catalogue c) {
         Catalogue::linux,
         "/home",
         std::nullopt,
-        {"/", "/bin", "/boot", "/dev", "/etc", "/home", "/lib", "/lib32", "/lib64", "/libx32",
-         "/lost+found", "/media", "/mnt", "/opt", "/proc", "/root", "/run", "/sbin", "/snap",
-         "/srv", "/sys", "/tmp", "/usr", "/var", "/var/log", "/var/tmp", "/var/lib"},
+        {"/",      "/bin",   "/boot",   "/dev",        "/etc",     "/home",   "/lib",
+         "/lib32", "/lib64", "/libx32", "/lost+found", "/media",   "/mnt",    "/opt",
+         "/proc",  "/root",  "/run",    "/sbin",       "/snap",    "/srv",    "/sys",
+         "/tmp",   "/usr",   "/var",    "/var/log",    "/var/tmp", "/var/lib"},
     };
     return c == Catalogue::linux ? linux : macos;
 }

@@ -18,8 +18,12 @@ std::string lowercased(std::string_view s) {
     return out;
 }
 
-bool startsWith(std::string_view s, std::string_view prefix) { return s.starts_with(prefix); }
-bool endsWith(std::string_view s, std::string_view suffix) { return s.ends_with(suffix); }
+bool startsWith(std::string_view s, std::string_view prefix) {
+    return s.starts_with(prefix);
+}
+bool endsWith(std::string_view s, std::string_view suffix) {
+    return s.ends_with(suffix);
+}
 
 bool keyIsWithin(std::string_view key, std::string_view root) {
     if (key == root) return true;
@@ -40,7 +44,9 @@ std::vector<std::string> lowercasedComponents(std::string_view path) {
     return parts;
 }
 
-bool isAppleContainerName(std::string_view c) { return c == "com.apple" || startsWith(c, "com.apple."); }
+bool isAppleContainerName(std::string_view c) {
+    return c == "com.apple" || startsWith(c, "com.apple.");
+}
 bool isAppleGroupContainerName(std::string_view c) {
     return c == "group.com.apple" || startsWith(c, "group.com.apple.") || isAppleContainerName(c);
 }
@@ -79,7 +85,7 @@ bool macosRuleProtects(const std::vector<std::string>& c) {
     static constexpr std::array<std::string_view, 5> kSuffixes = {
         ".photoslibrary", ".musiclibrary", ".tvlibrary", ".backup", ".origin"};
     static constexpr std::array<std::string_view, 8> kImages = {
-        "rootfs.img", "main.img", "data.img", "storage.img",
+        "rootfs.img",   "main.img",   "data.img", "storage.img",
         "userdata.img", "system.img", "disk.img", "vm.img"};
     for (const auto& comp : c) {
         for (auto s : kSuffixes) {
@@ -96,8 +102,8 @@ bool macosRuleProtects(const std::vector<std::string>& c) {
 // virtual-machine disks. Matched on lowercased components wherever they occur.
 bool linuxRuleProtects(const std::vector<std::string>& c) {
     static constexpr std::array<std::string_view, 9> kNames = {
-        ".ssh", ".gnupg", ".password-store", ".pki", ".mozilla", ".thunderbird", "maildir",
-        ".maildir", ".electrum"};
+        ".ssh",         ".gnupg",  ".password-store", ".pki",     ".mozilla",
+        ".thunderbird", "maildir", ".maildir",        ".electrum"};
     static constexpr std::array<std::string_view, 5> kDiskImageSuffixes = {
         ".qcow2", ".vdi", ".vmdk", ".vhd", ".vhdx"};
     const size_t n = c.size();
@@ -112,7 +118,8 @@ bool linuxRuleProtects(const std::vector<std::string>& c) {
         // .local/share/{keyrings,Trash,evolution,kwalletd}, .kde/share/apps/kwallet
         if (comp == ".local" && i + 2 < n && c[i + 1] == "share") {
             const std::string& what = c[i + 2];
-            if (what == "keyrings" || what == "trash" || what == "evolution" || what == "kwalletd") {
+            if (what == "keyrings" || what == "trash" || what == "evolution" ||
+                what == "kwalletd") {
                 return true;
             }
         }
@@ -134,12 +141,18 @@ namespace StoragePathContainment {
 bool pathIsWithin(std::string_view path, std::string_view root) {
     return keyIsWithin(lexicalPathKey(path), lexicalPathKey(root));
 }
-bool contains(const FileURL& item, const FileURL& root) { return pathIsWithin(item.path, root.path); }
+bool contains(const FileURL& item, const FileURL& root) {
+    return pathIsWithin(item.path, root.path);
+}
 }  // namespace StoragePathContainment
 
-std::string lexicalPathKey(std::string_view path) { return standardizePath(path); }
+std::string lexicalPathKey(std::string_view path) {
+    return standardizePath(path);
+}
 
-std::string pathKey(const std::string& path) { return resolvingSymlinksInPath(path); }
+std::string pathKey(const std::string& path) {
+    return resolvingSymlinksInPath(path);
+}
 
 bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue) {
     auto components = lowercasedComponents(path);
@@ -156,7 +169,8 @@ SafePathPolicy SafePathPolicy::make(const std::vector<std::string>& allowedRootP
         policy.allowedRoots.push_back({raw, key, volumeIsCaseInsensitive(key)});
     }
     std::set<std::string> keys;
-    for (const auto& p : PathConventions::forCatalogue(catalogue).criticalPaths) keys.insert(pathKey(p));
+    for (const auto& p : PathConventions::forCatalogue(catalogue).criticalPaths)
+        keys.insert(pathKey(p));
     policy.protectedPathKeys.assign(keys.begin(), keys.end());
     policy.homePathKey = pathKey(homeFolder);
     policy.homeLexicalKey = lexicalPathKey(homeFolder);
@@ -175,7 +189,8 @@ bool SafePathPolicy::isOutsideCurrentUserArea(std::string_view p, std::string_vi
     if (conv.sharedFolder) {
         std::string shared = caseInsensitive ? lowercased(*conv.sharedFolder) : *conv.sharedFolder;
         if (pk == shared || startsWith(pk, shared + "/")) return true;
-        if (startsWith(hk, usersSlash) && (hk == shared || startsWith(hk, shared + "/"))) return true;
+        if (startsWith(hk, usersSlash) && (hk == shared || startsWith(hk, shared + "/")))
+            return true;
     }
     if (startsWith(hk, usersSlash)) {
         if (pk == hk) return false;

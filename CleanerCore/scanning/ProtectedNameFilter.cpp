@@ -29,19 +29,21 @@ bool nameMayCompleteProtectedPath(std::string_view name, Catalogue catalogue) {
     // Names that finish a match of the macOS rule: the component after "Library", after
     // "Library/Application Support", or after "Library/Containers" and "Library/Group Containers".
     static constexpr std::array<std::string_view, 16> kMacNames = {
-        "keychains",  "mail",        "messages",    "cloudstorage", "fileprovider",
-        "file provider", "mobile documents", "clouddocs", "rootfs.img", "main.img",
-        "data.img",   "storage.img", "userdata.img", "system.img",  "disk.img", "vm.img"};
+        "keychains",    "mail",          "messages",         "cloudstorage",
+        "fileprovider", "file provider", "mobile documents", "clouddocs",
+        "rootfs.img",   "main.img",      "data.img",         "storage.img",
+        "userdata.img", "system.img",    "disk.img",         "vm.img"};
     static constexpr std::array<std::string_view, 5> kMacSuffixes = {
         ".photoslibrary", ".musiclibrary", ".tvlibrary", ".backup", ".origin"};
     static constexpr std::array<std::string_view, 15> kLinuxNames = {
-        ".ssh",     ".gnupg",   ".password-store", ".pki",     ".mozilla",
-        ".thunderbird", "maildir", ".maildir",     ".electrum", "keyrings",
-        "trash",    "evolution", "kwalletd",       "kwallet",  "keepassxc"};
-    static constexpr std::array<std::string_view, 5> kLinuxSuffixes = {
-        ".qcow2", ".vdi", ".vmdk", ".vhd", ".vhdx"};
+        ".ssh",         ".gnupg",    ".password-store", ".pki",      ".mozilla",
+        ".thunderbird", "maildir",   ".maildir",        ".electrum", "keyrings",
+        "trash",        "evolution", "kwalletd",        "kwallet",   "keepassxc"};
+    static constexpr std::array<std::string_view, 5> kLinuxSuffixes = {".qcow2", ".vdi", ".vmdk",
+                                                                       ".vhd", ".vhdx"};
 
-    if (hasPrefixIgnoringCase(name, "com.apple") || hasPrefixIgnoringCase(name, "group.com.apple")) {
+    if (hasPrefixIgnoringCase(name, "com.apple") ||
+        hasPrefixIgnoringCase(name, "group.com.apple")) {
         return true;
     }
     for (auto n : kMacNames) {

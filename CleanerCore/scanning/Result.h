@@ -12,11 +12,13 @@ struct Failure {
 };
 template <typename E>
 Failure(E) -> Failure<E>;
-inline Failure<std::string> fail(std::string message) { return {std::move(message)}; }
+inline Failure<std::string> fail(std::string message) {
+    return {std::move(message)};
+}
 
 template <typename T, typename E = std::string>
 class Result {
-public:
+  public:
     Result(T value) : v_(std::in_place_index<0>, std::move(value)) {}
     Result(Failure<E> f) : v_(std::in_place_index<1>, std::move(f.error)) {}
 
@@ -30,7 +32,7 @@ public:
     const T* operator->() const { return &value(); }
     const E& error() const { return std::get<1>(v_); }
 
-private:
+  private:
     std::variant<T, E> v_;
 };
 

@@ -67,9 +67,8 @@ std::optional<std::string> bundleIdentifierFromGroupName(const std::string& name
     if (name.starts_with("group.") && name.size() > 6) return name.substr(6);
     auto dot = name.find('.');
     if (dot == 10 && dot + 1 < name.size() &&
-        std::all_of(name.begin(), name.begin() + 10, [](char c) {
-            return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-        })) {
+        std::all_of(name.begin(), name.begin() + 10,
+                    [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); })) {
         return name.substr(11);
     }
     return std::nullopt;
@@ -98,9 +97,12 @@ std::vector<ScanLocation> locations(CleanupScanMode mode, const ProfileFolders& 
         mode = CleanupScanMode::standard;
     }
     switch (mode) {
-        case CleanupScanMode::standard: return standardLocations(folders);
-        case CleanupScanMode::aggressive: return aggressiveLocations(folders, cancel);
-        case CleanupScanMode::direct: return directLocations(folders, cancel);
+        case CleanupScanMode::standard:
+            return standardLocations(folders);
+        case CleanupScanMode::aggressive:
+            return aggressiveLocations(folders, cancel);
+        case CleanupScanMode::direct:
+            return directLocations(folders, cancel);
     }
     return standardLocations(folders);
 }
@@ -111,13 +113,13 @@ std::vector<ScanLocation> standardLocations(const ProfileFolders& f) {
         return {
             location(f.cacheHome, K::userCaches, tildeName(f.cacheHome, h), true, S::safe, kOneDay,
                      false, false),
-            location(under(f.dataHome, "xorg"), K::userLogs, tildeName(under(f.dataHome, "xorg"), h),
-                     true, S::safe, kOneDay, false, false),
+            location(under(f.dataHome, "xorg"), K::userLogs,
+                     tildeName(under(f.dataHome, "xorg"), h), true, S::safe, kOneDay, false, false),
         };
     }
     return {
-        location(under(h, "Library/Caches"), K::userCaches, "~/Library/Caches", true, S::safe, kOneDay,
-                 false, false),
+        location(under(h, "Library/Caches"), K::userCaches, "~/Library/Caches", true, S::safe,
+                 kOneDay, false, false),
         location(under(h, "Library/Logs"), K::userLogs, "~/Library/Logs", true, S::safe, kOneDay,
                  false, false),
         location(under(h, "Library/Developer/Xcode/DerivedData"), K::xcodeDerivedData,
@@ -154,11 +156,12 @@ std::vector<ScanLocation> aggressiveLocations(const ProfileFolders& f,
         return out;
     }
     out.push_back(location(under(h, "Library/Developer/Xcode/iOS DeviceSupport"),
-                           K::xcodeDeviceSupport, "Xcode iOS DeviceSupport", false,
-                           S::manualReview, kOneDay, true, true));
+                           K::xcodeDeviceSupport, "Xcode iOS DeviceSupport", false, S::manualReview,
+                           kOneDay, true, true));
     if (cancel.isCancellationRequested()) return out;
     append(containerCacheLocations(under(h, "Library/Containers"), "Data/Library/Caches",
-                                   K::appContainerCaches, "App Container Cache", f.catalogue, cancel));
+                                   K::appContainerCaches, "App Container Cache", f.catalogue,
+                                   cancel));
     if (cancel.isCancellationRequested()) return out;
     append(containerCacheLocations(under(h, "Library/Group Containers"), "Library/Caches",
                                    K::groupContainerCaches, "Group Container Cache", f.catalogue,
@@ -170,7 +173,8 @@ std::vector<ScanLocation> aggressiveLocations(const ProfileFolders& f,
     return out;
 }
 
-std::vector<ScanLocation> directLocations(const ProfileFolders& f, const CancellationToken& cancel) {
+std::vector<ScanLocation> directLocations(const ProfileFolders& f,
+                                          const CancellationToken& cancel) {
     static constexpr DirectRoot kMacos[] = {
         {"Library/Developer/Xcode/Archives", "Xcode Archives", K::buildArchives, false},
         {"Library/Developer/Xcode/Products", "Xcode Products", K::developerToolCaches, false},
@@ -208,14 +212,15 @@ std::vector<ScanLocation> directLocations(const ProfileFolders& f, const Cancell
                StoragePathContainment::pathIsWithin(p, resolvedHome);
     };
     auto admit = [&](const DirectRoot& r) {
-        std::string root = standardizePath(under(r.underCacheHome ? f.cacheHome : home, r.relative));
+        std::string root =
+            standardizePath(under(r.underCacheHome ? f.cacheHome : home, r.relative));
         if (isProtectedUserDataPath(root, f.catalogue) || !withinHome(root)) return;
         auto st = lstatPath(root);
         if (!st || S_ISLNK(st->st_mode) || !S_ISDIR(st->st_mode)) return;
         std::string resolved = resolvingSymlinksInPath(root);
         if (isProtectedUserDataPath(resolved, f.catalogue) || !withinHome(resolved)) return;
-        out.push_back(location(root, r.category, r.displayName, false, S::manualReview, kOneDay,
-                               true, true));
+        out.push_back(
+            location(root, r.category, r.displayName, false, S::manualReview, kOneDay, true, true));
     };
     if (f.catalogue == Catalogue::linux) {
         for (const auto& r : kLinux) {
@@ -232,25 +237,24 @@ std::vector<ScanLocation> directLocations(const ProfileFolders& f, const Cancell
 }
 
 std::vector<ScanLocation> sandboxedLocations(const ProfileFolders& f) {
-    std::string caches = f.catalogue == Catalogue::linux ? f.cacheHome : under(f.home, "Library/Caches");
+    std::string caches =
+        f.catalogue == Catalogue::linux ? f.cacheHome : under(f.home, "Library/Caches");
     return {
         location(caches, K::appSandboxCaches, "App Caches", true, S::safe, 0, true, true),
-        location(f.temporaryFolder, K::temporaryFiles, "Temporary Files", false, S::caution, kOneDay,
-                 true, true),
+        location(f.temporaryFolder, K::temporaryFiles, "Temporary Files", false, S::caution,
+                 kOneDay, true, true),
     };
 }
 
-std::vector<ScanLocation> containerCacheLocations(const std::string& parent,
-                                                  const std::string& relativeCachePath,
-                                                  CleanupCategory category,
-                                                  const std::string& displayPrefix,
-                                                  Catalogue catalogue,
-                                                  const CancellationToken& cancel) {
+std::vector<ScanLocation> containerCacheLocations(
+    const std::string& parent, const std::string& relativeCachePath, CleanupCategory category,
+    const std::string& displayPrefix, Catalogue catalogue, const CancellationToken& cancel) {
     std::vector<ScanLocation> out;
     UniqueFd dir = openDirectoryNoFollow(standardizePath(parent));
     if (!dir) return out;
     std::vector<std::string> names;
-    if (!forEachDirectoryEntry(dir.get(), [&](const char* name, unsigned char) { names.emplace_back(name); })) {
+    if (!forEachDirectoryEntry(
+            dir.get(), [&](const char* name, unsigned char) { names.emplace_back(name); })) {
         return out;
     }
     for (const auto& name : names) {
@@ -263,19 +267,26 @@ std::vector<ScanLocation> containerCacheLocations(const std::string& parent,
         if (isProtectedUserDataPath(root, catalogue)) continue;
         auto rootStat = statPath(root);
         if (!rootStat || !S_ISDIR(rootStat->st_mode)) continue;
-        ScanLocation l = location(root, category, displayPrefix + ": " + name, false, S::manualReview,
-                                  0, true, true);
+        ScanLocation l = location(root, category, displayPrefix + ": " + name, false,
+                                  S::manualReview, 0, true, true);
         std::string identifier = trimmed(name);
         if (category == K::appContainerCaches) {
-            l.appCacheContext = AppCacheContext{AppCacheContainerKind::appContainer, identifier,
-                                                identifier, std::nullopt, std::nullopt,
+            l.appCacheContext = AppCacheContext{AppCacheContainerKind::appContainer,
+                                                identifier,
+                                                identifier,
+                                                std::nullopt,
+                                                std::nullopt,
                                                 AppCacheRunningState::unknown,
                                                 AppCacheIdentitySource::appContainerPath};
         } else if (category == K::groupContainerCaches) {
-            l.appCacheContext = AppCacheContext{
-                AppCacheContainerKind::groupContainer, identifier,
-                bundleIdentifierFromGroupName(identifier), std::nullopt, std::nullopt,
-                AppCacheRunningState::unknown, AppCacheIdentitySource::groupContainerPossibleMatch};
+            l.appCacheContext =
+                AppCacheContext{AppCacheContainerKind::groupContainer,
+                                identifier,
+                                bundleIdentifierFromGroupName(identifier),
+                                std::nullopt,
+                                std::nullopt,
+                                AppCacheRunningState::unknown,
+                                AppCacheIdentitySource::groupContainerPossibleMatch};
         }
         out.push_back(std::move(l));
     }
@@ -289,14 +300,16 @@ std::string customFolderDisplayName(const std::string& path) {
 }
 
 ScanLocation customFolderLocation(const std::string& path, const std::string& displayName) {
-    return location(path, K::customFolder, displayName, false, S::manualReview, kOneDay, false, false);
+    return location(path, K::customFolder, displayName, false, S::manualReview, kOneDay, false,
+                    false);
 }
 
 }  // namespace StorageProfiles
 
 std::string CustomScanFolderError::description() const {
-    return (kind == Kind::notDirectory ? "Selected item is not an accessible folder: "
-                                       : "Selected folder is too broad or protected for cleanup scanning: ") +
+    return (kind == Kind::notDirectory
+                ? "Selected item is not an accessible folder: "
+                : "Selected folder is too broad or protected for cleanup scanning: ") +
            path;
 }
 

@@ -18,10 +18,10 @@ namespace velmora {
 
 /// The folders a catalogue is built from.
 struct ProfileFolders {
-    std::string home;              ///< the (effective) home folder
-    std::string cacheHome;         ///< linux: $XDG_CACHE_HOME
-    std::string dataHome;          ///< linux: $XDG_DATA_HOME
-    std::string temporaryFolder;   ///< for the sandboxed catalogue
+    std::string home;             ///< the (effective) home folder
+    std::string cacheHome;        ///< linux: $XDG_CACHE_HOME
+    std::string dataHome;         ///< linux: $XDG_DATA_HOME
+    std::string temporaryFolder;  ///< for the sandboxed catalogue
     Catalogue catalogue = Catalogue::macos;
 
     /// Folders for `home` with the XDG defaults below it.
@@ -49,12 +49,9 @@ std::vector<ScanLocation> sandboxedLocations(const ProfileFolders& folders);
 
 /// One location per container folder below `parent` whose `relativeCachePath` is a real
 /// folder (silent about everything passed over).
-std::vector<ScanLocation> containerCacheLocations(const std::string& parent,
-                                                  const std::string& relativeCachePath,
-                                                  CleanupCategory category,
-                                                  const std::string& displayPrefix,
-                                                  Catalogue catalogue,
-                                                  const CancellationToken& cancel);
+std::vector<ScanLocation> containerCacheLocations(
+    const std::string& parent, const std::string& relativeCachePath, CleanupCategory category,
+    const std::string& displayPrefix, Catalogue catalogue, const CancellationToken& cancel);
 
 /// A user-added folder as a scan location.
 ScanLocation customFolderLocation(const std::string& path, const std::string& displayName);

@@ -1,12 +1,13 @@
 #include "CleanerCore/scanning/StorageScanner.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstring>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -23,11 +24,13 @@ namespace {
 // Deeper than this a walk gives up: such a tree cannot be validated for cleaning either.
 constexpr int kMaximumWalkDepth = 2048;
 
-Date modificationDate(const struct stat& st) { return dateFromTimespec(st.st_mtim); }
+Date modificationDate(const struct stat& st) {
+    return dateFromTimespec(st.st_mtim);
+}
 
 // Serializes progress samples from all workers and keeps the fraction from going backwards.
 class ProgressHub {
-public:
+  public:
     ProgressHub(const StorageScanner::ProgressCallback& callback, size_t locationCount)
         : callback_(callback), locations_(locationCount) {}
 
@@ -89,7 +92,7 @@ public:
                                             candidates_, skipped_, 1.0));
     }
 
-private:
+  private:
     void publish(size_t location, const FileURL& current) {
         if (!callback_) return;
         const auto n = static_cast<double>(locations_.size());
@@ -104,9 +107,9 @@ private:
         // Never reach 1.0 before the final sample: a full fraction means "finished".
         fraction_ = std::max(fraction_, std::min(sum / n, 0.999));
         const auto& l = locations_[location];
-        callback_(StorageScanProgress::make(current, finishedLocations_,
-                                            static_cast<int64_t>(locations_.size()), completedItems_,
-                                            l.items, l.entries, candidates_, skipped_, fraction_));
+        callback_(StorageScanProgress::make(
+            current, finishedLocations_, static_cast<int64_t>(locations_.size()), completedItems_,
+            l.items, l.entries, candidates_, skipped_, fraction_));
     }
 
     struct LocationProgress {
@@ -127,7 +130,8 @@ private:
 
 struct LocationPlan {
     std::optional<SkippedItem> rootSkip;
-    UniqueFd entriesDirFd;  // the folder whose entries (or, for directoryItself, whose child) we walk
+    UniqueFd
+        entriesDirFd;  // the folder whose entries (or, for directoryItself, whose child) we walk
     std::string entriesDirPath;
     size_t firstTask = 0;
     size_t taskCount = 0;
@@ -146,7 +150,7 @@ struct EntryResult {
 // One inventory walk: depth-first, in listing order, stopping at the first protected
 // descendant, unreadable folder, or the item limit.
 class Inventory {
-public:
+  public:
     Inventory(const ScanLocation& location, Date referenceDate, int64_t maximumItems,
               int64_t progressInterval, Catalogue catalogue, const CancellationToken& cancel,
               ProgressHub& hub, size_t locationIndex, const FileURL& entryURL)
@@ -170,7 +174,7 @@ public:
 
     int64_t unpublishedItems() const { return unpublished_; }
 
-private:
+  private:
     bool isRecent(Date date) const {
         return location_.minimumModificationAge > 0 &&
                referenceDate_ - date < location_.minimumModificationAge;
@@ -181,7 +185,9 @@ private:
         // Collect the listing first: recursion below reuses the thread's read buffer.
         auto& names = levels_[depth];
         names.clear();
-        bool listed = forEachDirectoryEntry(dirFd, [&](const char* name, unsigned char) {
+        // Each record: the d_type byte, then the name and its terminating NUL.
+        bool listed = forEachDirectoryEntry(dirFd, [&](const char* name, unsigned char dType) {
+            names.push_back(static_cast<char>(dType));
             names.append(name);
             names.push_back('\0');
         });
@@ -197,15 +203,35 @@ private:
                 return;
             }
             // Valid until visit() recurses, which is the last thing it does with the name.
-            const char* name = levels_[depth].c_str() + off;
-            off += std::strlen(name) + 1;
-            visit(dirFd, name, depth);
+            const auto dType = static_cast<unsigned char>(levels_[depth][off]);
+            const char* name = levels_[depth].c_str() + off + 1;
+            off += std::strlen(name) + 2;
+            visit(dirFd, name, dType, depth);
         }
     }
 
-    void visit(int dirFd, const char* name, int depth) {
-        if (!location_.includesHiddenFiles && name[0] == '.') return;
+    void visit(int dirFd, const char* name, unsigned char dType, int depth) {
+        if (!location_.includesHiddenFiles && name[0] == '.') {
+            // Not counted, but a hidden key or password store (".ssh", ".gnupg") still keeps
+            // its container from being offered; the name alone tells, so this costs no I/O.
+            if (nameMayCompleteProtectedPath(name, catalogue_)) {
+                std::string hidden = path_ + "/" + name;
+                if (isProtectedUserDataPath(hidden, catalogue_)) {
+                    result_.noTouchDescendantURL = FileURL(hidden);
+                    stop_ = true;
+                }
+            }
+            return;
+        }
         struct stat st {};
+        // A folder is opened first and described through its descriptor: one path lookup
+        // instead of two. Anything else, or a folder that changed type since the listing, is
+        // described with fstatat.
+        UniqueFd child;
+        if (dType == DT_DIR) {
+            child = openDirectoryAt(dirFd, name);
+            if (child && ::fstat(child.get(), &st) != 0) child.reset();
+        }
         const size_t parentLength = path_.size();
         path_ += '/';
         path_ += name;
@@ -215,7 +241,7 @@ private:
             ~Restore() { p.resize(n); }
         } restore{path_, parentLength};
 
-        if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (!child && ::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
             if (errno == ENOENT) return;  // vanished since the listing: nothing to count
             result_.unreadableFolderURL = FileURL(deletingLastPathComponent(path_), true);
             stop_ = true;
@@ -244,10 +270,11 @@ private:
             unpublished_ = 0;
         }
         if (!S_ISDIR(st.st_mode)) return;
-        if (!location_.includesPackageDescendants && isPackageExtension(pathExtensionLowercased(name))) {
+        if (!location_.includesPackageDescendants &&
+            isPackageExtension(pathExtensionLowercased(name))) {
             return;
         }
-        UniqueFd child = openDirectoryAt(dirFd, name);
+        if (!child) child = openDirectoryAt(dirFd, name);
         if (!child || depth + 1 >= kMaximumWalkDepth) {
             if (!child && errno == ENOENT) return;
             result_.unreadableFolderURL = FileURL(path_, true);
@@ -334,10 +361,12 @@ ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date
             plan.entriesDirPath = root.path;
             plan.entriesDirFd = openDirectoryNoFollow(root.path);
             bool listed = plan.entriesDirFd &&
-                          forEachDirectoryEntry(plan.entriesDirFd.get(), [&](const char* name, unsigned char) {
-                              if (!loc.includesHiddenFiles && name[0] == '.') return;
-                              tasks.push_back({planned, name});
-                          });
+                          forEachDirectoryEntry(plan.entriesDirFd.get(),
+                                                [&](const char* name, unsigned char) {
+                                                    if (!loc.includesHiddenFiles && name[0] == '.')
+                                                        return;
+                                                    tasks.push_back({planned, name});
+                                                });
             if (!listed) {
                 tasks.resize(plan.firstTask);
                 skipRoot(SkipReason::kCouldNotEnumerate);
@@ -358,7 +387,8 @@ ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date
         const std::string path = appendingPathComponent(plan.entriesDirPath, task.name);
         struct stat st {};
         if (::fstatat(dirFd, task.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
-            if (errno != ENOENT) out.skipped = SkippedItem{FileURL(path), SkipReason::kCouldNotEnumerate};
+            if (errno != ENOENT)
+                out.skipped = SkippedItem{FileURL(path), SkipReason::kCouldNotEnumerate};
             return int64_t{0};
         }
         const bool isDir = S_ISDIR(st.st_mode);
@@ -373,8 +403,8 @@ ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date
             return int64_t{0};
         }
         const Date ownDate = modificationDate(st);
-        const bool recent = loc.minimumModificationAge > 0 &&
-                            referenceDate - ownDate < loc.minimumModificationAge;
+        const bool recent =
+            loc.minimumModificationAge > 0 && referenceDate - ownDate < loc.minimumModificationAge;
         if (recent && !isDir) {
             skip(SkipReason::kRecentlyModified);
             return int64_t{0};
@@ -435,13 +465,15 @@ ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date
             if (i >= tasks.size() || cancel.isCancellationRequested()) return;
             const EntryTask& task = tasks[i];
             int64_t unpublished = evaluate(task, results[i]);
-            const FileURL current(appendingPathComponent(plans[task.location].entriesDirPath, task.name));
+            const FileURL current(
+                appendingPathComponent(plans[task.location].entriesDirPath, task.name));
             hub.entryFinished(task.location, current, unpublished, results[i].candidate.has_value(),
                               results[i].skipped.has_value());
         }
     };
-    unsigned threads = configuration_.workerCount != 0 ? configuration_.workerCount
-                                                       : std::max(1u, std::thread::hardware_concurrency());
+    unsigned threads = configuration_.workerCount != 0
+                           ? configuration_.workerCount
+                           : std::max(1u, std::thread::hardware_concurrency());
     threads = static_cast<unsigned>(std::min<size_t>(threads, std::max<size_t>(tasks.size(), 1)));
     std::vector<std::thread> pool;
     for (unsigned t = 1; t < threads; ++t) pool.emplace_back(worker);
@@ -460,7 +492,8 @@ ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date
     }
     if (!cancelled && !locations.empty()) hub.publishFinal();
     report.scannedAt = currentDate();
-    for (const auto& loc : locations) report.scannedRoots.push_back(FileURL::directory(loc.rootURL.path));
+    for (const auto& loc : locations)
+        report.scannedRoots.push_back(FileURL::directory(loc.rootURL.path));
     report.hasCompletedScan = !cancelled;
     sortCandidatesForReport(report.candidates);
     return report;

@@ -50,7 +50,7 @@ struct DirectoryInventory {
 };
 
 class StorageScanner {
-public:
+  public:
     struct Configuration {
         int64_t maximumInventoryItemsPerCandidate = 100'000;
         int64_t inventoryProgressItemInterval = 128;
@@ -70,7 +70,7 @@ public:
                     const ProgressCallback& progress, const CancellationToken& cancel,
                     std::vector<SkippedItem> initialSkippedItems = {}) const;
 
-private:
+  private:
     Configuration configuration_;
     std::string homeFolder_;
     Catalogue catalogue_;

@@ -15,26 +15,35 @@ int run(int argc, char** argv) {
         "Velmora finds regenerable files in your storage (caches, logs, build and package "
         "caches), shows each with its size and a safety level, and moves only what you confirm "
         "to the Trash."};
+    app.name("velmora");
     app.set_version_flag("--version", "velmora 0.1.0");
     app.require_subcommand(1);
     app.fallthrough();
 
     std::optional<std::string> home;
     std::string catalogue(rawValue(hostCatalogue()));
-    app.add_option("--home", home, "Home folder to work on (default: $HOME)");
-    app.add_option("--catalogue", catalogue, "Folder layout: linux or macos (default: this machine's)")
-        ->check(CLI::IsMember({"linux", "macos"}));
+    app.add_option("--home", home, "Home folder to work on (default: $HOME)")->type_name("DIR");
+    app.add_option("--catalogue", catalogue,
+                   "Folder layout: linux or macos (default: this machine's)")
+        ->check(CLI::IsMember({"linux", "macos"}))
+        ->type_name("NAME");
 
     ScanCommandOptions scan;
     std::string mode = "standard";
-    CLI::App* scanCommand = app.add_subcommand(
-        "scan", "Find cleanup candidates (read-only: nothing is changed)");
-    scanCommand->add_option("--mode", mode, "standard, aggressive or direct")
-        ->check(CLI::IsMember({"standard", "aggressive", "direct"}));
+    CLI::App* scanCommand =
+        app.add_subcommand("scan", "Find cleanup candidates (read-only: nothing is changed)");
+    scanCommand
+        ->add_option("--mode", mode,
+                     "standard (caches and logs untouched for a day), aggressive (also hidden "
+                     "files and app caches), or direct (also developer and package caches)")
+        ->check(CLI::IsMember({"standard", "aggressive", "direct"}))
+        ->type_name("MODE");
     scanCommand->add_flag("--allow-direct", scan.request.allowDirect,
                           "Permit direct mode (developer and package-manager caches)");
-    scanCommand->add_option("--folder", scan.request.customFolders, "Also scan this folder (repeatable)")
-        ->allow_extra_args(false);
+    scanCommand
+        ->add_option("--folder", scan.request.customFolders, "Also scan this folder (repeatable)")
+        ->allow_extra_args(false)
+        ->type_name("DIR");
     scanCommand->add_flag("--json", scan.json, "Print the report as JSON");
     scanCommand->add_flag("--quiet", scan.quiet, "No progress display");
 
@@ -49,7 +58,8 @@ int run(int argc, char** argv) {
     if (home) {
         auto st = statPath(*home);
         if (!st || !S_ISDIR(st->st_mode)) {
-            std::cerr << "velmora: the home folder does not exist or is not a folder: " << *home << "\n";
+            std::cerr << "velmora: the home folder does not exist or is not a folder: " << *home
+                      << "\n";
             return 2;
         }
     }

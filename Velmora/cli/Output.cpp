@@ -31,8 +31,9 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
         out << padRight("Safety", 14) << padLeft("Size", 10) << "  " << padRight("Category", 23)
             << "Path\n";
         for (const auto& c : report.candidates) {
-            out << padRight(std::string(displayName(c.safety)), 14) << padLeft(formatBytes(c.sizeBytes), 10)
-                << "  " << padRight(std::string(displayName(c.category)), 23)
+            out << padRight(std::string(displayName(c.safety)), 14)
+                << padLeft(formatBytes(c.sizeBytes), 10) << "  "
+                << padRight(std::string(displayName(c.category)), 23)
                 << printable(displayPath(c.url.path, home)) << (c.isSelectedByDefault ? "  *" : "")
                 << '\n';
             total += c.sizeBytes;
@@ -42,12 +43,13 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
             }
         }
         out << '\n'
-            << plural(static_cast<int64_t>(report.candidates.size()), "candidate", "candidates") << ", "
-            << formatBytes(total) << " in total; " << selectedCount << " selected by default (*), "
-            << formatBytes(selectedBytes) << ".\n";
+            << plural(static_cast<int64_t>(report.candidates.size()), "candidate", "candidates")
+            << ", " << formatBytes(total) << " in total; " << selectedCount
+            << " selected by default (*), " << formatBytes(selectedBytes) << ".\n";
     }
     if (!report.skippedItems.empty()) {
-        out << '\n' << plural(static_cast<int64_t>(report.skippedItems.size()), "item", "items")
+        out << '\n'
+            << plural(static_cast<int64_t>(report.skippedItems.size()), "item", "items")
             << " skipped:\n";
         for (const auto& s : report.skippedItems) {
             out << "  " << printable(displayPath(s.url.path, home)) << " — " << printable(s.reason)

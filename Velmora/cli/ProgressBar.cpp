@@ -3,8 +3,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <fmt/format.h>
+#include <cstdio>
 
 #include "VelmoraUI/dashboard/Formatting.h"
 
@@ -21,23 +21,28 @@ size_t terminalColumns() {
 std::string fitFromEnd(const std::string& text, size_t columns) {
     if (displayWidth(text) <= columns) return text;
     size_t start = 0;
-    while (start < text.size() && displayWidth(std::string_view(text).substr(start)) + 1 > columns) {
+    while (start < text.size() &&
+           displayWidth(std::string_view(text).substr(start)) + 1 > columns) {
         ++start;
-        while (start < text.size() && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) ++start;
+        while (start < text.size() && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80)
+            ++start;
     }
     return "…" + text.substr(start);
 }
 }  // namespace
 
-bool standardErrorIsTerminal() { return ::isatty(STDERR_FILENO) == 1; }
+bool standardErrorIsTerminal() {
+    return ::isatty(STDERR_FILENO) == 1;
+}
 
 void ProgressBar::show(const StorageScanProgress& p) {
     std::lock_guard lock(mutex_);
     constexpr int kBarWidth = 24;
     const int filled = static_cast<int>(p.fractionCompleted * kBarWidth + 0.5);
-    std::string bar = std::string(static_cast<size_t>(filled), '#') + std::string(static_cast<size_t>(kBarWidth - filled), '-');
-    std::string head = fmt::format("[{}] {:3.0f}%  {} items  {} found  ", bar, p.fractionCompleted * 100,
-                                   p.completedItems, p.foundCandidates);
+    std::string bar = std::string(static_cast<size_t>(filled), '#') +
+                      std::string(static_cast<size_t>(kBarWidth - filled), '-');
+    std::string head = fmt::format("[{}] {:3.0f}%  {} items  {} found  ", bar,
+                                   p.fractionCompleted * 100, p.completedItems, p.foundCandidates);
     const size_t columns = terminalColumns() - 1;
     std::string where = p.currentURL ? printable(displayPath(p.currentURL->path, home_)) : "";
     std::string line = head;

@@ -10,13 +10,13 @@
 namespace velmora::cli {
 
 class ProgressBar {
-public:
+  public:
     explicit ProgressBar(std::string home) : home_(std::move(home)) {}
     void show(const StorageScanProgress& sample);
     /// Erases the line so that the report starts on a clean line.
     void clear();
 
-private:
+  private:
     std::mutex mutex_;
     std::string home_;
     bool drawn_ = false;

@@ -24,7 +24,7 @@ extern "C" void onInterrupt(int) {
 // Ctrl-C asks the scan to stop and still print what it found; a second Ctrl-C ends the
 // process the usual way (the handler resets itself).
 class InterruptScope {
-public:
+  public:
     explicit InterruptScope(CancellationToken& token) {
         gInterruptTarget.store(&token);
         struct sigaction sa {};
@@ -38,7 +38,7 @@ public:
         gInterruptTarget.store(nullptr);
     }
 
-private:
+  private:
     struct sigaction previous_ {};
 };
 
@@ -66,8 +66,9 @@ int runScanCommand(const ScanCommandOptions& options) {
     StorageScanner::ProgressCallback progress;
     if (!options.quiet && standardErrorIsTerminal()) {
         scheduler = std::make_shared<ThreadScheduler>();
-        coalescer = ScanProgressCoalescer::make([&bar](const StorageScanProgress& p) { bar.show(p); },
-                                                std::make_shared<SteadyClock>(), scheduler);
+        coalescer =
+            ScanProgressCoalescer::make([&bar](const StorageScanProgress& p) { bar.show(p); },
+                                        std::make_shared<SteadyClock>(), scheduler);
         progress = [coalescer](const StorageScanProgress& p) { coalescer->offer(p); };
     }
 

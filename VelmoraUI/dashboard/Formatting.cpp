@@ -75,7 +75,8 @@ size_t displayWidth(std::string_view text) {
             cp = c;
         } else if (i + len <= text.size()) {
             cp = c & (0x3F >> (len - 1));
-            for (size_t k = 1; k < len; ++k) cp = (cp << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
+            for (size_t k = 1; k < len; ++k)
+                cp = (cp << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
         }
         // East Asian wide ranges (CJK, Hangul, full-width forms, emoji) take two columns.
         bool wide = (cp >= 0x1100 && cp <= 0x115F) || (cp >= 0x2E80 && cp <= 0xA4CF) ||

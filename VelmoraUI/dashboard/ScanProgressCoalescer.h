@@ -18,7 +18,7 @@
 namespace velmora {
 
 class ScanProgressCoalescer : public std::enable_shared_from_this<ScanProgressCoalescer> {
-public:
+  public:
     using Sink = std::function<void(const StorageScanProgress&)>;
     static constexpr uint64_t kMinimumIntervalNanoseconds = 80'000'000;
 
@@ -32,7 +32,7 @@ public:
     /// ignored (so the display shows the newest state, also after a cancelled scan).
     void finish();
 
-private:
+  private:
     ScanProgressCoalescer(Sink sink, std::shared_ptr<MonotonicClock> clock,
                           std::shared_ptr<Scheduler> scheduler);
 

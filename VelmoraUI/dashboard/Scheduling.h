@@ -12,31 +12,31 @@ namespace velmora {
 
 /// A monotonic clock in nanoseconds (uptime, never the wall clock).
 class MonotonicClock {
-public:
+  public:
     virtual ~MonotonicClock() = default;
     virtual uint64_t nowNanoseconds() = 0;
 };
 
 /// Runs a task once after a delay, on a thread of its own choosing. Thread-safe.
 class Scheduler {
-public:
+  public:
     virtual ~Scheduler() = default;
     virtual void schedule(uint64_t delayNanoseconds, std::function<void()> task) = 0;
 };
 
 class SteadyClock final : public MonotonicClock {
-public:
+  public:
     uint64_t nowNanoseconds() override;
 };
 
 /// One timer thread; tasks run in due order. Destruction drops pending tasks and joins.
 class ThreadScheduler final : public Scheduler {
-public:
+  public:
     ThreadScheduler();
     ~ThreadScheduler() override;
     void schedule(uint64_t delayNanoseconds, std::function<void()> task) override;
 
-private:
+  private:
     void loop();
     std::mutex mutex_;
     std::condition_variable wake_;

@@ -5,6 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <grp.h>
+#include <sys/wait.h>
+
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -67,8 +70,8 @@ std::string TestTree::symlink(const std::string& relative, const std::string& ta
 void TestTree::setMtime(const std::string& relative, double unixSeconds) {
     timespec ts[2];
     ts[0].tv_sec = ts[1].tv_sec = static_cast<time_t>(unixSeconds);
-    ts[0].tv_nsec = ts[1].tv_nsec =
-        static_cast<long>((unixSeconds - static_cast<double>(static_cast<time_t>(unixSeconds))) * 1e9);
+    ts[0].tv_nsec = ts[1].tv_nsec = static_cast<long>(
+        (unixSeconds - static_cast<double>(static_cast<time_t>(unixSeconds))) * 1e9);
     if (::utimensat(AT_FDCWD, path(relative).c_str(), ts, AT_SYMLINK_NOFOLLOW) != 0) {
         throw std::runtime_error("utimensat failed for " + relative);
     }
@@ -94,6 +97,27 @@ double unixNow() {
     timespec ts{};
     clock_gettime(CLOCK_REALTIME, &ts);
     return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+}
+
+bool runWithoutPrivileges(const TestTree& tree, const std::function<bool()>& check) {
+    if (::geteuid() != 0) return check();
+    constexpr uid_t kNobody = 65534;
+    // Hand the tree over without changing any mode bits the test set.
+    ::lchown(tree.root().c_str(), kNobody, kNobody);
+    for (auto& e : fs::recursive_directory_iterator(
+             tree.root(), fs::directory_options::skip_permission_denied)) {
+        ::lchown(e.path().c_str(), kNobody, kNobody);
+    }
+    pid_t child = ::fork();
+    if (child == 0) {
+        if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
+            ::_exit(3);
+        }
+        ::_exit(check() ? 0 : 1);
+    }
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child) return false;
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 ScopedHome::ScopedHome(const std::string& home) {

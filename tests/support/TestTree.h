@@ -3,13 +3,14 @@
 // into it, so no test ever touches the real home, Trash or preferences.
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace velmora::test {
 
 class TestTree {
-public:
+  public:
     TestTree();   ///< creates a fresh directory under $TMPDIR (or /tmp)
     ~TestTree();  ///< removes it, making unreadable folders readable first
     TestTree(const TestTree&) = delete;
@@ -28,21 +29,26 @@ public:
     void setMtimeRecursive(const std::string& relative, double unixSeconds);
     void chmod(const std::string& relative, mode_t mode);
 
-private:
+  private:
     std::string root_;
 };
 
 /// Unix seconds now.
 double unixNow();
 
+/// Runs `check` where file permissions apply. As root (who ignores them) the tree is handed to
+/// the unprivileged "nobody" user and `check` runs in a forked child under that user; its
+/// result comes back as the child's exit status. Otherwise `check` simply runs here.
+bool runWithoutPrivileges(const TestTree& tree, const std::function<bool()>& check);
+
 /// Sets HOME, XDG_DATA_HOME, XDG_CONFIG_HOME, XDG_CACHE_HOME for the lifetime of the object and
 /// restores the previous values afterwards.
 class ScopedHome {
-public:
+  public:
     explicit ScopedHome(const std::string& home);
     ~ScopedHome();
 
-private:
+  private:
     std::vector<std::pair<std::string, std::string>> saved_;
     std::vector<std::string> unset_;
 };

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds the reference trees (once) and compares velmora with the established tools on them.
+# Usage: bench/run.sh [FILES]   (default 300000). Trees live in $VELMORA_BENCH_DIR
+# (default /tmp/velmora-bench); the release build must exist (make bench does both).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+files=${1:-300000}
+dir=${VELMORA_BENCH_DIR:-/tmp/velmora-bench}
+velmora=build/release/bin/velmora
+corpus=../shared/bench/make_corpus.py
+[ -f "$corpus" ] || corpus=shared/bench/make_corpus.py
+
+mkdir -p "$dir"
+if [ ! -e "$dir/scan-$files/.done" ]; then
+  echo "Building the $files-file reference home in $dir/scan-$files ..." >&2
+  rm -rf "$dir/scan-$files"
+  python3 "$corpus" scan "$dir/scan-$files" "$files"
+  touch "$dir/scan-$files/.done"
+fi
+echo "| work | velmora | reference | ratio | velmora peak memory |"
+echo "|---|---|---|---|---|"
+python3 bench/compare.py scan "$velmora" "$dir/scan-$files" linux
+python3 bench/compare.py scan "$velmora" "$dir/scan-$files" macos
