@@ -19,9 +19,6 @@ bool equalsIgnoringCase(std::string_view a, std::string_view lower) {
 bool hasPrefixIgnoringCase(std::string_view s, std::string_view lower) {
     return s.size() >= lower.size() && equalsIgnoringCase(s.substr(0, lower.size()), lower);
 }
-bool hasSuffixIgnoringCase(std::string_view s, std::string_view lower) {
-    return s.size() >= lower.size() && equalsIgnoringCase(s.substr(s.size() - lower.size()), lower);
-}
 
 }  // namespace
 
@@ -42,22 +39,31 @@ bool nameMayCompleteProtectedPath(std::string_view name, Catalogue catalogue) {
     static constexpr std::array<std::string_view, 5> kLinuxSuffixes = {".qcow2", ".vdi", ".vmdk",
                                                                        ".vhd", ".vhdx"};
 
-    if (hasPrefixIgnoringCase(name, "com.apple") ||
-        hasPrefixIgnoringCase(name, "group.com.apple")) {
+    // Runs for every item a walk meets: length and first-letter tests reject almost every
+    // name before any comparison of text.
+    const char first = name.empty() ? '\0' : static_cast<char>(name[0] | 0x20);
+    if ((first == 'c' || first == 'g') && (hasPrefixIgnoringCase(name, "com.apple") ||
+                                           hasPrefixIgnoringCase(name, "group.com.apple"))) {
         return true;
     }
     for (auto n : kMacNames) {
-        if (equalsIgnoringCase(name, n)) return true;
-    }
-    for (auto s : kMacSuffixes) {
-        if (hasSuffixIgnoringCase(name, s)) return true;
+        if (name.size() == n.size() && equalsIgnoringCase(name, n)) return true;
     }
     if (catalogue == Catalogue::linux) {
         for (auto n : kLinuxNames) {
-            if (equalsIgnoringCase(name, n)) return true;
+            if (name.size() == n.size() && equalsIgnoringCase(name, n)) return true;
         }
+    }
+    // Every suffix is an extension: compare from the last dot only.
+    const size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos) return false;
+    const std::string_view extension = name.substr(dot);
+    for (auto s : kMacSuffixes) {
+        if (extension.size() == s.size() && equalsIgnoringCase(extension, s)) return true;
+    }
+    if (catalogue == Catalogue::linux) {
         for (auto s : kLinuxSuffixes) {
-            if (hasSuffixIgnoringCase(name, s)) return true;
+            if (extension.size() == s.size() && equalsIgnoringCase(extension, s)) return true;
         }
     }
     return false;

@@ -62,7 +62,40 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
 }
 
 void printScanReportJSON(std::ostream& out, const ScanReport& report) {
-    out << dumpJSON(nlohmann::json(report), true) << '\n';
+    // Streamed one record at a time, so memory stays flat however many candidates there are;
+    // the text equals dumpJSON(json(report), true) (keys in the coder's sorted order).
+    std::string indented;
+    auto element = [&out, &indented](const nlohmann::json& value) {
+        const std::string text = dumpJSON(value, true);
+        indented.clear();
+        for (char c : text) {
+            indented += c;
+            if (c == '\n') indented += "    ";  // JSON strings never hold a raw newline
+        }
+        out.write(indented.data(), static_cast<std::streamsize>(indented.size()));
+    };
+    auto array = [&](const char* key, const auto& items, bool last) {
+        out << "  \"" << key << "\": ";
+        if (items.empty()) {
+            out << "[]";
+        } else {
+            out << "[\n";
+            for (size_t i = 0; i < items.size(); ++i) {
+                out << "    ";
+                element(nlohmann::json(items[i]));
+                out << (i + 1 < items.size() ? ",\n" : "\n");
+            }
+            out << "  ]";
+        }
+        out << (last ? "\n" : ",\n");
+    };
+    out << "{\n";
+    array("candidates", report.candidates, false);
+    out << "  \"hasCompletedScan\": " << (report.hasCompletedScan ? "true" : "false") << ",\n";
+    out << "  \"scannedAt\": " << nlohmann::json(report.scannedAt).dump() << ",\n";
+    array("scannedRoots", report.scannedRoots, false);
+    array("skippedItems", report.skippedItems, true);
+    out << "}\n";
 }
 
 }  // namespace velmora::cli
