@@ -84,7 +84,7 @@ std::optional<std::string> mountPointOf(dev_t device) {
 
 }  // namespace
 
-VolumeFacts volumeFacts(dev_t device, int dirFd, const char* samplePath) {
+VolumeFacts volumeFacts(dev_t device, int fdOnVolume) {
     static std::mutex mutex;
     static std::map<dev_t, VolumeFacts> cache;
     {
@@ -96,8 +96,7 @@ VolumeFacts volumeFacts(dev_t device, int dirFd, const char* samplePath) {
         facts.identifier = *uuid;
     } else {
         struct statfs fs {};
-        UniqueFd fd(::openat(dirFd, samplePath, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        if (fd && ::fstatfs(fd.get(), &fs) == 0) {
+        if (::fstatfs(fdOnVolume, &fs) == 0) {
             unsigned a = static_cast<unsigned>(fs.f_fsid.__val[0]);
             unsigned b = static_cast<unsigned>(fs.f_fsid.__val[1]);
             char buf[40];
@@ -115,20 +114,23 @@ VolumeFacts volumeFacts(dev_t device, int dirFd, const char* samplePath) {
     return facts;
 }
 
-std::optional<FileResourceIdentity> captureIdentityAt(int dirFd, const char* name) {
+namespace {
+
+// `fd` is an O_PATH or open descriptor of the object itself (for statfs: the object may be a
+// mount point, on another volume than its parent).
+std::optional<FileResourceIdentity> identityFromStatx(int fd, int flags) {
     struct statx sx {};
-    if (::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT,
+    if (::statx(fd, "", flags | AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT,
                 STATX_BASIC_STATS | STATX_BTIME, &sx) != 0) {
         return std::nullopt;
     }
     FileResourceIdentity id;
     const dev_t device = makedev(sx.stx_dev_major, sx.stx_dev_minor);
     id.fileResourceIdentifier = std::to_string(device) + ":" + std::to_string(sx.stx_ino);
-    VolumeFacts facts = volumeFacts(device, dirFd, name);
+    VolumeFacts facts = volumeFacts(device, fd);
     id.volumeIdentifier = facts.identifier;
     id.volumeName = facts.name;
-    const bool isDir = S_ISDIR(sx.stx_mode);
-    id.isDirectory = isDir;
+    id.isDirectory = S_ISDIR(sx.stx_mode);
     if (S_ISREG(sx.stx_mode)) {
         id.fileSize = static_cast<int64_t>(sx.stx_size);
         id.totalFileAllocatedSize = static_cast<int64_t>(sx.stx_blocks) * 512;
@@ -142,6 +144,19 @@ std::optional<FileResourceIdentity> captureIdentityAt(int dirFd, const char* nam
     id.modificationDate = dateFromTimespec(
         {static_cast<time_t>(sx.stx_mtime.tv_sec), static_cast<long>(sx.stx_mtime.tv_nsec)});
     return id;
+}
+
+}  // namespace
+
+std::optional<FileResourceIdentity> captureIdentityOf(int fd) {
+    return identityFromStatx(fd, 0);
+}
+
+std::optional<FileResourceIdentity> captureIdentityAt(int dirFd, const char* name) {
+    // O_PATH without following: a link is described itself, and nothing is opened for reading.
+    UniqueFd item(::openat(dirFd, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!item) return std::nullopt;
+    return identityFromStatx(item.get(), 0);
 }
 
 std::optional<FileResourceIdentity> captureIdentity(const std::string& path) {

@@ -21,6 +21,8 @@ namespace velmora {
 
 /// The identity of `name` inside the open directory `dirFd`; nullopt when it cannot be read.
 std::optional<FileResourceIdentity> captureIdentityAt(int dirFd, const char* name);
+/// The identity of the object an open descriptor refers to (what was actually walked).
+std::optional<FileResourceIdentity> captureIdentityOf(int fd);
 /// The identity of the item at `path`; nullopt when it cannot be read.
 std::optional<FileResourceIdentity> captureIdentity(const std::string& path);
 
@@ -28,8 +30,8 @@ struct VolumeFacts {
     std::optional<std::string> identifier;
     std::optional<std::string> name;
 };
-/// UUID/label (or fallbacks) of the file system on device `device`; `samplePath` is any path on
-/// it, used for statfs.
-VolumeFacts volumeFacts(dev_t device, int dirFd, const char* samplePath);
+/// UUID/label (or fallbacks) of the file system on device `device`; `fdOnVolume` is any open
+/// descriptor on it, used for statfs.
+VolumeFacts volumeFacts(dev_t device, int fdOnVolume);
 
 }  // namespace velmora

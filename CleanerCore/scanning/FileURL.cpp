@@ -1,5 +1,7 @@
 #include "CleanerCore/scanning/FileURL.h"
 
+#include "CleanerCore/scanning/Text.h"
+
 #include <vector>
 
 namespace velmora {
@@ -52,11 +54,7 @@ std::string pathExtensionLowercased(std::string_view path) {
     std::string name = lastPathComponent(path);
     auto dot = name.rfind('.');
     if (dot == std::string::npos || dot == 0 || dot + 1 == name.size()) return {};
-    std::string ext = name.substr(dot + 1);
-    for (auto& c : ext) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return ext;
+    return asciiLowercased(std::string_view(name).substr(dot + 1));
 }
 
 FileURL::FileURL(std::string_view anyPath, bool directoryHint)

@@ -1,5 +1,7 @@
 #include "CleanerCore/scanning/ModelJson.h"
 
+#include "CleanerCore/scanning/Text.h"
+
 #include <fmt/format.h>
 
 #include <vector>
@@ -110,17 +112,13 @@ std::vector<std::string> selfAndAncestors(const std::string& path) {
 // taken trimmed from the folder entry).
 std::vector<std::string> componentsAndTrimmed(const std::string& path) {
     std::vector<std::string> out;
-    auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
     size_t i = 1;
     while (i < path.size()) {
         size_t end = path.find('/', i);
         if (end == std::string::npos) end = path.size();
         std::string component = path.substr(i, end - i);
-        size_t b = 0, e = component.size();
-        while (b < e && isSpace(component[b])) ++b;
-        while (e > b && isSpace(component[e - 1])) --e;
-        out.push_back(component);
-        out.push_back(component.substr(b, e - b));
+        out.push_back(trimmedWhitespace(component));
+        out.push_back(std::move(component));
         i = end + 1;
     }
     return out;

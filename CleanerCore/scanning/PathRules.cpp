@@ -5,18 +5,11 @@
 #include <set>
 
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/scanning/Text.h"
 
 namespace velmora {
 
 namespace {
-
-std::string lowercased(std::string_view s) {
-    std::string out(s);
-    for (auto& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return out;
-}
 
 bool startsWith(std::string_view s, std::string_view prefix) {
     return s.starts_with(prefix);
@@ -38,7 +31,7 @@ std::vector<std::string> lowercasedComponents(std::string_view path) {
     while (i < standardized.size()) {
         size_t j = standardized.find('/', i);
         if (j == std::string::npos) j = standardized.size();
-        parts.push_back(lowercased(std::string_view(standardized).substr(i, j - i)));
+        parts.push_back(asciiLowercased(std::string_view(standardized).substr(i, j - i)));
         i = j + 1;
     }
     return parts;
@@ -180,14 +173,15 @@ SafePathPolicy SafePathPolicy::make(const std::vector<std::string>& allowedRootP
 
 bool SafePathPolicy::isOutsideCurrentUserArea(std::string_view p, std::string_view home,
                                               bool caseInsensitive, const PathConventions& conv) {
-    std::string users = caseInsensitive ? lowercased(conv.usersFolder) : conv.usersFolder;
-    std::string pk = caseInsensitive ? lowercased(p) : std::string(p);
-    std::string hk = caseInsensitive ? lowercased(home) : std::string(home);
+    std::string users = caseInsensitive ? asciiLowercased(conv.usersFolder) : conv.usersFolder;
+    std::string pk = caseInsensitive ? asciiLowercased(p) : std::string(p);
+    std::string hk = caseInsensitive ? asciiLowercased(home) : std::string(home);
     std::string usersSlash = users + "/";
     if (pk == users) return true;
     if (!startsWith(pk, usersSlash)) return false;
     if (conv.sharedFolder) {
-        std::string shared = caseInsensitive ? lowercased(*conv.sharedFolder) : *conv.sharedFolder;
+        std::string shared =
+            caseInsensitive ? asciiLowercased(*conv.sharedFolder) : *conv.sharedFolder;
         if (pk == shared || startsWith(pk, shared + "/")) return true;
         if (startsWith(hk, usersSlash) && (hk == shared || startsWith(hk, shared + "/")))
             return true;
@@ -227,9 +221,10 @@ std::optional<CleaningError> SafePathPolicy::checkCleanPath(const std::string& p
     std::string key = lexicalPathKey(path);
     bool inside = false;
     for (const auto& root : allowedRoots) {
-        std::string k = root.usesCaseInsensitivePathComparison ? lowercased(key) : key;
-        std::string r = root.usesCaseInsensitivePathComparison ? lowercased(root.resolvedPathKey)
-                                                               : root.resolvedPathKey;
+        std::string k = root.usesCaseInsensitivePathComparison ? asciiLowercased(key) : key;
+        std::string r = root.usesCaseInsensitivePathComparison
+                            ? asciiLowercased(root.resolvedPathKey)
+                            : root.resolvedPathKey;
         if (keyIsWithin(k, r)) {
             inside = true;
             break;

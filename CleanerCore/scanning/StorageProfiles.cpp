@@ -7,6 +7,7 @@
 
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/scanning/Text.h"
 
 namespace velmora {
 
@@ -52,14 +53,6 @@ std::string tildeName(const std::string& path, const std::string& home) {
         return path == home ? "~" : "~" + path.substr(home.size());
     }
     return path;
-}
-
-std::string trimmed(const std::string& s) {
-    auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-    size_t b = 0, e = s.size();
-    while (b < e && isSpace(s[b])) ++b;
-    while (e > b && isSpace(s[e - 1])) --e;
-    return s.substr(b, e - b);
 }
 
 // Group container names are "group.<id>" or "<TEAMID>.<id>"; the id is the likely bundle id.
@@ -269,7 +262,7 @@ std::vector<ScanLocation> containerCacheLocations(
         if (!rootStat || !S_ISDIR(rootStat->st_mode)) continue;
         ScanLocation l = location(root, category, displayPrefix + ": " + name, false,
                                   S::manualReview, 0, true, true);
-        std::string identifier = trimmed(name);
+        std::string identifier = trimmedWhitespace(name);
         if (category == K::appContainerCaches) {
             l.appCacheContext = AppCacheContext{AppCacheContainerKind::appContainer,
                                                 identifier,

@@ -128,25 +128,6 @@ class ProgressHub {
     double fraction_ = 0;
 };
 
-struct LocationPlan {
-    std::optional<SkippedItem> rootSkip;
-    UniqueFd
-        entriesDirFd;  // the folder whose entries (or, for directoryItself, whose child) we walk
-    std::string entriesDirPath;
-    size_t firstTask = 0;
-    size_t taskCount = 0;
-};
-
-struct EntryTask {
-    size_t location = 0;
-    std::string name;
-};
-
-struct EntryResult {
-    std::optional<CleanupCandidate> candidate;
-    std::optional<SkippedItem> skipped;
-};
-
 // One inventory walk: depth-first, in listing order, stopping at the first protected
 // descendant, unreadable folder, or the item limit.
 class Inventory {
@@ -302,6 +283,246 @@ class Inventory {
     bool stop_ = false;
 };
 
+struct EntryResult {
+    std::optional<CleanupCandidate> candidate;
+    std::optional<SkippedItem> skipped;
+};
+
+// One scan: plans every location (checks and lists its root), then lets workers evaluate the
+// top-level entries, then assembles the report in location and listing order.
+class ScanRun {
+  public:
+    ScanRun(const StorageScanner::Configuration& config, const std::string& home,
+            Catalogue catalogue, const std::vector<ScanLocation>& locations, Date referenceDate,
+            const StorageScanner::ProgressCallback& progress, const CancellationToken& cancel)
+        : config_(config),
+          catalogue_(catalogue),
+          rules_(SafePathPolicy::make({}, home, catalogue)),
+          locations_(locations),
+          referenceDate_(referenceDate),
+          cancel_(cancel),
+          hub_(progress, locations.size()),
+          plans_(locations.size()) {}
+
+    ScanReport run(std::vector<SkippedItem> initialSkippedItems) {
+        size_t planned = 0;
+        while (planned < locations_.size() && !cancel_.isCancellationRequested()) plan(planned++);
+        results_.resize(tasks_.size());
+        runWorkers();
+
+        const bool cancelled = cancel_.isCancellationRequested();
+        ScanReport report;
+        report.skippedItems = std::move(initialSkippedItems);
+        for (size_t l = 0; l < planned; ++l) {
+            if (plans_[l].rootSkip) report.skippedItems.push_back(*plans_[l].rootSkip);
+            for (size_t i = plans_[l].firstTask; i < plans_[l].firstTask + plans_[l].taskCount;
+                 ++i) {
+                if (results_[i].candidate)
+                    report.candidates.push_back(std::move(*results_[i].candidate));
+                if (results_[i].skipped)
+                    report.skippedItems.push_back(std::move(*results_[i].skipped));
+            }
+        }
+        if (!cancelled && !locations_.empty()) hub_.publishFinal();
+        report.scannedAt = currentDate();
+        for (const auto& loc : locations_) {
+            report.scannedRoots.push_back(FileURL::directory(loc.rootURL.path));
+        }
+        report.hasCompletedScan = !cancelled;
+        sortCandidatesForReport(report.candidates);
+        return report;
+    }
+
+  private:
+    struct LocationPlan {
+        std::optional<SkippedItem> rootSkip;
+        UniqueFd entriesDirFd;  // the root, or for directoryItself the root's parent
+        std::string entriesDirPath;
+        size_t firstTask = 0;
+        size_t taskCount = 0;
+    };
+    struct EntryTask {
+        size_t location = 0;
+        std::string name;
+    };
+
+    // Opens `path` without following links and proves it is the object that was checked:
+    // a folder swapped between the check and the open is not walked.
+    static UniqueFd openChecked(const std::string& path, const struct stat& checked) {
+        UniqueFd fd = openDirectoryNoFollow(path);
+        struct stat st {};
+        if (fd && (::fstat(fd.get(), &st) != 0 || st.st_dev != checked.st_dev ||
+                   st.st_ino != checked.st_ino)) {
+            fd.reset();
+        }
+        return fd;
+    }
+
+    void plan(size_t index) {
+        const ScanLocation& loc = locations_[index];
+        LocationPlan& plan = plans_[index];
+        const FileURL root = FileURL::directory(loc.rootURL.path);
+        hub_.locationStarted(index, root);
+        auto skipRoot = [&](std::string reason) {
+            plan.rootSkip = SkippedItem{root, std::move(reason)};
+            hub_.locationSkipped(index, root);
+        };
+        auto st = statPath(root.path);
+        if (!st || !S_ISDIR(st->st_mode)) return skipRoot(SkipReason::kFolderDoesNotExist);
+        if (auto refusal = rules_.checkPathIgnoringScope(root.path)) {
+            return skipRoot(refusal->description());
+        }
+        plan.firstTask = tasks_.size();
+        if (loc.depth == ScanDepth::directoryItself) {
+            // The one candidate is the root as a whole; never the home folder or above it.
+            if (StoragePathContainment::pathIsWithin(rules_.homeLexicalKey, root.path) ||
+                StoragePathContainment::pathIsWithin(rules_.homePathKey, root.path)) {
+                return skipRoot(SkipReason::kScanRootItself);
+            }
+            plan.entriesDirPath = deletingLastPathComponent(root.path);
+            plan.entriesDirFd = openDirectoryNoFollow(plan.entriesDirPath);
+            if (!plan.entriesDirFd) return skipRoot(SkipReason::kCouldNotEnumerate);
+            tasks_.push_back({index, root.lastComponent()});
+        } else {
+            plan.entriesDirPath = root.path;
+            plan.entriesDirFd = openChecked(root.path, *st);
+            const bool listed = plan.entriesDirFd &&
+                                forEachDirectoryEntry(
+                                    plan.entriesDirFd.get(), [&](const char* name, unsigned char) {
+                                        if (loc.includesHiddenFiles || name[0] != '.')
+                                            tasks_.push_back({index, name});
+                                    });
+            if (!listed) {
+                tasks_.resize(plan.firstTask);
+                return skipRoot(SkipReason::kCouldNotEnumerate);
+            }
+        }
+        plan.taskCount = tasks_.size() - plan.firstTask;
+        hub_.setEntryCount(index, static_cast<int64_t>(plan.taskCount));
+        hub_.finishIfEmpty(index);
+    }
+
+    void runWorkers() {
+        std::atomic<size_t> next{0};
+        auto worker = [&] {
+            for (;;) {
+                const size_t i = next.fetch_add(1, std::memory_order_relaxed);
+                if (i >= tasks_.size() || cancel_.isCancellationRequested()) return;
+                const EntryTask& task = tasks_[i];
+                const int64_t unpublished = evaluate(task, results_[i]);
+                hub_.entryFinished(task.location, entryURL(task), unpublished,
+                                   results_[i].candidate.has_value(),
+                                   results_[i].skipped.has_value());
+            }
+        };
+        unsigned threads = config_.workerCount != 0
+                               ? config_.workerCount
+                               : std::max(1u, std::thread::hardware_concurrency());
+        threads =
+            static_cast<unsigned>(std::min<size_t>(threads, std::max<size_t>(tasks_.size(), 1)));
+        std::vector<std::thread> pool;
+        for (unsigned t = 1; t < threads; ++t) pool.emplace_back(worker);
+        worker();
+        for (auto& t : pool) t.join();
+    }
+
+    FileURL entryURL(const EntryTask& task) const {
+        return FileURL(appendingPathComponent(plans_[task.location].entriesDirPath, task.name));
+    }
+
+    bool isRecent(const ScanLocation& loc, Date date) const {
+        return loc.minimumModificationAge > 0 && referenceDate_ - date < loc.minimumModificationAge;
+    }
+
+    // The reason an inventoried entry is not offered, in order of precedence; none for a candidate.
+    const char* skipReason(const ScanLocation& loc, const DirectoryInventory& inv,
+                           bool entryIsRecent) const {
+        if (inv.noTouchDescendantURL) return SkipReason::kContainsProtected;
+        if (inv.unreadableFolderURL) return SkipReason::kCouldNotEnumerate;
+        if (inv.exceededItemLimit) return SkipReason::kInventoryLimit;
+        if (entryIsRecent || inv.containsRecentlyModifiedItem ||
+            (inv.latestModificationDate && isRecent(loc, *inv.latestModificationDate))) {
+            return SkipReason::kRecentlyModified;
+        }
+        if (inv.byteSize < 1) return SkipReason::kEmptyItem;
+        return nullptr;
+    }
+
+    // Evaluates one top-level entry into `out`; returns the items counted but not yet reported
+    // as progress.
+    int64_t evaluate(const EntryTask& task, EntryResult& out) {
+        const ScanLocation& loc = locations_[task.location];
+        const int dirFd = plans_[task.location].entriesDirFd.get();
+        const std::string path =
+            appendingPathComponent(plans_[task.location].entriesDirPath, task.name);
+        struct stat st {};
+        if (::fstatat(dirFd, task.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            if (errno != ENOENT)
+                out.skipped = SkippedItem{FileURL(path), SkipReason::kCouldNotEnumerate};
+            return 0;  // an entry that vanished since the listing is simply gone
+        }
+        const bool isDir = S_ISDIR(st.st_mode);
+        const FileURL url(path, isDir);
+        auto skip = [&](const char* reason) {
+            out.skipped = SkippedItem{url, reason};
+            return int64_t{0};
+        };
+        if (S_ISLNK(st.st_mode)) return skip(SkipReason::kSymbolicLink);
+        if (isProtectedUserDataPath(path, catalogue_)) return skip(SkipReason::kProtectedPath);
+        const Date ownDate = modificationDate(st);
+        const bool recent = isRecent(loc, ownDate);
+        if (recent && !isDir) return skip(SkipReason::kRecentlyModified);
+
+        DirectoryInventory inv;
+        int64_t unpublished = 0;
+        UniqueFd fd;
+        if (isDir) {
+            fd = openChecked(path, st);
+            if (!fd) return skip(SkipReason::kCouldNotEnumerate);
+            Inventory walker(loc, referenceDate_, config_.maximumInventoryItemsPerCandidate,
+                             config_.inventoryProgressItemInterval, catalogue_, cancel_, hub_,
+                             task.location, url);
+            inv = walker.walkDirectory(fd.get(), path, ownDate);
+            unpublished = walker.unpublishedItems();
+        } else {
+            inv.byteSize = S_ISREG(st.st_mode) ? static_cast<int64_t>(st.st_blocks) * 512 : 0;
+            inv.latestModificationDate = ownDate;
+        }
+        if (cancel_.isCancellationRequested()) return unpublished;  // nothing is recorded
+        if (const char* reason = skipReason(loc, inv, recent)) {
+            skip(reason);
+            return unpublished;
+        }
+        CleanupCandidate c;
+        c.id = candidateID(loc.category, path);
+        c.url = url;
+        c.displayName = url.lastComponent();
+        c.category = loc.category;
+        c.sizeBytes = inv.byteSize;
+        c.lastModified = inv.latestModificationDate;
+        // A folder's identity is taken from the descriptor that was walked.
+        c.resourceIdentity =
+            fd ? captureIdentityOf(fd.get()) : captureIdentityAt(dirFd, task.name.c_str());
+        c.isSelectedByDefault = loc.isSelectedByDefault;
+        c.safety = loc.safety;
+        c.requiresManualReviewBySource = false;
+        c.appCacheContext = loc.appCacheContext;
+        out.candidate = std::move(c);
+        return unpublished;
+    }
+
+    const StorageScanner::Configuration& config_;
+    Catalogue catalogue_;
+    SafePathPolicy rules_;
+    const std::vector<ScanLocation>& locations_;
+    Date referenceDate_;
+    const CancellationToken& cancel_;
+    ProgressHub hub_;
+    std::vector<LocationPlan> plans_;
+    std::vector<EntryTask> tasks_;
+    std::vector<EntryResult> results_;
+};
+
 }  // namespace
 
 StorageScanner::StorageScanner(Configuration configuration, std::string homeFolder,
@@ -316,187 +537,9 @@ StorageScanner::StorageScanner(Configuration configuration, std::string homeFold
 ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date referenceDate,
                                 const ProgressCallback& progress, const CancellationToken& cancel,
                                 std::vector<SkippedItem> initialSkippedItems) const {
-    const SafePathPolicy rules = SafePathPolicy::make({}, homeFolder_, catalogue_);
-    ProgressHub hub(progress, locations.size());
-    std::vector<LocationPlan> plans(locations.size());
-    std::vector<EntryTask> tasks;
-
-    // Plan: check and list every root, in order. Cheap next to the inventories.
-    size_t planned = 0;
-    for (; planned < locations.size(); ++planned) {
-        if (cancel.isCancellationRequested()) break;
-        const ScanLocation& loc = locations[planned];
-        LocationPlan& plan = plans[planned];
-        const FileURL root = FileURL::directory(loc.rootURL.path);
-        hub.locationStarted(planned, root);
-        auto skipRoot = [&](std::string reason) {
-            plan.rootSkip = SkippedItem{root, std::move(reason)};
-            hub.locationSkipped(planned, root);
-        };
-        auto st = statPath(root.path);
-        if (!st || !S_ISDIR(st->st_mode)) {
-            skipRoot(SkipReason::kFolderDoesNotExist);
-            continue;
-        }
-        if (auto refusal = rules.checkPathIgnoringScope(root.path)) {
-            skipRoot(refusal->description());
-            continue;
-        }
-        plan.firstTask = tasks.size();
-        if (loc.depth == ScanDepth::directoryItself) {
-            // The one candidate is the root as a whole; never the home folder or above it.
-            if (StoragePathContainment::pathIsWithin(rules.homeLexicalKey, root.path) ||
-                StoragePathContainment::pathIsWithin(rules.homePathKey, root.path)) {
-                skipRoot(SkipReason::kScanRootItself);
-                continue;
-            }
-            plan.entriesDirPath = deletingLastPathComponent(root.path);
-            plan.entriesDirFd = openDirectoryNoFollow(plan.entriesDirPath);
-            if (!plan.entriesDirFd) {
-                skipRoot(SkipReason::kCouldNotEnumerate);
-                continue;
-            }
-            tasks.push_back({planned, root.lastComponent()});
-        } else {
-            plan.entriesDirPath = root.path;
-            plan.entriesDirFd = openDirectoryNoFollow(root.path);
-            bool listed = plan.entriesDirFd &&
-                          forEachDirectoryEntry(plan.entriesDirFd.get(),
-                                                [&](const char* name, unsigned char) {
-                                                    if (!loc.includesHiddenFiles && name[0] == '.')
-                                                        return;
-                                                    tasks.push_back({planned, name});
-                                                });
-            if (!listed) {
-                tasks.resize(plan.firstTask);
-                skipRoot(SkipReason::kCouldNotEnumerate);
-                continue;
-            }
-        }
-        plan.taskCount = tasks.size() - plan.firstTask;
-        hub.setEntryCount(planned, static_cast<int64_t>(plan.taskCount));
-        hub.finishIfEmpty(planned);
-    }
-
-    std::vector<EntryResult> results(tasks.size());
-    std::atomic<size_t> nextTask{0};
-    auto evaluate = [&](const EntryTask& task, EntryResult& out) {
-        const ScanLocation& loc = locations[task.location];
-        const LocationPlan& plan = plans[task.location];
-        const int dirFd = plan.entriesDirFd.get();
-        const std::string path = appendingPathComponent(plan.entriesDirPath, task.name);
-        struct stat st {};
-        if (::fstatat(dirFd, task.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
-            if (errno != ENOENT)
-                out.skipped = SkippedItem{FileURL(path), SkipReason::kCouldNotEnumerate};
-            return int64_t{0};
-        }
-        const bool isDir = S_ISDIR(st.st_mode);
-        const FileURL url(path, isDir);
-        auto skip = [&](const char* reason) { out.skipped = SkippedItem{url, reason}; };
-        if (S_ISLNK(st.st_mode)) {
-            skip(SkipReason::kSymbolicLink);
-            return int64_t{0};
-        }
-        if (isProtectedUserDataPath(path, catalogue_)) {
-            skip(SkipReason::kProtectedPath);
-            return int64_t{0};
-        }
-        const Date ownDate = modificationDate(st);
-        const bool recent =
-            loc.minimumModificationAge > 0 && referenceDate - ownDate < loc.minimumModificationAge;
-        if (recent && !isDir) {
-            skip(SkipReason::kRecentlyModified);
-            return int64_t{0};
-        }
-        DirectoryInventory inv;
-        int64_t unpublished = 0;
-        if (isDir) {
-            UniqueFd fd = openDirectoryAt(dirFd, task.name.c_str());
-            if (!fd) {
-                skip(SkipReason::kCouldNotEnumerate);
-                return int64_t{0};
-            }
-            Inventory walker(loc, referenceDate, configuration_.maximumInventoryItemsPerCandidate,
-                             configuration_.inventoryProgressItemInterval, catalogue_, cancel, hub,
-                             task.location, url);
-            inv = walker.walkDirectory(fd.get(), path, ownDate);
-            unpublished = walker.unpublishedItems();
-        } else {
-            inv.byteSize = S_ISREG(st.st_mode) ? static_cast<int64_t>(st.st_blocks) * 512 : 0;
-            inv.latestModificationDate = ownDate;
-            inv.containsRecentlyModifiedItem = recent;
-        }
-        if (cancel.isCancellationRequested()) return unpublished;  // nothing is recorded
-
-        const double age = loc.minimumModificationAge;
-        if (inv.noTouchDescendantURL) {
-            skip(SkipReason::kContainsProtected);
-        } else if (inv.unreadableFolderURL) {
-            skip(SkipReason::kCouldNotEnumerate);
-        } else if (inv.exceededItemLimit) {
-            skip(SkipReason::kInventoryLimit);
-        } else if (recent || inv.containsRecentlyModifiedItem ||
-                   (age > 0 && inv.latestModificationDate &&
-                    referenceDate - *inv.latestModificationDate < age)) {
-            skip(SkipReason::kRecentlyModified);
-        } else if (inv.byteSize < 1) {
-            skip(SkipReason::kEmptyItem);
-        } else {
-            CleanupCandidate c;
-            c.id = candidateID(loc.category, path);
-            c.url = url;
-            c.displayName = url.lastComponent();
-            c.category = loc.category;
-            c.sizeBytes = inv.byteSize;
-            c.lastModified = inv.latestModificationDate;
-            c.resourceIdentity = captureIdentityAt(dirFd, task.name.c_str());
-            c.isSelectedByDefault = loc.isSelectedByDefault;
-            c.safety = loc.safety;
-            c.requiresManualReviewBySource = false;
-            c.appCacheContext = loc.appCacheContext;
-            out.candidate = std::move(c);
-        }
-        return unpublished;
-    };
-    auto worker = [&] {
-        for (;;) {
-            size_t i = nextTask.fetch_add(1, std::memory_order_relaxed);
-            if (i >= tasks.size() || cancel.isCancellationRequested()) return;
-            const EntryTask& task = tasks[i];
-            int64_t unpublished = evaluate(task, results[i]);
-            const FileURL current(
-                appendingPathComponent(plans[task.location].entriesDirPath, task.name));
-            hub.entryFinished(task.location, current, unpublished, results[i].candidate.has_value(),
-                              results[i].skipped.has_value());
-        }
-    };
-    unsigned threads = configuration_.workerCount != 0
-                           ? configuration_.workerCount
-                           : std::max(1u, std::thread::hardware_concurrency());
-    threads = static_cast<unsigned>(std::min<size_t>(threads, std::max<size_t>(tasks.size(), 1)));
-    std::vector<std::thread> pool;
-    for (unsigned t = 1; t < threads; ++t) pool.emplace_back(worker);
-    worker();
-    for (auto& t : pool) t.join();
-
-    const bool cancelled = cancel.isCancellationRequested();
-    ScanReport report;
-    report.skippedItems = std::move(initialSkippedItems);
-    for (size_t l = 0; l < planned; ++l) {
-        if (plans[l].rootSkip) report.skippedItems.push_back(*plans[l].rootSkip);
-        for (size_t i = plans[l].firstTask; i < plans[l].firstTask + plans[l].taskCount; ++i) {
-            if (results[i].candidate) report.candidates.push_back(std::move(*results[i].candidate));
-            if (results[i].skipped) report.skippedItems.push_back(std::move(*results[i].skipped));
-        }
-    }
-    if (!cancelled && !locations.empty()) hub.publishFinal();
-    report.scannedAt = currentDate();
-    for (const auto& loc : locations)
-        report.scannedRoots.push_back(FileURL::directory(loc.rootURL.path));
-    report.hasCompletedScan = !cancelled;
-    sortCandidatesForReport(report.candidates);
-    return report;
+    ScanRun run(configuration_, homeFolder_, catalogue_, locations, referenceDate, progress,
+                cancel);
+    return run.run(std::move(initialSkippedItems));
 }
 
 }  // namespace velmora
