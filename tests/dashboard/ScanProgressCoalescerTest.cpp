@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 
 #include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
 
@@ -23,21 +24,16 @@ class FakeScheduler final : public Scheduler {
 
     void schedule(uint64_t delayNanoseconds, std::function<void()> task) override {
         delays.push_back(delayNanoseconds);
-        tasks_.push_back({clock_->now + delayNanoseconds, std::move(task)});
+        tasks_.emplace(clock_->now + delayNanoseconds, std::move(task));
     }
 
     /// Runs every task due at or before `time` in due order, with the clock at its due time,
     /// then leaves the clock at `time`.
     void advanceTo(uint64_t time) {
-        for (;;) {
-            auto next =
-                std::min_element(tasks_.begin(), tasks_.end(),
-                                 [](const Task& a, const Task& b) { return a.due < b.due; });
-            if (next == tasks_.end() || next->due > time) break;
-            Task task = std::move(*next);
-            tasks_.erase(next);
-            clock_->now = std::max(clock_->now, task.due);
-            task.run();
+        while (!tasks_.empty() && tasks_.begin()->first <= time) {
+            auto task = tasks_.extract(tasks_.begin());
+            clock_->now = std::max(clock_->now, task.key());
+            task.mapped()();
         }
         clock_->now = std::max(clock_->now, time);
     }
@@ -46,12 +42,8 @@ class FakeScheduler final : public Scheduler {
     std::vector<uint64_t> delays;
 
   private:
-    struct Task {
-        uint64_t due;
-        std::function<void()> run;
-    };
     std::shared_ptr<FakeClock> clock_;
-    std::vector<Task> tasks_;
+    std::multimap<uint64_t, std::function<void()>> tasks_;  // by due time, then by scheduling
 };
 
 StorageScanProgress sample(int64_t index, double fraction) {
@@ -73,11 +65,16 @@ class ScanProgressCoalescerTest : public ::testing::Test {
     std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
     std::shared_ptr<FakeScheduler> scheduler = std::make_shared<FakeScheduler>(clock);
     std::vector<Publication> published;
-    std::shared_ptr<ScanProgressCoalescer> coalescer = ScanProgressCoalescer::make(
-        [this](const StorageScanProgress& p) {
-            published.push_back({clock->now / kMs, p.completedItems});
-        },
-        clock, scheduler);
+    std::shared_ptr<ScanProgressCoalescer> coalescer = fresh();
+
+    std::shared_ptr<ScanProgressCoalescer> fresh() {
+        published.clear();
+        return ScanProgressCoalescer::make(
+            [this](const StorageScanProgress& p) {
+                published.push_back({clock->now / kMs, p.completedItems});
+            },
+            clock, scheduler);
+    }
 
     void offerAt(uint64_t ms, int64_t index, double fraction = 0.5) {
         scheduler->advanceTo(ms * kMs);
@@ -86,41 +83,28 @@ class ScanProgressCoalescerTest : public ::testing::Test {
 };
 
 TEST_F(ScanProgressCoalescerTest, Timelines) {
-    struct Offer {
-        uint64_t atMs;
-        double fraction;
-    };
     struct Case {
         const char* name;
-        std::vector<Offer> offers;  // sample i carries index i
+        std::vector<uint64_t> offersMs;  // sample i is offered at offersMs[i] and carries index i
+        int finished;                    // the index of the finished sample, or -1
         std::vector<Publication> want;
     };
     const Case cases[] = {
-        {"two samples 10 ms apart", {{0, .1}, {10, .2}}, {{0, 0}, {80, 1}}},
-        {"burst keeps first and last", {{0, .1}, {10, .2}, {20, .3}, {30, .4}}, {{0, 0}, {80, 3}}},
-        {"finished sample is not delayed", {{0, .1}, {3, .2}, {5, 1.0}}, {{0, 0}, {5, 2}}},
-        {"hold-back after a finished sample waits a full interval",
-         {{0, .1}, {3, .2}, {5, 1.0}, {30, .3}},
-         {{0, 0}, {5, 2}, {85, 3}}},
-        {"spaced samples go out at once",
-         {{0, .1}, {80, .2}, {200, .3}},
-         {{0, 0}, {80, 1}, {200, 2}}},
-        {"same instant is not later", {{0, .1}, {0, .2}}, {{0, 0}, {0, 1}}},
-        {"a flush counts as a publication",
-         {{0, .1}, {10, .2}, {100, .3}},
-         {{0, 0}, {80, 1}, {160, 2}}},
+        {"two samples 10 ms apart", {0, 10}, -1, {{0, 0}, {80, 1}}},
+        {"burst keeps first and last", {0, 10, 20, 30}, -1, {{0, 0}, {80, 3}}},
+        {"finished sample is not delayed", {0, 3, 5}, 2, {{0, 0}, {5, 2}}},
+        {"after a finished sample, a full interval", {0, 3, 5, 30}, 2, {{0, 0}, {5, 2}, {85, 3}}},
+        {"spaced samples go out at once", {0, 80, 200}, -1, {{0, 0}, {80, 1}, {200, 2}}},
+        {"same instant is not later", {0, 0}, -1, {{0, 0}, {0, 1}}},
+        {"a flush counts as a publication", {0, 10, 100}, -1, {{0, 0}, {80, 1}, {160, 2}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         clock->now = 0;
-        published.clear();
-        coalescer = ScanProgressCoalescer::make(
-            [this](const StorageScanProgress& p) {
-                published.push_back({clock->now / kMs, p.completedItems});
-            },
-            clock, scheduler);
-        for (size_t i = 0; i < c.offers.size(); ++i) {
-            offerAt(c.offers[i].atMs, static_cast<int64_t>(i), c.offers[i].fraction);
+        coalescer = fresh();
+        for (size_t i = 0; i < c.offersMs.size(); ++i) {
+            offerAt(c.offersMs[i], static_cast<int64_t>(i),
+                    static_cast<int>(i) == c.finished ? 1.0 : 0.1 * static_cast<double>(i + 1));
         }
         scheduler->advanceTo(10'000 * kMs);
         EXPECT_EQ(published, c.want);
@@ -136,24 +120,24 @@ TEST_F(ScanProgressCoalescerTest, OneFlushPerBurstWaitsOnlyTheRestOfTheInterval)
     EXPECT_EQ(scheduler->delays, std::vector<uint64_t>{70 * kMs});
 }
 
-TEST_F(ScanProgressCoalescerTest, NothingIsPublishedAfterFinish) {
+TEST_F(ScanProgressCoalescerTest, FinishPublishesOnlyWhatIsHeldThenNothingMore) {
     offerAt(0, 0);
-    offerAt(10, 1);
+    offerAt(100, 1);
+    coalescer->finish();  // nothing held back: nothing to publish
+    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}, {100, 1}}));
+
+    coalescer = fresh();
+    offerAt(200, 2);
+    offerAt(210, 3);
     coalescer->finish();  // publishes the held-back sample so the display shows the newest state
-    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}, {10, 1}}));
-    offerAt(20, 2, 1.0);
-    offerAt(500, 3);
+    const std::vector<Publication> shown = {{200, 2}, {210, 3}};
+    EXPECT_EQ(published, shown);
+    offerAt(220, 4, 1.0);
+    offerAt(500, 5);
     scheduler->advanceTo(1'000 * kMs);
     coalescer->flushDelayed();
     coalescer->finish();
-    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}, {10, 1}}));
-}
-
-TEST_F(ScanProgressCoalescerTest, FinishWithNothingHeldPublishesNothing) {
-    offerAt(0, 0);
-    offerAt(100, 1);
-    coalescer->finish();
-    EXPECT_EQ(published, (std::vector<Publication>{{0, 0}, {100, 1}}));
+    EXPECT_EQ(published, shown);
 }
 
 TEST_F(ScanProgressCoalescerTest, PendingFlushDoesNotKeepTheCoalescerAlive) {

@@ -1,12 +1,10 @@
 #include "support/TestTree.h"
 
 #include <fcntl.h>
-#include <ftw.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <grp.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
@@ -18,25 +16,27 @@ namespace velmora::test {
 
 namespace fs = std::filesystem;
 
+namespace {
+void require(bool ok, const std::string& what) {
+    if (!ok) throw std::runtime_error(what + " failed");
+}
+}  // namespace
+
 TestTree::TestTree() {
     const char* tmp = std::getenv("TMPDIR");
     std::string tmpl = std::string(tmp && *tmp ? tmp : "/tmp") + "/velmora-test-XXXXXX";
-    if (::mkdtemp(tmpl.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    require(::mkdtemp(tmpl.data()) != nullptr, "mkdtemp");
     root_ = fs::canonical(tmpl).string();
 }
 
 TestTree::~TestTree() {
-    // Make everything writable/readable so that removal succeeds after permission tests.
-    ::nftw(
-        root_.c_str(),
-        [](const char* p, const struct stat* st, int type, struct FTW*) {
-            if (type == FTW_D || type == FTW_DNR || type == FTW_DP) ::chmod(p, 0700);
-            (void)st;
-            return 0;
-        },
-        64, FTW_PHYS);
+    // Permission tests may leave folders closed; open each before descending into it.
     std::error_code ec;
-    fs::permissions(root_, fs::perms::owner_all, fs::perm_options::add, ec);
+    ::chmod(root_.c_str(), 0700);
+    for (auto it = fs::recursive_directory_iterator(root_, ec); !ec && it != fs::end(it);
+         it.increment(ec)) {
+        if (it->is_directory(ec) && !it->is_symlink(ec)) ::chmod(it->path().c_str(), 0700);
+    }
     fs::remove_all(root_, ec);
 }
 
@@ -45,52 +45,43 @@ std::string TestTree::path(const std::string& relative) const {
 }
 
 std::string TestTree::file(const std::string& relative, size_t size) {
-    std::string p = path(relative);
-    fs::create_directories(fs::path(p).parent_path());
-    std::ofstream out(p, std::ios::binary | std::ios::trunc);
-    std::string data(size, 'x');
-    out.write(data.data(), static_cast<std::streamsize>(data.size()));
-    if (!out) throw std::runtime_error("cannot write " + p);
-    return p;
+    fs::create_directories(fs::path(path(relative)).parent_path());
+    std::ofstream(path(relative), std::ios::binary | std::ios::trunc) << std::string(size, 'x');
+    require(fs::file_size(path(relative)) == size, "writing " + relative);
+    return path(relative);
 }
 
 std::string TestTree::dir(const std::string& relative) {
-    std::string p = path(relative);
-    fs::create_directories(p);
-    return p;
+    fs::create_directories(path(relative));
+    return path(relative);
 }
 
 std::string TestTree::symlink(const std::string& relative, const std::string& target) {
-    std::string p = path(relative);
-    fs::create_directories(fs::path(p).parent_path());
-    if (::symlink(target.c_str(), p.c_str()) != 0) throw std::runtime_error("symlink failed");
-    return p;
+    fs::create_directories(fs::path(path(relative)).parent_path());
+    require(::symlink(target.c_str(), path(relative).c_str()) == 0, "symlink " + relative);
+    return path(relative);
 }
 
 void TestTree::setMtime(const std::string& relative, double unixSeconds) {
-    timespec ts[2];
-    ts[0].tv_sec = ts[1].tv_sec = static_cast<time_t>(unixSeconds);
-    ts[0].tv_nsec = ts[1].tv_nsec = static_cast<long>(
-        (unixSeconds - static_cast<double>(static_cast<time_t>(unixSeconds))) * 1e9);
-    if (::utimensat(AT_FDCWD, path(relative).c_str(), ts, AT_SYMLINK_NOFOLLOW) != 0) {
-        throw std::runtime_error("utimensat failed for " + relative);
-    }
+    const auto seconds = static_cast<time_t>(unixSeconds);
+    const timespec ts{seconds,
+                      static_cast<long>((unixSeconds - static_cast<double>(seconds)) * 1e9)};
+    const timespec times[2] = {ts, ts};
+    require(::utimensat(AT_FDCWD, path(relative).c_str(), times, AT_SYMLINK_NOFOLLOW) == 0,
+            "utimensat " + relative);
 }
 
 void TestTree::setMtimeRecursive(const std::string& relative, double unixSeconds) {
-    std::string base = path(relative);
-    std::vector<std::string> all{base};
-    if (fs::is_directory(fs::symlink_status(base))) {
-        for (auto& e : fs::recursive_directory_iterator(base)) all.push_back(e.path().string());
+    if (fs::is_directory(fs::symlink_status(path(relative)))) {
+        for (auto& e : fs::recursive_directory_iterator(path(relative))) {
+            setMtime(e.path().string().substr(root_.size() + 1), unixSeconds);
+        }
     }
-    for (auto& p : all) {
-        std::string rel = p.substr(root_.size() + (p.size() > root_.size() ? 1 : 0));
-        setMtime(rel, unixSeconds);
-    }
+    setMtime(relative, unixSeconds);
 }
 
 void TestTree::chmod(const std::string& relative, mode_t mode) {
-    if (::chmod(path(relative).c_str(), mode) != 0) throw std::runtime_error("chmod failed");
+    require(::chmod(path(relative).c_str(), mode) == 0, "chmod " + relative);
 }
 
 double unixNow() {
@@ -108,12 +99,11 @@ bool runWithoutPrivileges(const TestTree& tree, const std::function<bool()>& che
              tree.root(), fs::directory_options::skip_permission_denied)) {
         ::lchown(e.path().c_str(), kNobody, kNobody);
     }
-    pid_t child = ::fork();
+    const pid_t child = ::fork();
     if (child == 0) {
-        if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
-            ::_exit(3);
-        }
-        ::_exit(check() ? 0 : 1);
+        const bool dropped =
+            ::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0;
+        ::_exit(dropped ? (check() ? 0 : 1) : 3);
     }
     int status = 0;
     if (child < 0 || ::waitpid(child, &status, 0) != child) return false;
@@ -121,13 +111,10 @@ bool runWithoutPrivileges(const TestTree& tree, const std::function<bool()>& che
 }
 
 ScopedHome::ScopedHome(const std::string& home) {
-    const std::vector<std::pair<std::string, std::string>> values = {
-        {"HOME", home},
-        {"XDG_DATA_HOME", home + "/.local/share"},
-        {"XDG_CONFIG_HOME", home + "/.config"},
-        {"XDG_CACHE_HOME", home + "/.cache"},
-    };
-    for (const auto& [k, v] : values) {
+    for (const auto& [k, v] : {std::pair<std::string, std::string>{"HOME", home},
+                               {"XDG_DATA_HOME", home + "/.local/share"},
+                               {"XDG_CONFIG_HOME", home + "/.config"},
+                               {"XDG_CACHE_HOME", home + "/.cache"}}) {
         if (const char* old = std::getenv(k.c_str())) {
             saved_.emplace_back(k, old);
         } else {
