@@ -141,6 +141,14 @@ TEST(StorageScannerTest, AgeRuleLooksAtEverythingCounted) {
         ScanReport report = Scan{tree}.run({location(tree.path("caches"), c.rule)});
         EXPECT_EQ(outcomes(report), (Outcomes{{"entry", c.expected}})) << c.name;
     }
+    // A link is not counted: its own fresh date does not make an old folder recent.
+    TestTree tree;
+    tree.file("caches/entry/file");
+    tree.symlink("caches/entry/fresh-link", "/nonexistent");
+    tree.setMtimeRecursive("caches/entry", t - 3 * kDay);
+    tree.setMtime("caches/entry/fresh-link", t - kHour);
+    ScanReport report = Scan{tree}.run({location(tree.path("caches"), kDay)});
+    EXPECT_EQ(outcomes(report), (Outcomes{{"entry", "candidate"}}));
 }
 
 TEST(StorageScannerTest, UnlistableFoldersAreReportedNotMeasured) {
