@@ -47,18 +47,14 @@ class ProgressHub {
     void locationSkipped(size_t location, const FileURL& root) {
         std::lock_guard lock(mutex_);
         ++skipped_;
-        locations_[location].finished = true;
-        ++finishedLocations_;
+        markFinished(locations_[location]);
         publish(location, root);
     }
 
     void finishIfEmpty(size_t location) {
         std::lock_guard lock(mutex_);
         auto& l = locations_[location];
-        if (!l.finished && l.entries == 0) {
-            l.finished = true;
-            ++finishedLocations_;
-        }
+        if (l.entries == 0) markFinished(l);
     }
 
     void itemsCounted(size_t location, const FileURL& current, int64_t delta) {
@@ -77,9 +73,10 @@ class ProgressHub {
         ++l.done;
         if (candidate) ++candidates_;
         if (skipped) ++skipped_;
-        if (l.done >= l.entries && !l.finished) {
-            l.finished = true;
-            ++finishedLocations_;
+        if (l.done >= l.entries) {
+            markFinished(l);
+        } else {
+            setShare(l, static_cast<double>(l.done) / static_cast<double>(l.entries));
         }
         publish(location, entry);
     }
@@ -93,19 +90,27 @@ class ProgressHub {
     }
 
   private:
+    struct LocationProgress;
+
+    // The overall fraction is the mean of the locations' shares (entries finished / entries),
+    // kept as a running sum so that a sample costs the same however many locations there are.
+    void setShare(LocationProgress& l, double share) {
+        shareSum_ += share - l.share;
+        l.share = share;
+    }
+
+    void markFinished(LocationProgress& l) {
+        if (l.finished) return;
+        l.finished = true;
+        ++finishedLocations_;
+        setShare(l, 1.0);
+    }
+
     void publish(size_t location, const FileURL& current) {
         if (!callback_) return;
         const auto n = static_cast<double>(locations_.size());
-        double sum = 0;
-        for (const auto& l : locations_) {
-            if (l.finished) {
-                sum += 1;
-            } else if (l.entries > 0) {
-                sum += static_cast<double>(l.done) / static_cast<double>(l.entries);
-            }
-        }
         // Never reach 1.0 before the final sample: a full fraction means "finished".
-        fraction_ = std::max(fraction_, std::min(sum / n, 0.999));
+        fraction_ = std::max(fraction_, std::min(shareSum_ / n, 0.999));
         const auto& l = locations_[location];
         callback_(StorageScanProgress::make(
             current, finishedLocations_, static_cast<int64_t>(locations_.size()), completedItems_,
@@ -116,6 +121,7 @@ class ProgressHub {
         int64_t entries = 0;
         int64_t done = 0;
         int64_t items = 0;
+        double share = 0;
         bool finished = false;
     };
     const StorageScanner::ProgressCallback& callback_;
@@ -125,6 +131,7 @@ class ProgressHub {
     int64_t completedItems_ = 0;
     int64_t candidates_ = 0;
     int64_t skipped_ = 0;
+    double shareSum_ = 0;
     double fraction_ = 0;
 };
 
