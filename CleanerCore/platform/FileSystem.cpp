@@ -29,6 +29,16 @@ std::optional<struct stat> statPath(const std::string& path) {
     return st;
 }
 
+std::optional<timespec> birthTimeOf(int fd) {
+    struct statx sx {};
+    if (::statx(fd, "", AT_EMPTY_PATH | AT_STATX_SYNC_AS_STAT, STATX_BTIME, &sx) != 0 ||
+        !(sx.stx_mask & STATX_BTIME)) {
+        return std::nullopt;
+    }
+    return timespec{static_cast<time_t>(sx.stx_btime.tv_sec),
+                    static_cast<long>(sx.stx_btime.tv_nsec)};
+}
+
 UniqueFd openDirectoryNoFollow(const std::string& path) {
     return UniqueFd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }

@@ -37,6 +37,11 @@ std::string resolvingSymlinksInPath(const std::string& path);
 /// HFS, or a case-folding directory on ext4/f2fs).
 bool volumeIsCaseInsensitive(const std::string& path);
 
+/// The birth time of the object `fd` refers to, when the file system records one (statx).
+/// Inode numbers are reused as soon as they are freed, so a folder deleted and recreated under
+/// the same name can have the same (device, inode); its birth time tells the two apart.
+std::optional<timespec> birthTimeOf(int fd);
+
 /// Raises the soft open-file limit to the hard limit (deep trees keep one descriptor per level).
 void raiseOpenFileLimit();
 

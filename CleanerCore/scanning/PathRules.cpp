@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <set>
 
 #include "CleanerCore/platform/FileSystem.h"
@@ -200,7 +201,28 @@ bool SafePathPolicy::isCriticalKey(std::string_view key) const {
     return false;
 }
 
-std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::string& path) const {
+namespace {
+
+// The protection rule and the link test, shared by the clean and trash checks.
+std::optional<CleaningError> checkItem(const std::string& key, bool isProtected,
+                                       SafePathPolicy::MissingItem missing) {
+    using K = CleaningError::Kind;
+    if (isProtected) return CleaningError{K::protectedUserData, key};
+    auto st = lstatPath(key);
+    if (!st) {
+        if (errno == ENOENT && missing == SafePathPolicy::MissingItem::allowed) {
+            return std::nullopt;
+        }
+        return CleaningError{K::unreadableAttributes, key};
+    }
+    if (S_ISLNK(st->st_mode)) return CleaningError{K::symbolicLink, key};
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::string& path,
+                                                                    MissingItem missing) const {
     using K = CleaningError::Kind;
     std::string key = lexicalPathKey(path);
     const auto& conv = PathConventions::forCatalogue(catalogue);
@@ -210,28 +232,43 @@ std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::s
         return CleaningError{K::pathNotAllowed, key};
     }
     if (isCriticalKey(key)) return CleaningError{K::criticalPath, key};
-    if (isProtectedUserDataPath(key, catalogue)) return CleaningError{K::protectedUserData, key};
-    auto st = lstatPath(key);
-    if (!st) return CleaningError{K::unreadableAttributes, key};
-    if (S_ISLNK(st->st_mode)) return CleaningError{K::symbolicLink, key};
-    return std::nullopt;
+    return checkItem(key, isProtectedUserDataPath(key, catalogue), missing);
 }
 
-std::optional<CleaningError> SafePathPolicy::checkCleanPath(const std::string& path) const {
-    std::string key = lexicalPathKey(path);
-    bool inside = false;
+const AllowedRoot* SafePathPolicy::containingRoot(const std::string& key) const {
     for (const auto& root : allowedRoots) {
         std::string k = root.usesCaseInsensitivePathComparison ? asciiLowercased(key) : key;
         std::string r = root.usesCaseInsensitivePathComparison
                             ? asciiLowercased(root.resolvedPathKey)
                             : root.resolvedPathKey;
-        if (keyIsWithin(k, r)) {
-            inside = true;
-            break;
-        }
+        if (keyIsWithin(k, r)) return &root;
     }
-    if (!inside) return CleaningError{CleaningError::Kind::pathNotAllowed, key};
-    return checkPathIgnoringScope(key);
+    return nullptr;
+}
+
+std::optional<CleaningError> SafePathPolicy::checkCleanPath(const std::string& path,
+                                                            MissingItem missing) const {
+    std::string key = lexicalPathKey(path);
+    if (!containingRoot(key)) return CleaningError{CleaningError::Kind::pathNotAllowed, key};
+    return checkPathIgnoringScope(key, missing);
+}
+
+std::optional<CleaningError> SafePathPolicy::checkTrashedPath(const std::string& path) const {
+    using K = CleaningError::Kind;
+    std::string key = lexicalPathKey(path);
+    const AllowedRoot* root = containingRoot(key);
+    if (!root) return CleaningError{K::pathNotAllowed, key};
+    const auto& conv = PathConventions::forCatalogue(catalogue);
+    const bool ci = usesCaseInsensitivePathComparison;
+    if (isOutsideCurrentUserArea(key, homePathKey, ci, conv) &&
+        (homeLexicalKey.empty() || isOutsideCurrentUserArea(key, homeLexicalKey, ci, conv))) {
+        return CleaningError{K::pathNotAllowed, key};
+    }
+    if (isCriticalKey(key)) return CleaningError{K::criticalPath, key};
+    const std::string below = key.size() > root->resolvedPathKey.size()
+                                  ? key.substr(root->resolvedPathKey.size())
+                                  : std::string("/");
+    return checkItem(key, isProtectedUserDataPath(below, catalogue), MissingItem::refused);
 }
 
 }  // namespace velmora

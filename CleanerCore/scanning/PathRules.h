@@ -63,13 +63,27 @@ struct SafePathPolicy {
     /// are refused as well as "/private/etc" itself).
     bool isCriticalKey(std::string_view key) const;
 
+    /// Whether a path where nothing exists passes the symbolic-link test. Cleaning needs the
+    /// item; a restore checks its original place, which is normally empty.
+    enum class MissingItem { refused, allowed };
+
     /// The checks that do not depend on allowed roots: other users' areas (`pathNotAllowed`),
     /// critical paths, protected user data, then the symbolic-link test on the item itself
     /// (`unreadableAttributes` when lstat fails, `symbolicLink` for a link).
-    std::optional<CleaningError> checkPathIgnoringScope(const std::string& path) const;
+    std::optional<CleaningError> checkPathIgnoringScope(
+        const std::string& path, MissingItem missing = MissingItem::refused) const;
 
     /// The full clean-time check: inside an allowed root (else `pathNotAllowed`), then the above.
-    std::optional<CleaningError> checkCleanPath(const std::string& path) const;
+    std::optional<CleaningError> checkCleanPath(const std::string& path,
+                                                MissingItem missing = MissingItem::refused) const;
+
+    /// The check for an item inside a trash folder (the allowed roots are trash folders). The
+    /// trash itself is protected user data, so the protection rule applies only to the part of
+    /// the path below the containing root; everything else is as in `checkCleanPath`.
+    std::optional<CleaningError> checkTrashedPath(const std::string& path) const;
+
+    /// The allowed root containing the path key, or null.
+    const AllowedRoot* containingRoot(const std::string& key) const;
 };
 
 }  // namespace velmora

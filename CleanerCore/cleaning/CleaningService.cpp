@@ -1,0 +1,154 @@
+#include "CleanerCore/cleaning/CleaningService.h"
+
+#include <cerrno>
+#include <cstring>
+#include <variant>
+
+#include "CleanerCore/platform/FileIdentity.h"
+
+namespace velmora {
+
+namespace {
+
+using K = CleaningError::Kind;
+
+// A refusal reached while anchoring, in the terms of the clean-time checks.
+CleaningError anchorRefusal(const AnchorFailure& failure, const std::string& itemPath) {
+    switch (failure.kind) {
+        case AnchorFailure::Kind::anchorChanged:
+            return {K::pathNotAllowed, itemPath};
+        case AnchorFailure::Kind::symbolicLink:
+            return {K::symbolicLink, failure.path};
+        case AnchorFailure::Kind::missing:
+        case AnchorFailure::Kind::unreadable:
+            break;
+    }
+    return {K::unreadableAttributes, itemPath};
+}
+
+}  // namespace
+
+struct CleaningService::ItemOutcome {
+    // Exactly one is set; `cancelled` stops the run with this candidate in neither list.
+    std::optional<CleanedItem> cleaned;
+    std::optional<std::string> failureReason;
+    bool cancelled = false;
+
+    static ItemOutcome failed(const CleaningError& e) { return {{}, e.description(), false}; }
+    static ItemOutcome failed(std::string reason) { return {{}, std::move(reason), false}; }
+    static ItemOutcome stop() { return {{}, {}, true}; }
+};
+
+CleaningService::CleaningService(CleaningContext context, CancellationQuery isCancellationRequested)
+    : context_(std::move(context)), isCancellationRequested_(std::move(isCancellationRequested)) {}
+
+CleanResult CleaningService::clean(const std::vector<CleanupCandidate>& candidates,
+                                   const std::vector<ScanLocation>& locations, CleaningMode mode,
+                                   const CleanupEligibilityPolicy& policy) const {
+    std::vector<std::string> rootPaths;
+    rootPaths.reserve(locations.size());
+    for (const auto& location : locations) rootPaths.push_back(location.rootURL.path);
+    const SafePathPolicy rules =
+        SafePathPolicy::make(rootPaths, context_.homeFolder, context_.catalogue);
+
+    CleanResult result;
+    for (const auto& candidate : candidates) {
+        if (isCancellationRequested_ && isCancellationRequested_()) {
+            result.wasCancelled = true;
+            break;
+        }
+        ItemOutcome outcome = cleanOne(candidate, rules, mode, policy);
+        if (outcome.cancelled) {
+            result.wasCancelled = true;
+            break;
+        }
+        if (outcome.cleaned) {
+            result.cleanedItems.push_back(std::move(*outcome.cleaned));
+        } else {
+            result.failedItems.push_back({candidate, std::move(*outcome.failureReason)});
+        }
+    }
+    return result;
+}
+
+CleaningService::ItemOutcome CleaningService::cleanOne(
+    const CleanupCandidate& candidate, const SafePathPolicy& rules, CleaningMode mode,
+    const CleanupEligibilityPolicy& policy) const {
+    const auto cancelled = [&] { return isCancellationRequested_ && isCancellationRequested_(); };
+    const std::string path = lexicalPathKey(candidate.url.path);
+
+    // Scope and protection, before any metadata is read.
+    if (isProtectedUserDataPath(path, context_.catalogue)) {
+        return ItemOutcome::failed(CleaningError{K::pathNotAllowed, path});
+    }
+    const auto* root = policy.rootFor(path);
+    if (!root) return ItemOutcome::failed(CleaningError{K::pathNotAllowed, path});
+    if (auto refusal = rules.checkCleanPath(path)) return ItemOutcome::failed(*refusal);
+
+    auto anchored = openAnchoredItem(root->path, root->identity, path);
+    if (!anchored) return ItemOutcome::failed(anchorRefusal(anchored.error(), path));
+    const AnchoredItem& item = *anchored;
+
+    auto walked = walkForValidation(item, root->validationOptions, context_.catalogue,
+                                    isCancellationRequested_);
+    if (!walked) {
+        if (walked.error().cancelled) return ItemOutcome::stop();
+        return ItemOutcome::failed(walked.error().error);
+    }
+    const CleanupValidationSnapshot& snapshot = *walked;
+    if (snapshot.noTouchDescendantURL) {
+        return ItemOutcome::failed(
+            CleaningError{K::protectedUserData, snapshot.noTouchDescendantURL->path});
+    }
+    if (auto refusal = checkIdentityAndFreshness(candidate, item, snapshot)) {
+        return ItemOutcome::failed(*refusal);
+    }
+    if (cancelled()) return ItemOutcome::stop();
+    // The last checks before acting: the path rules again, and the object at the anchored name
+    // is still the one that was walked.
+    if (auto refusal = rules.checkCleanPath(path)) return ItemOutcome::failed(*refusal);
+    auto current = statAt(item.parentFd.get(), item.name);
+    if (!current) return ItemOutcome::failed(CleaningError{K::unreadableAttributes, path});
+    if (current->st_dev != snapshot.device || current->st_ino != snapshot.inode) {
+        return ItemOutcome::failed(CleaningError{K::cleanupCandidateChanged, path});
+    }
+    if (cancelled()) return ItemOutcome::stop();
+
+    CleanedItem cleaned{candidate, std::nullopt, std::nullopt, std::nullopt};
+    if (mode == CleaningMode::deletePermanently) {
+        if (int error =
+                removeTreeAt(item.parentFd.get(), item.name, snapshot.device, snapshot.inode)) {
+            if (error == ESTALE) {
+                return ItemOutcome::failed(CleaningError{K::cleanupCandidateChanged, path});
+            }
+            return ItemOutcome::failed(std::string(std::strerror(error)));
+        }
+    } else {
+        if (!context_.trash) {
+            return ItemOutcome::failed(CleaningError{K::moveToTrashUnavailable, {}});
+        }
+        auto moved = context_.trash->moveToTrash(item.parentFd.get(), item.parentPath, item.name,
+                                                 snapshot.device, snapshot.inode, context_.clock());
+        if (!moved) {
+            // Swapped between the last check and the move: refused as changed, unless what was
+            // moved could not be put back, when the person must learn where it is.
+            const TrashError& error = moved.error();
+            if (error.kind == TrashError::Kind::changedDuringMove &&
+                (error.errorNumber == 0 || error.errorNumber == ENOENT)) {
+                return ItemOutcome::failed(CleaningError{K::cleanupCandidateChanged, path});
+            }
+            return ItemOutcome::failed(moved.error().description);
+        }
+        cleaned.destinationURL = FileURL(moved->trashedPath, snapshot.isDirectory);
+        cleaned.restoreSourceRootURL = FileURL::directory(moved->filesFolder);
+        cleaned.restoreSourceIdentity =
+            captureIdentityAt(moved->filesFd.get(), moved->trashName.c_str());
+    }
+    // No cancellation between the operation and its verification.
+    if (auto failure = verifyAfterOperation(item, candidate.resourceIdentity)) {
+        return ItemOutcome::failed(*failure);
+    }
+    return {std::move(cleaned), std::nullopt, false};
+}
+
+}  // namespace velmora

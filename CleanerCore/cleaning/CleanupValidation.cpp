@@ -1,0 +1,176 @@
+#include "CleanerCore/cleaning/CleanupValidation.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cmath>
+#include <vector>
+
+#include "CleanerCore/platform/FileIdentity.h"
+#include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/scanning/PackageExtensions.h"
+#include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/scanning/ProtectedNameFilter.h"
+
+namespace velmora {
+
+namespace {
+
+using K = CleaningError::Kind;
+
+// Deeper than any real tree; keeps a hostile one from exhausting descriptors.
+constexpr int kMaximumWalkDepth = 2048;
+
+ValidationStop refusal(K kind, std::string path) {
+    return ValidationStop{false, CleaningError{kind, std::move(path)}};
+}
+
+class ValidationWalk {
+  public:
+    ValidationWalk(const CleanupValidationOptions& options, Catalogue catalogue,
+                   const CancellationQuery& cancel, std::string candidatePath)
+        : options_(options),
+          catalogue_(catalogue),
+          cancel_(cancel),
+          candidatePath_(std::move(candidatePath)) {}
+
+    std::optional<ValidationStop> walk(int dirFd, std::string& path, bool hidden, bool inPackage,
+                                       int depth) {
+        std::vector<std::string> names;
+        if (!forEachDirectoryEntry(
+                dirFd, [&](const char* name, unsigned char) { names.emplace_back(name); })) {
+            return refusal(K::unreadableAttributes, path);
+        }
+        for (const auto& name : names) {
+            if (cancel_ && cancel_()) return ValidationStop{true, {}};
+            const size_t parentLength = path.size();
+            path += '/';
+            path += name;
+            auto stop = visit(dirFd, name, path, hidden, inPackage, depth);
+            path.resize(parentLength);
+            if (stop || snapshot.noTouchDescendantURL) return stop;
+        }
+        return std::nullopt;
+    }
+
+    CleanupValidationSnapshot snapshot;
+
+  private:
+    std::optional<ValidationStop> visit(int dirFd, const std::string& name, std::string& path,
+                                        bool parentHidden, bool inPackage, int depth) {
+        // The candidate itself passed the protection rule, so only a name that can complete a
+        // protected path needs the full (allocation-heavy) test.
+        if (nameMayCompleteProtectedPath(name, catalogue_) &&
+            isProtectedUserDataPath(path, catalogue_)) {
+            snapshot.noTouchDescendantURL = FileURL(path);
+            return std::nullopt;
+        }
+        if (++traversed_ > options_.maximumTraversalItems) {
+            return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
+        }
+        struct stat st {};
+        if (::fstatat(dirFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            return refusal(K::unreadableAttributes, path);
+        }
+        if (S_ISLNK(st.st_mode)) return std::nullopt;  // neither followed nor counted
+
+        const bool isDirectory = S_ISDIR(st.st_mode);
+        const bool hidden = parentHidden || name[0] == '.';
+        const bool takesPart = (options_.includesHiddenFiles || !hidden) &&
+                               (options_.includesPackageDescendants || !inPackage);
+        if (takesPart) {
+            if (++descendants_ > options_.maximumDescendantItems) {
+                return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
+            }
+            const Date date = dateFromTimespec(st.st_mtim);
+            if (!snapshot.latestModificationDate || date > *snapshot.latestModificationDate) {
+                snapshot.latestModificationDate = date;
+            }
+        }
+        if (!isDirectory) return std::nullopt;
+        if (depth + 1 >= kMaximumWalkDepth) {
+            return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
+        }
+        UniqueFd child = openDirectoryAt(dirFd, name.c_str());
+        struct stat opened {};
+        if (!child || ::fstat(child.get(), &opened) != 0 || opened.st_dev != st.st_dev ||
+            opened.st_ino != st.st_ino) {
+            return refusal(K::unreadableAttributes, path);
+        }
+        const bool isPackage = isPackageExtension(pathExtensionLowercased(name));
+        return walk(child.get(), path, hidden, inPackage || isPackage, depth + 1);
+    }
+
+    const CleanupValidationOptions& options_;
+    Catalogue catalogue_;
+    const CancellationQuery& cancel_;
+    std::string candidatePath_;
+    int64_t traversed_ = 0;
+    int64_t descendants_ = 0;
+};
+
+}  // namespace
+
+Result<CleanupValidationSnapshot, ValidationStop> walkForValidation(
+    const AnchoredItem& item, const CleanupValidationOptions& options, Catalogue catalogue,
+    const CancellationQuery& isCancellationRequested) {
+    if (isCancellationRequested && isCancellationRequested()) {
+        return Failure{ValidationStop{true, {}}};
+    }
+    auto st = statAt(item.parentFd.get(), item.name);
+    if (!st) return Failure{refusal(K::unreadableAttributes, item.path)};
+    if (S_ISLNK(st->st_mode)) return Failure{refusal(K::symbolicLink, item.path)};
+
+    ValidationWalk walk(options, catalogue, isCancellationRequested, item.path);
+    walk.snapshot.device = st->st_dev;
+    walk.snapshot.inode = st->st_ino;
+    walk.snapshot.isDirectory = S_ISDIR(st->st_mode);
+    walk.snapshot.latestModificationDate = dateFromTimespec(st->st_mtim);
+    if (!S_ISDIR(st->st_mode)) return walk.snapshot;
+
+    UniqueFd fd = openDirectoryAt(item.parentFd.get(), item.name.c_str());
+    struct stat opened {};
+    if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st->st_dev ||
+        opened.st_ino != st->st_ino) {
+        return Failure{refusal(K::unreadableAttributes, item.path)};
+    }
+    std::string path = item.path;
+    if (auto stop = walk.walk(fd.get(), path, false, false, 0)) return Failure{*stop};
+    return walk.snapshot;
+}
+
+std::optional<CleaningError> checkIdentityAndFreshness(const CleanupCandidate& candidate,
+                                                       const AnchoredItem& item,
+                                                       const CleanupValidationSnapshot& snapshot) {
+    if (candidate.resourceIdentity) {
+        auto current = captureIdentityAt(item.parentFd.get(), item.name.c_str());
+        if (!current) return CleaningError{K::unreadableAttributes, item.path};
+        if (!identitiesEqual(*current, *candidate.resourceIdentity)) {
+            return CleaningError{K::cleanupCandidateChanged, item.path};
+        }
+        // The walked object must be the one whose identity matched.
+        if (current->systemFileNumber != static_cast<uint64_t>(snapshot.inode) ||
+            current->systemNumber != static_cast<uint64_t>(snapshot.device)) {
+            return CleaningError{K::cleanupCandidateChanged, item.path};
+        }
+    }
+    if (!candidate.lastModified) return std::nullopt;
+    if (!snapshot.latestModificationDate) return CleaningError{K::unreadableAttributes, item.path};
+    if (std::fabs(*candidate.lastModified - *snapshot.latestModificationDate) <= 1.0) {
+        return std::nullopt;
+    }
+    return CleaningError{K::cleanupCandidateRecentlyModified, item.path};
+}
+
+std::optional<CleaningError> verifyAfterOperation(
+    const AnchoredItem& item, const std::optional<FileResourceIdentity>& recordedIdentity) {
+    if (!statAt(item.parentFd.get(), item.name) && errno == ENOENT) return std::nullopt;
+    if (recordedIdentity) {
+        auto now = captureIdentityAt(item.parentFd.get(), item.name.c_str());
+        if (now && !identitiesEqual(*now, *recordedIdentity)) return std::nullopt;
+    }
+    return CleaningError{K::cleanupPostOperationVerificationFailed, item.path};
+}
+
+}  // namespace velmora

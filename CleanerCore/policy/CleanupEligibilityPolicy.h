@@ -1,0 +1,60 @@
+#pragma once
+// The fence around every destructive operation: the scan roots an item may be cleaned or restored
+// under, each with the identity (device, inode) its folder had when the policy was built and the
+// options its validation walk uses. A root whose folder was removed, replaced or swapped since
+// then is not live and matches nothing, so every item under it is refused.
+//
+// Building reads the file system once per location and never fails (locations that cannot be
+// admitted are left out). Lookup reads the attributes of the roots it considers. A policy is an
+// immutable value; concurrent lookups are safe.
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "CleanerCore/platform/AnchoredPath.h"
+#include "CleanerCore/scanning/CleanupModel.h"
+#include "CleanerCore/scanning/PathRules.h"
+
+namespace velmora {
+
+struct CleanupValidationOptions {
+    bool includesHiddenFiles = false;
+    bool includesPackageDescendants = false;
+    int64_t maximumDescendantItems = 1;  ///< at least 1
+    int64_t maximumTraversalItems = 4;   ///< at least maximumDescendantItems
+    friend bool operator==(const CleanupValidationOptions&,
+                           const CleanupValidationOptions&) = default;
+};
+
+struct CleanupEligibilityPolicy {
+    /// Device (`systemNumber`) and inode (`fileNumber`) of the root folder, plus its birth
+    /// time where recorded: inode numbers are reused as soon as a folder is deleted.
+    using RootIdentity = AnchorIdentity;
+    struct Root {
+        std::string path;  ///< standardized, no trailing "/"
+        RootIdentity identity;
+        CleanupValidationOptions validationOptions;
+    };
+
+    /// Longest path first, then ascending text, so the deepest root containing a path wins.
+    std::vector<Root> roots;
+
+    /// Admits each location whose root the path rules allow (relative to `rules`, built for the
+    /// effective home folder), whose path is not "/" and whose attributes can be read. The
+    /// identity is that of the folder the path leads to (links above it are the user's layout).
+    /// `maximumDescendantItems` = max(descendantLimit, 1); the traversal limit is
+    /// max(traversalLimit, descendants), or four times the descendants (saturating) when absent.
+    static CleanupEligibilityPolicy make(const std::vector<ScanLocation>& locations,
+                                         int64_t descendantLimit,
+                                         std::optional<int64_t> traversalLimit,
+                                         const SafePathPolicy& rules);
+
+    /// The first live root (identity unchanged) that contains `path`, or nothing.
+    const Root* rootFor(const std::string& path) const;
+};
+
+/// The validation limits the cleaning commands use: the scanner's per-candidate inventory limit.
+inline constexpr int64_t kDefaultValidationDescendantLimit = 100'000;
+
+}  // namespace velmora

@@ -1,0 +1,130 @@
+// Restoring from the Trash: the round trip, and every reason an item stays in the Trash.
+#include "CleanerCore/cleaning/TrashRestoreService.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "cleaning/CleaningFixture.h"
+
+namespace velmora {
+namespace {
+
+namespace fs = std::filesystem;
+using test::CleaningFixture;
+using test::reasons;
+
+bool exists(const std::string& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0;
+}
+
+std::string contents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+using TrashRestoreServiceTest = CleaningFixture;
+
+TEST_F(TrashRestoreServiceTest, PutsCleanedItemsBackAndRemovesTheirTrashInfo) {
+    tree.file("home/.cache/app/blob", 3000);
+    tree.file("home/.cache/notes.txt", 7);
+    auto cleaned = clean(scan()).cleanedItems;
+    ASSERT_EQ(cleaned.size(), 2u);
+
+    auto result = restore(cleaned);
+    ASSERT_TRUE(result.failedItems.empty()) << result.failedItems[0].reason;
+    ASSERT_EQ(result.restoredItems.size(), 2u);
+    EXPECT_EQ(result.restoredItems[0].restoredURL, cleaned[0].candidate.url);
+    EXPECT_EQ(contents(cache + "/app/blob"), std::string(3000, 'x'));
+    EXPECT_EQ(contents(cache + "/notes.txt"), std::string(7, 'x'));
+    EXPECT_TRUE(fs::is_empty(home + "/.local/share/Trash/files"));
+    EXPECT_TRUE(fs::is_empty(home + "/.local/share/Trash/info"));
+}
+
+TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches) {
+    for (const char* name : {"deleted", "emptied", "replaced", "touched", "no-identity",
+                             "out-of-scope", "forged", "fine"}) {
+        tree.file(std::string("home/.cache/") + name + "/f", 10);
+    }
+    auto candidates = scan();
+    auto byName = [&](const std::vector<CleanedItem>& items, const std::string& name) {
+        for (const auto& i : items) {
+            if (i.candidate.url.lastComponent() == name) return i;
+        }
+        ADD_FAILURE() << name;
+        return CleanedItem{};
+    };
+    auto trashed = clean(candidates).cleanedItems;
+    ASSERT_EQ(trashed.size(), 8u);
+
+    std::vector<CleanedItem> items;
+    std::vector<std::string> expected;
+    auto add = [&](CleanedItem item, std::string reason) {
+        items.push_back(std::move(item));
+        expected.push_back(std::move(reason));
+    };
+
+    CleanedItem deleted = byName(trashed, "deleted");
+    deleted.destinationURL.reset();
+    add(deleted, "Could not restore because the trashed item is missing: " + cache + "/deleted");
+
+    CleanedItem emptied = byName(trashed, "emptied");
+    fs::remove_all(emptied.destinationURL->path);
+    add(emptied,
+        "Could not restore because the trashed item is missing: " + emptied.destinationURL->path);
+
+    CleanedItem replaced = byName(trashed, "replaced");
+    tree.file("home/.cache/replaced");
+    add(replaced, "Could not restore because an item already exists at: " + cache + "/replaced");
+
+    CleanedItem touched = byName(trashed, "touched");
+    std::ofstream(touched.destinationURL->path + "/f", std::ios::app) << "more";
+    ::utimensat(AT_FDCWD, touched.destinationURL->path.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+    add(touched,
+        "Could not restore because the trashed item changed: " + touched.destinationURL->path);
+
+    CleanedItem anonymous = byName(trashed, "no-identity");
+    anonymous.restoreSourceIdentity.reset();
+    add(anonymous, "Could not restore because the trashed item identity is unavailable: " +
+                       anonymous.destinationURL->path);
+
+    CleanedItem moved = byName(trashed, "out-of-scope");
+    moved.candidate.url = FileURL(home + "/Documents/out-of-scope");
+    add(moved, "Path is outside the active scan scope: " + home + "/Documents/out-of-scope");
+
+    // A history entry edited to point at a file outside every trash folder.
+    CleanedItem forged = byName(trashed, "forged");
+    forged.destinationURL = FileURL(tree.file("home/Documents/precious"));
+    forged.restoreSourceRootURL = FileURL::directory(home + "/Documents");
+    add(forged, "Path is outside the active scan scope: " + home + "/Documents/precious");
+
+    items.push_back(byName(trashed, "fine"));
+    auto result = restore(items);
+    EXPECT_EQ(reasons(result), expected);
+    ASSERT_EQ(result.restoredItems.size(), 1u);
+    EXPECT_TRUE(exists(cache + "/fine/f"));
+    EXPECT_TRUE(exists(home + "/Documents/precious"));
+    EXPECT_TRUE(exists(touched.destinationURL->path));
+}
+
+TEST_F(TrashRestoreServiceTest, AnEmptyOrCancelledRunRestoresNothing) {
+    tree.file("home/.cache/a/f", 10);
+    auto cleaned = clean(scan()).cleanedItems;
+    auto empty = restore({});
+    EXPECT_FALSE(empty.wasCancelled);
+    EXPECT_TRUE(empty.restoredItems.empty() && empty.failedItems.empty());
+
+    TrashRestoreService service({home, Catalogue::linux, trash(), std::nullopt},
+                                [] { return true; });
+    auto cancelled = service.restore(cleaned, locations, policy());
+    EXPECT_TRUE(cancelled.wasCancelled);
+    EXPECT_TRUE(cancelled.restoredItems.empty() && cancelled.failedItems.empty());
+    EXPECT_FALSE(exists(cache + "/a"));
+}
+
+}  // namespace
+}  // namespace velmora

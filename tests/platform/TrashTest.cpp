@@ -1,0 +1,590 @@
+// The freedesktop.org Trash: where items go, what the .trashinfo says, how hostile names and a
+// hostile trash are handled, and that the desktop's own tools read what Velmora writes.
+#include "CleanerCore/platform/Trash.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <sstream>
+
+#include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/scanning/FileURL.h"
+#include "support/TestTree.h"
+
+namespace velmora {
+namespace {
+
+namespace fs = std::filesystem;
+using test::TestTree;
+
+const Date kDate = dateFromUnixSeconds(1700000000.75);
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+bool exists(const std::string& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> namesIn(const std::string& dir) {
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(dir, ec)) names.push_back(e.path().filename());
+    return names;
+}
+
+std::string percentDecoded(const std::string& text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size()) {
+            out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            out += text[i];
+        }
+    }
+    return out;
+}
+
+/// The Path= and DeletionDate= values of a well-formed .trashinfo; nullopt otherwise.
+std::optional<std::pair<std::string, std::string>> parseTrashInfo(const std::string& text) {
+    constexpr std::string_view kHead = "[Trash Info]\nPath=";
+    if (!text.starts_with(kHead) || !text.ends_with("\n")) return std::nullopt;
+    const size_t pathEnd = text.find('\n', kHead.size());
+    const std::string_view rest = std::string_view(text).substr(pathEnd + 1);
+    if (!rest.starts_with("DeletionDate=") || rest.find('\n') != rest.size() - 1) {
+        return std::nullopt;
+    }
+    return std::pair{text.substr(kHead.size(), pathEnd - kHead.size()),
+                     std::string(rest.substr(13, rest.size() - 14))};
+}
+
+/// True when `text` is YYYY-MM-DDThh:mm:ss in local time naming the whole second of `date`.
+bool isLocalDeletionDate(const std::string& text, Date date) {
+    struct tm tm {};
+    const char* end = ::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &tm);
+    if (text.size() != 19 || end == nullptr || *end != '\0') return false;
+    tm.tm_isdst = -1;
+    return static_cast<double>(::mktime(&tm)) == std::floor(date + kReferenceDateUnixOffset);
+}
+
+Result<TrashedItem, TrashError> moveItem(const Trash& trash, const std::string& path,
+                                         std::optional<ino_t> expectedInode = std::nullopt) {
+    const std::string parent = deletingLastPathComponent(path);
+    UniqueFd parentFd = openDirectoryNoFollow(parent);
+    struct stat st {};
+    if (!parentFd || ::lstat(path.c_str(), &st) != 0) {
+        return Failure{TrashError{TrashError::Kind::system, errno, "test setup"}};
+    }
+    return trash.moveToTrash(parentFd.get(), parent, lastPathComponent(path), st.st_dev,
+                             expectedInode.value_or(st.st_ino), kDate);
+}
+
+Result<bool, TrashError> putItemBack(const Trash& trash, const TrashedItem& item,
+                                     const std::string& originalPath) {
+    UniqueFd parentFd = openDirectoryNoFollow(deletingLastPathComponent(originalPath));
+    return trash.putBack(item.filesFd.get(), item.filesFolder, item.trashName, parentFd.get(),
+                         lastPathComponent(originalPath));
+}
+
+/// Sets TZ for the lifetime of the object so that local time differs from UTC.
+class ScopedTimeZone {
+  public:
+    explicit ScopedTimeZone(const char* zone) {
+        if (const char* old = std::getenv("TZ")) saved_ = old;
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+    }
+    ~ScopedTimeZone() {
+        if (saved_) {
+            ::setenv("TZ", saved_->c_str(), 1);
+        } else {
+            ::unsetenv("TZ");
+        }
+        ::tzset();
+    }
+
+  private:
+    std::optional<std::string> saved_;
+};
+
+TEST(TrashTest, MovesFilesAndFoldersIntoTheHomeTrash) {
+    TestTree tree;
+    ScopedTimeZone zone("VLM-5:30");
+    const std::string dataHome = tree.path("home/.local/share");
+    const Trash trash({dataHome, ::getuid()});
+    const std::string files = dataHome + "/Trash/files";
+    EXPECT_EQ(trash.homeTrashPath(), dataHome + "/Trash");
+    EXPECT_TRUE(trash.restoreRootsFor(tree.path("work/a.log")).empty());
+    EXPECT_FALSE(exists(dataHome)) << "restoreRootsFor never creates anything";
+
+    struct Case {
+        std::string relative;
+        bool folder;
+        std::string trashName;
+    };
+    const Case cases[] = {{"work/a.log", false, "a.log"},    {"work/build", true, "build"},
+                          {"other/a.log", false, "a.2.log"}, {"third/a.log", false, "a.3.log"},
+                          {"other/build", true, "build.2"},  {"work/.cache", true, ".cache"},
+                          {"other/.cache", true, ".cache.2"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.relative);
+        const std::string original =
+            c.folder ? tree.dir(c.relative) : tree.file(c.relative, c.relative.size());
+        if (c.folder) tree.file(c.relative + "/inside", 3);
+        struct stat before {};
+        ASSERT_EQ(::lstat(original.c_str(), &before), 0);
+        auto moved = moveItem(trash, original);
+        ASSERT_TRUE(moved) << moved.error().description;
+        EXPECT_EQ(moved->trashName, c.trashName);
+        EXPECT_EQ(moved->filesFolder, files);
+        EXPECT_EQ(moved->trashedPath, files + "/" + c.trashName);
+        EXPECT_EQ(moved->trashInfoPath, dataHome + "/Trash/info/" + c.trashName + ".trashinfo");
+        EXPECT_FALSE(exists(original));
+        struct stat after {};
+        ASSERT_EQ(::fstatat(moved->filesFd.get(), c.trashName.c_str(), &after, AT_SYMLINK_NOFOLLOW),
+                  0);
+        EXPECT_EQ(after.st_ino, before.st_ino);
+        if (c.folder) {
+            EXPECT_TRUE(exists(moved->trashedPath + "/inside"));
+        }
+        const auto info = parseTrashInfo(readFile(moved->trashInfoPath));
+        ASSERT_TRUE(info) << readFile(moved->trashInfoPath);
+        EXPECT_EQ(info->first, original) << "absolute and plain for these names";
+        EXPECT_TRUE(isLocalDeletionDate(info->second, kDate)) << info->second;
+        EXPECT_EQ(trash.restoreRootsFor(original), std::vector<std::string>{files});
+    }
+    EXPECT_EQ(namesIn(dataHome + "/Trash/info").size(), std::size(cases));
+    for (const char* folder : {"", "/files", "/info"}) {
+        struct stat st {};
+        ASSERT_EQ(::lstat((dataHome + "/Trash" + folder).c_str(), &st), 0);
+        EXPECT_TRUE(S_ISDIR(st.st_mode));
+        EXPECT_EQ(st.st_mode & 07777, 0700u) << folder;
+    }
+
+    // An item in files/ without its .trashinfo still holds its name; the .trashinfo written
+    // for that name is withdrawn before the next one is tried.
+    tree.file("home/.local/share/Trash/files/orphan.txt", 1);
+    auto moved = moveItem(trash, tree.file("work/orphan.txt", 2));
+    ASSERT_TRUE(moved) << moved.error().description;
+    EXPECT_EQ(moved->trashName, "orphan.2.txt");
+    EXPECT_FALSE(exists(dataHome + "/Trash/info/orphan.txt.trashinfo"));
+    EXPECT_EQ(fs::file_size(files + "/orphan.txt"), 1u);
+}
+
+TEST(TrashTest, HostileNamesRoundTripThroughPutBack) {
+    TestTree tree;
+    const Trash trash({tree.path("data"), ::getuid()});
+    std::string utf8Long;
+    for (int i = 0; i < 127; ++i) utf8Long += "\xC3\xA9";  // é
+    utf8Long += "x";                                       // 255 bytes
+    std::string utf8Cut;
+    for (int i = 0; i < 122; ++i) utf8Cut += "\xC3\xA9";  // 244 bytes: no split character
+    struct Case {
+        std::string name;
+        std::string trashName;  // empty: the name itself
+    };
+    const Case cases[] = {
+        {"line\nbreak", ""},
+        {"-rf", ""},
+        {"100%", ""},
+        {"%41%2F", ""},
+        {"bad\xFF\xFE name", ""},
+        {"tab\tquestion?#hash", ""},
+        {"[Trash Info]", ""},
+        {std::string(255, 'n'), std::string(245, 'n')},
+        {std::string(251, 'e') + ".txt", std::string(241, 'e') + ".txt"},
+        {utf8Long, utf8Cut},
+        {std::string(200, 'b') + "\xFF" + std::string(54, 'b'),
+         std::string(200, 'b') + "\xFF" + std::string(44, 'b')},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        const auto& c = cases[i];
+        SCOPED_TRACE(i);
+        const std::string original = tree.file("work/" + c.name, i + 1);
+        auto moved = moveItem(trash, original);
+        ASSERT_TRUE(moved) << moved.error().description;
+        EXPECT_EQ(moved->trashName, c.trashName.empty() ? c.name : c.trashName);
+        EXPECT_LE(moved->trashName.size(), 245u);
+        const std::string infoText = readFile(moved->trashInfoPath);
+        const auto info = parseTrashInfo(infoText);
+        ASSERT_TRUE(info) << infoText;
+        EXPECT_EQ(percentDecoded(info->first), original);
+        EXPECT_EQ(info->first.find_first_of("\n\t ?#[]\xFF"), std::string::npos) << info->first;
+
+        auto back = putItemBack(trash, *moved, original);
+        ASSERT_TRUE(back) << back.error().description;
+        EXPECT_TRUE(*back);
+        EXPECT_EQ(readFile(original), std::string(i + 1, 'x'));
+        EXPECT_FALSE(exists(moved->trashedPath));
+        EXPECT_FALSE(exists(moved->trashInfoPath));
+    }
+}
+
+TEST(TrashTest, RefusesATrashThatIsALinkOrNotTheUsers) {
+    struct Case {
+        std::string replaced;  // with a link to a folder outside the trash; empty: none
+        bool otherOwner;
+        int errorNumber;
+    };
+    const Case cases[] = {{"Trash", false, ELOOP},
+                          {"Trash/files", false, ELOOP},
+                          {"Trash/info", false, ELOOP},
+                          {"", true, EPERM}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.replaced);
+        TestTree tree;
+        tree.dir("data/Trash/files");
+        tree.dir("data/Trash/info");
+        const std::string outside = tree.dir("outside");
+        tree.dir("outside/files");
+        tree.dir("outside/info");
+        if (!c.replaced.empty()) {
+            fs::remove_all(tree.path("data/" + c.replaced));
+            tree.symlink("data/" + c.replaced, outside);
+        }
+        const Trash trash({tree.path("data"), ::getuid() + (c.otherOwner ? 1 : 0)});
+        const std::string item = tree.file("work/item", 4);
+        auto moved = moveItem(trash, item);
+        ASSERT_FALSE(moved);
+        EXPECT_EQ(moved.error().kind, TrashError::Kind::system);
+        EXPECT_EQ(moved.error().errorNumber, c.errorNumber);
+        EXPECT_NE(moved.error().description.find("Trash"), std::string::npos);
+        EXPECT_TRUE(exists(item));
+        EXPECT_TRUE(namesIn(outside + "/files").empty());
+        EXPECT_TRUE(namesIn(outside + "/info").empty());
+        EXPECT_EQ(namesIn(outside).size(), 2u);
+        if (c.replaced != "Trash/info") {
+            EXPECT_TRUE(namesIn(tree.path("data/Trash/info")).empty());
+        }
+    }
+}
+
+TEST(TrashTest, AnUnexpectedObjectIsPutBackAndLeavesNothingInTheTrash) {
+    TestTree tree;
+    const Trash trash({tree.path("data"), ::getuid()});
+    const std::string item = tree.file("work/item", 7);
+    const std::string other = tree.file("work/other", 1);
+    struct stat itemStat {};
+    struct stat otherStat {};
+    ASSERT_EQ(::lstat(item.c_str(), &itemStat), 0);
+    ASSERT_EQ(::lstat(other.c_str(), &otherStat), 0);
+
+    // The validated object was `other`; what sits at `item` is something else.
+    auto moved = moveItem(trash, item, otherStat.st_ino);
+    ASSERT_FALSE(moved);
+    EXPECT_EQ(moved.error().kind, TrashError::Kind::changedDuringMove);
+    struct stat now {};
+    ASSERT_EQ(::lstat(item.c_str(), &now), 0);
+    EXPECT_EQ(now.st_ino, itemStat.st_ino);
+    EXPECT_TRUE(namesIn(tree.path("data/Trash/files")).empty());
+    EXPECT_TRUE(namesIn(tree.path("data/Trash/info")).empty());
+}
+
+TEST(TrashTest, PutBackNeverReplacesWhatIsAtTheDestination) {
+    TestTree tree;
+    const Trash trash({tree.path("data"), ::getuid()});
+    const std::string item = tree.file("work/item", 7);
+    auto moved = moveItem(trash, item);
+    ASSERT_TRUE(moved) << moved.error().description;
+    tree.file("work/item", 3);
+
+    auto back = putItemBack(trash, *moved, item);
+    ASSERT_FALSE(back);
+    EXPECT_EQ(back.error().kind, TrashError::Kind::system);
+    EXPECT_EQ(back.error().errorNumber, EEXIST);
+    EXPECT_EQ(readFile(item), "xxx");
+    EXPECT_EQ(readFile(moved->trashedPath), "xxxxxxx");
+    EXPECT_TRUE(exists(moved->trashInfoPath));
+}
+
+std::optional<std::string> findOnPath(const std::string& program) {
+    const char* path = std::getenv("PATH");
+    std::stringstream dirs(path ? path : "/usr/bin:/bin");
+    for (std::string dir; std::getline(dirs, dir, ':');) {
+        const std::string candidate = dir + "/" + program;
+        if (!dir.empty() && ::access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return std::nullopt;
+}
+
+/// Runs `program` with exactly `environment`; its standard output, or nullopt when it failed.
+std::optional<std::string> runCapturing(const std::string& program,
+                                        const std::vector<std::string>& environment) {
+    int out[2];
+    if (::pipe(out) != 0) return std::nullopt;
+    std::vector<char*> envp;
+    for (const auto& e : environment) envp.push_back(const_cast<char*>(e.c_str()));
+    envp.push_back(nullptr);
+    char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::dup2(out[1], STDOUT_FILENO);
+        const int devNull = ::open("/dev/null", O_WRONLY);
+        ::dup2(devNull, STDERR_FILENO);
+        ::close(out[0]);
+        ::execve(program.c_str(), argv, envp.data());
+        ::_exit(127);
+    }
+    ::close(out[1]);
+    std::string text;
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(out[0], buffer, sizeof buffer)) != 0;) {
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) break;
+        text.append(buffer, static_cast<size_t>(n));
+    }
+    ::close(out[0]);
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status) ||
+        WEXITSTATUS(status) != 0) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+TEST(TrashTest, TheDesktopsTrashToolsListWhatVelmoraTrashed) {
+    const auto trashList = findOnPath("trash-list");
+    if (!trashList) GTEST_SKIP() << "trash-list (Debian package trash-cli) is not installed";
+    TestTree tree;
+    const std::string home = tree.dir("home");
+    const Trash trash({home + "/.local/share", ::getuid()});
+    const std::string file = tree.file("work/with space 100% \xC3\xA9.txt", 5);
+    const std::string folder = tree.dir("work/a folder");
+    std::vector<std::string> expectedLines;
+    for (const auto& original : {file, folder}) {
+        auto moved = moveItem(trash, original);
+        ASSERT_TRUE(moved) << moved.error().description;
+        auto date = parseTrashInfo(readFile(moved->trashInfoPath))->second;
+        date[10] = ' ';
+        expectedLines.push_back(date + " " + original);
+    }
+    const char* path = std::getenv("PATH");
+    auto listed = runCapturing(
+        *trashList, {"HOME=" + home, "XDG_DATA_HOME=" + home + "/.local/share",
+                     "PATH=" + std::string(path ? path : "/usr/bin:/bin"), "LANG=C.UTF-8"});
+    ASSERT_TRUE(listed) << "trash-list failed";
+    for (const auto& line : expectedLines) {
+        EXPECT_NE(listed->find(line + "\n"), std::string::npos) << line << "\nin:\n" << *listed;
+    }
+}
+
+// ---- a second file system ----
+//
+// The per-volume trash needs a file system other than the one holding $XDG_DATA_HOME. A child
+// process enters a mount namespace of its own (with a user namespace when not root), mounts
+// tmpfs folders inside the test tree and reports its findings through a pipe and its exit
+// status. The mounts vanish with the child.
+
+constexpr int kNamespaceUnavailable = 77;
+
+bool writeText(const char* path, const std::string& text) {
+    UniqueFd fd(::open(path, O_WRONLY | O_CLOEXEC));
+    return fd && ::write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+/// Enters a private mount namespace; an explanation when that is not possible.
+std::optional<std::string> enterMountNamespace() {
+    const uid_t uid = ::getuid();
+    const gid_t gid = ::getgid();
+    if (::geteuid() == 0 && ::unshare(CLONE_NEWNS) == 0) {
+        // entered as root
+    } else if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) {
+        // Map our own ids so that files keep their owner and getuid() stays the same.
+        if (!writeText("/proc/self/setgroups", "deny") ||
+            !writeText("/proc/self/uid_map",
+                       std::to_string(uid) + " " + std::to_string(uid) + " 1") ||
+            !writeText("/proc/self/gid_map",
+                       std::to_string(gid) + " " + std::to_string(gid) + " 1")) {
+            return std::string("could not map ids in a user namespace: ") + std::strerror(errno);
+        }
+    } else {
+        return std::string("unshare(CLONE_NEWUSER | CLONE_NEWNS) failed: ") + std::strerror(errno);
+    }
+    if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        return std::string("could not make the mounts private: ") + std::strerror(errno);
+    }
+    return std::nullopt;
+}
+
+struct ChildReport {
+    int status = -1;
+    std::string text;
+};
+
+ChildReport runInMountNamespace(const std::function<std::string()>& body) {
+    int pipeFds[2];
+    if (::pipe(pipeFds) != 0) return {};
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(pipeFds[0]);
+        std::string text;
+        int status = 0;
+        if (auto problem = enterMountNamespace()) {
+            text = *problem;
+            status = kNamespaceUnavailable;
+        } else {
+            try {
+                text = body();
+            } catch (const std::exception& e) {
+                text = std::string("exception: ") + e.what();
+            }
+            status = text.empty() ? 0 : 1;
+        }
+        (void)!::write(pipeFds[1], text.data(), text.size());
+        ::_exit(status);
+    }
+    ::close(pipeFds[1]);
+    ChildReport report;
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(pipeFds[0], buffer, sizeof buffer)) > 0;) {
+        report.text.append(buffer, static_cast<size_t>(n));
+    }
+    ::close(pipeFds[0]);
+    int status = 0;
+    if (child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status)) {
+        report.status = WEXITSTATUS(status);
+    }
+    return report;
+}
+
+/// Collects failed expectations in the child, where GoogleTest's cannot report.
+struct Findings {
+    std::string text;
+    void expect(bool ok, const std::string& what) {
+        if (!ok) text += what + "\n";
+    }
+};
+
+std::string volumeTrashFindings(TestTree& tree) {
+    Findings f;
+    const uid_t uid = ::getuid();
+    const std::string uidText = std::to_string(uid);
+    const std::string homeFiles = tree.dir("home/.local/share/Trash/files");
+    tree.dir("home/.local/share/Trash/info");
+    const Trash trash({tree.path("home/.local/share"), uid});
+
+    auto mountVolume = [&](const std::string& relative) {
+        const std::string top = tree.dir(relative);
+        if (::mount("tmpfs", top.c_str(), "tmpfs", 0, "mode=0755") != 0) {
+            throw std::runtime_error("mount tmpfs: " + std::string(std::strerror(errno)));
+        }
+        return top;
+    };
+    auto makeDir = [](const std::string& path, mode_t mode) {
+        if (::mkdir(path.c_str(), mode) != 0 || ::chmod(path.c_str(), mode) != 0) {
+            throw std::runtime_error("mkdir " + path);
+        }
+    };
+
+    struct Case {
+        std::string label;
+        std::function<void(const std::string& top)> prepare;
+        std::string trashFolder;                // relative to the volume's top
+        std::vector<std::string> mustNotExist;  // relative to the volume's top
+    };
+    const std::string ownTrash = ".Trash-" + uidText;
+    const Case cases[] = {
+        {"no .Trash", [](const std::string&) {}, ownTrash, {".Trash"}},
+        {"sticky .Trash",
+         [&](const std::string& top) { makeDir(top + "/.Trash", 01777); },
+         ".Trash/" + uidText,
+         {ownTrash}},
+        {".Trash without the sticky bit",
+         [&](const std::string& top) { makeDir(top + "/.Trash", 0777); },
+         ownTrash,
+         {".Trash/" + uidText}},
+        {".Trash is a link",
+         [&](const std::string& top) {
+             makeDir(top + "/elsewhere", 01777);
+             if (::symlink("elsewhere", (top + "/.Trash").c_str()) != 0) {
+                 throw std::runtime_error("symlink");
+             }
+         },
+         ownTrash,
+         {"elsewhere/" + uidText}},
+    };
+    int index = 0;
+    for (const auto& c : cases) {
+        const std::string top = mountVolume("vol" + std::to_string(index++));
+        c.prepare(top);
+        makeDir(top + "/dir", 0755);
+        makeDir(top + "/dir/sub", 0755);
+        const std::string original = top + "/dir/sub/it em%.txt";
+        std::ofstream(original) << "data";
+        const std::string where = c.label + ": ";
+
+        auto moved = moveItem(trash, original);
+        if (!moved) {
+            f.expect(false, where + "move failed: " + moved.error().description);
+            continue;
+        }
+        const std::string trashPath = top + "/" + c.trashFolder;
+        f.expect(moved->trashedPath == trashPath + "/files/it em%.txt",
+                 where + "trashed at " + moved->trashedPath);
+        const auto info = parseTrashInfo(readFile(trashPath + "/info/it em%.txt.trashinfo"));
+        f.expect(info && info->first == "dir/sub/it%20em%25.txt",
+                 where + "Path= " + (info ? info->first : "(no .trashinfo)"));
+        struct stat st {};
+        f.expect(::lstat(trashPath.c_str(), &st) == 0 && (st.st_mode & 07777) == 0700 &&
+                     st.st_uid == uid,
+                 where + "trash folder mode or owner");
+        for (const auto& absent : c.mustNotExist) {
+            f.expect(!exists(top + "/" + absent), where + absent + " was created");
+        }
+        const std::vector<std::string> roots{trashPath + "/files", homeFiles};
+        f.expect(trash.restoreRootsFor(original) == roots, where + "restore roots");
+        f.expect(trash.restoreRootsFor(top + "/missing/deeper/x") == roots,
+                 where + "restore roots below a missing folder");
+
+        auto back = putItemBack(trash, *moved, original);
+        f.expect(back && *back && readFile(original) == "data" &&
+                     !exists(trashPath + "/info/it em%.txt.trashinfo"),
+                 where + "put back");
+    }
+
+    // A volume where no trash can be made: the item stays, nothing is copied.
+    const std::string top = mountVolume("readonly");
+    std::ofstream(top + "/item") << "data";
+    if (::mount(nullptr, top.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0) {
+        throw std::runtime_error("remount read-only: " + std::string(std::strerror(errno)));
+    }
+    auto refused = moveItem(trash, top + "/item");
+    f.expect(!refused && refused.error().kind == TrashError::Kind::crossDevice &&
+                 refused.error().description.find("never copies") != std::string::npos,
+             "read-only volume: expected crossDevice");
+    f.expect(readFile(top + "/item") == "data", "read-only volume: item moved");
+    f.expect(namesIn(homeFiles).empty(), "an item from another volume reached the home trash");
+    return f.text;
+}
+
+TEST(TrashTest, UsesTheVolumesOwnTrashOnAnotherFileSystem) {
+    TestTree tree;
+    const ChildReport report = runInMountNamespace([&] { return volumeTrashFindings(tree); });
+    if (report.status == kNamespaceUnavailable) {
+        GTEST_SKIP() << "cannot create a second file system here (" << report.text
+                     << "); the per-volume trash is not tested";
+    }
+    EXPECT_EQ(report.status, 0) << report.text;
+}
+
+}  // namespace
+}  // namespace velmora
