@@ -1,6 +1,6 @@
 # Entry points: `make run` (release build, read-only scan of your home folder),
 # `make test` (sanitizer build, every test), `make build` (release command at build/release/bin/velmora).
-.PHONY: setup build run test bench format clean
+.PHONY: setup build run test bench fuzz format clean
 
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
@@ -24,6 +24,17 @@ bench: setup
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS)
 	bench/run.sh
+
+# The history loader under libFuzzer (clang, AddressSanitizer, UBSan) for FUZZ_SECONDS, starting
+# from the seeds in fuzz/corpus; new inputs it finds are kept in build/fuzz/corpus.
+FUZZ_SECONDS ?= 60
+fuzz: setup
+	VELMORA_FUZZ_TOOLS=1 scripts/setup.sh
+	CC=clang CXX=clang++ cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz -j $(JOBS)
+	mkdir -p build/fuzz/corpus
+	build/fuzz/bin/audit_loader_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
+		build/fuzz/corpus fuzz/corpus
 
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i

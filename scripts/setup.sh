@@ -9,6 +9,9 @@ packages=(cmake ninja-build g++ pkg-config libssl-dev nlohmann-json3-dev libfmt-
 if [ "${VELMORA_BENCH_TOOLS:-0}" = 1 ]; then
   packages+=(jdupes trash-cli hyperfine time)
 fi
+if [ "${VELMORA_FUZZ_TOOLS:-0}" = 1 ]; then
+  packages+=(clang libclang-rt-14-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,0 +1,104 @@
+#include "CleanerCore/audit/AtomicFileWrite.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/platform/UniqueFd.h"
+#include "CleanerCore/scanning/FileURL.h"
+
+namespace velmora {
+
+namespace {
+
+bool writeAll(int fd, std::string_view data) {
+    while (!data.empty()) {
+        const ssize_t n = ::write(fd, data.data(), data.size());
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data.remove_prefix(static_cast<size_t>(n));
+    }
+    return true;
+}
+
+int retryingFsync(int fd) {
+    int rc;
+    do {
+        rc = ::fsync(fd);
+    } while (rc != 0 && errno == EINTR);
+    return rc;
+}
+
+}  // namespace
+
+std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
+                                                      std::string_view data,
+                                                      AtomicWriteFaultInjection faults) {
+    const std::string standardized = standardizePath(path);
+    const std::string folder = deletingLastPathComponent(standardized);
+    const std::string name = lastPathComponent(standardized);
+    auto injected = [&faults](AtomicWriteStep step) {
+        if (faults.failAt != step) return false;
+        errno = EIO;
+        return true;
+    };
+    auto failure = [](AtomicWriteStep step) { return AtomicWriteFailure{step, errno}; };
+
+    if (injected(AtomicWriteStep::openFolder)) return failure(AtomicWriteStep::openFolder);
+    UniqueFd dir(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!dir) return failure(AtomicWriteStep::openFolder);
+
+    const std::string tempName = "." + name + ".tmp-" + makeUUIDString();
+    if (injected(AtomicWriteStep::createTemporary)) {
+        return failure(AtomicWriteStep::createTemporary);
+    }
+    UniqueFd file(::openat(dir.get(), tempName.c_str(),
+                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!file) return failure(AtomicWriteStep::createTemporary);
+    // From here on every failure removes the temporary file and keeps the error number.
+    auto abandon = [&](AtomicWriteStep step) {
+        const AtomicWriteFailure f{step, errno};
+        file.reset();
+        ::unlinkat(dir.get(), tempName.c_str(), 0);
+        return f;
+    };
+
+    if (faults.failAt == AtomicWriteStep::write) {
+        (void)writeAll(file.get(), data.substr(0, data.size() / 2));
+        errno = EIO;
+        return abandon(AtomicWriteStep::write);
+    }
+    if (!writeAll(file.get(), data)) return abandon(AtomicWriteStep::write);
+    if (injected(AtomicWriteStep::syncFile) || retryingFsync(file.get()) != 0) {
+        return abandon(AtomicWriteStep::syncFile);
+    }
+    // close can report a deferred write error (network file systems); it is checked.
+    if (injected(AtomicWriteStep::closeFile) || ::close(file.release()) != 0) {
+        return abandon(AtomicWriteStep::closeFile);
+    }
+    if (injected(AtomicWriteStep::rename) ||
+        ::renameat(dir.get(), tempName.c_str(), dir.get(), name.c_str()) != 0) {
+        return abandon(AtomicWriteStep::rename);
+    }
+    if (injected(AtomicWriteStep::syncFolder) || retryingFsync(dir.get()) != 0) {
+        return failure(AtomicWriteStep::syncFolder);
+    }
+    return std::nullopt;
+}
+
+bool createFolders(const std::string& folder, mode_t mode) {
+    const std::string path = standardizePath(folder);
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0) return S_ISDIR(st.st_mode);
+    if (path != "/" && !createFolders(deletingLastPathComponent(path), mode)) return false;
+    if (::mkdir(path.c_str(), mode) == 0) return true;
+    // Another process may have created it in the meantime.
+    return errno == EEXIST && ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+}  // namespace velmora

@@ -1,0 +1,79 @@
+#include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "CleanerCore/audit/UUID.h"
+
+namespace velmora {
+
+namespace {
+
+int64_t saturatingAdd(int64_t a, int64_t b) {
+    int64_t sum = 0;
+    if (!__builtin_add_overflow(a, b, &sum)) return sum;
+    return b > 0 ? std::numeric_limits<int64_t>::max() : std::numeric_limits<int64_t>::min();
+}
+
+void addReason(std::vector<std::string>& reasons, const std::string& reason) {
+    if (reasons.size() >= kCleanupAuditSampleLimit) return;
+    if (std::find(reasons.begin(), reasons.end(), reason) == reasons.end()) {
+        reasons.push_back(reason);
+    }
+}
+
+CleanupAuditEntry baseEntry(CleanupAuditOperation operation, CleanupAuditSource source,
+                            Date occurredAt) {
+    CleanupAuditEntry e;
+    e.id = makeUUIDString();
+    e.occurredAt = occurredAt;
+    e.operation = operation;
+    e.source = source;
+    return e;
+}
+
+}  // namespace
+
+CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& requested,
+                                      const CleanResult& result, CleaningMode mode,
+                                      CleanupAuditSource source, Date occurredAt) {
+    CleanupAuditEntry e = baseEntry(CleanupAuditOperation::clean, source, occurredAt);
+    e.mode = mode;
+    e.requestedItemCount = static_cast<int64_t>(requested.size());
+    for (const auto& c : requested) e.requestedBytes = saturatingAdd(e.requestedBytes, c.sizeBytes);
+    e.succeededItemCount = static_cast<int64_t>(result.cleanedItems.size());
+    e.failedItemCount = static_cast<int64_t>(result.failedItems.size());
+    for (const auto& item : result.cleanedItems) {
+        e.affectedBytes = saturatingAdd(e.affectedBytes, item.candidate.sizeBytes);
+        if (e.samplePaths.size() < kCleanupAuditSampleLimit) {
+            e.samplePaths.push_back(item.candidate.url.path);
+        }
+    }
+    for (const auto& failed : result.failedItems) addReason(e.failureReasons, failed.reason);
+    e.wasCancelled = result.wasCancelled;
+    e.cleanedItems = result.cleanedItems;
+    return e;
+}
+
+CleanupAuditEntry makeRestoreAuditEntry(const std::vector<CleanedItem>& requested,
+                                        const RestoreResult& result, CleanupAuditSource source,
+                                        Date occurredAt) {
+    CleanupAuditEntry e = baseEntry(CleanupAuditOperation::restore, source, occurredAt);
+    e.requestedItemCount = static_cast<int64_t>(requested.size());
+    for (const auto& item : requested) {
+        e.requestedBytes = saturatingAdd(e.requestedBytes, item.candidate.sizeBytes);
+    }
+    e.succeededItemCount = static_cast<int64_t>(result.restoredItems.size());
+    e.failedItemCount = static_cast<int64_t>(result.failedItems.size());
+    for (const auto& restored : result.restoredItems) {
+        e.affectedBytes = saturatingAdd(e.affectedBytes, restored.cleanedItem.candidate.sizeBytes);
+        if (e.samplePaths.size() < kCleanupAuditSampleLimit) {
+            e.samplePaths.push_back(restored.restoredURL.path);
+        }
+    }
+    for (const auto& failed : result.failedItems) addReason(e.failureReasons, failed.reason);
+    e.wasCancelled = result.wasCancelled;
+    return e;
+}
+
+}  // namespace velmora

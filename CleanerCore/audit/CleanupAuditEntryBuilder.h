@@ -1,0 +1,37 @@
+#pragma once
+// Building the history entry of a finished clean or restore run.
+//
+// Both builders give the entry a fresh random id and no chain link (the store links it):
+//   - requestedItemCount / requestedBytes: the number and summed `sizeBytes` of the requested
+//     items (the candidates the user confirmed, or the cleaned items the user asked to put back);
+//   - succeededItemCount / failedItemCount: the lengths of the result's two lists;
+//   - affectedBytes: the summed `sizeBytes` of the items that succeeded;
+//   - samplePaths: the standardized paths of the first 20 items that succeeded, in the result's
+//     (input) order: the original path of a cleaned item, the restored path of a restored one.
+//     Twenty is what a history row can show; the full list of a clean is in `cleanedItems`;
+//   - failureReasons: the distinct reason texts of the failed items in first-seen order, at most
+//     20 (a run that fails the same way a thousand times records the reason once);
+//   - cleanedItems: the result's cleaned items for a clean, nothing for a restore;
+//   - mode: the cleaning mode for a clean, absent for a restore.
+// Byte sums saturate at the largest 64-bit value instead of wrapping (sizes are never negative,
+// so only an absurd total can reach it).
+//
+// Pure functions, thread-safe.
+#include <vector>
+
+#include "CleanerCore/audit/CleanupAuditModel.h"
+#include "CleanerCore/cleaning/CleaningModel.h"
+
+namespace velmora {
+
+inline constexpr size_t kCleanupAuditSampleLimit = 20;
+
+CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& requested,
+                                      const CleanResult& result, CleaningMode mode,
+                                      CleanupAuditSource source, Date occurredAt);
+
+CleanupAuditEntry makeRestoreAuditEntry(const std::vector<CleanedItem>& requested,
+                                        const RestoreResult& result, CleanupAuditSource source,
+                                        Date occurredAt);
+
+}  // namespace velmora

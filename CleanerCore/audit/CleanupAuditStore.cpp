@@ -1,0 +1,281 @@
+#include "CleanerCore/audit/CleanupAuditStore.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <ctime>
+#include <limits>
+#include <mutex>
+
+#include "CleanerCore/audit/CleanupAuditDecoding.h"
+#include "CleanerCore/audit/CleanupAuditDigest.h"
+#include "CleanerCore/audit/CleanupAuditJson.h"
+#include "CleanerCore/audit/ExclusiveFileLock.h"
+#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/platform/UniqueFd.h"
+
+namespace velmora {
+
+namespace {
+
+// The serial queue "Velmora.CleanupAuditStore": one per process, shared by every store.
+std::mutex& auditQueue() {
+    static std::mutex queue;
+    return queue;
+}
+
+enum class ReadState { missing, data, oversized, unreadable, unavailable };
+
+struct ReadOutcome {
+    ReadState state = ReadState::missing;
+    std::string data;
+};
+
+// Errors that describe the process, not the file: the file must not be moved aside for them.
+bool isTransient(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR ||
+           error == EAGAIN;
+}
+
+ReadOutcome readCapped(const std::string& path) {
+    constexpr auto kCap = static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes);
+    // O_NONBLOCK: a FIFO planted at the path must not block the open.
+    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!fd) {
+        if (errno == ENOENT || errno == ENOTDIR) return {ReadState::missing, {}};
+        return {isTransient(errno) ? ReadState::unavailable : ReadState::unreadable, {}};
+    }
+    struct stat st {};
+    if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) return {ReadState::unreadable, {}};
+    if (st.st_size > static_cast<off_t>(kCap)) return {ReadState::oversized, {}};
+
+    // The size may change under us: read up to one byte past the cap to know.
+    std::string data(static_cast<size_t>(st.st_size) + 1, '\0');
+    size_t got = 0;
+    while (got <= kCap) {
+        if (got == data.size()) data.resize(std::min(2 * data.size(), kCap + 1));
+        const ssize_t n = ::read(fd.get(), data.data() + got, data.size() - got);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return {ReadState::unreadable, {}};
+        }
+        if (n == 0) break;
+        got += static_cast<size_t>(n);
+    }
+    if (got > kCap) return {ReadState::oversized, {}};
+    data.resize(got);
+    return {ReadState::data, std::move(data)};
+}
+
+// Moves the file aside in its folder. False when it could not be moved.
+bool backUp(const std::string& path, std::string_view reason) {
+    const std::string aside = path + "." + std::string(reason) + "-" +
+                              std::to_string(static_cast<long long>(::time(nullptr))) + "-" +
+                              makeUUIDString();
+    return ::rename(path.c_str(), aside.c_str()) == 0;
+}
+
+struct LoadedHistory {
+    std::vector<CleanupAuditEntry> entries;
+    std::optional<std::string> fileText;  ///< the bytes read, when they decoded strictly
+    bool mayWrite = true;  ///< false when writing could destroy a file nobody set aside
+};
+
+LoadedHistory load(const std::string& path, bool mayModify) {
+    LoadedHistory out;
+    ReadOutcome read = readCapped(path);
+    auto setAside = [&](std::string_view reason) {
+        out.mayWrite = mayModify && backUp(path, reason);
+    };
+    switch (read.state) {
+        case ReadState::missing:
+            return out;
+        case ReadState::unavailable:
+            out.mayWrite = false;
+            return out;
+        case ReadState::oversized:
+            setAside("oversized");
+            return out;
+        case ReadState::unreadable:
+            setAside("unreadable");
+            return out;
+        case ReadState::data:
+            break;
+    }
+    if (read.data.empty()) return out;  // an empty history, left as it is
+    auto decoded = decodeCleanupAuditHistory(read.data);
+    if (!decoded) {
+        setAside("undecodable");
+        return out;
+    }
+    out.entries = std::move(decoded->entries);
+    if (decoded->wasStrict) {
+        out.fileText = std::move(read.data);
+    } else {
+        setAside("undecodable");
+    }
+    return out;
+}
+
+// A total order even for dates that are not numbers (which sort as the oldest).
+double sortableDate(Date d) {
+    return std::isnan(d) ? -std::numeric_limits<double>::infinity() : d;
+}
+
+bool newerFirst(const CleanupAuditEntry& a, const CleanupAuditEntry& b) {
+    const double da = sortableDate(a.occurredAt);
+    const double db = sortableDate(b.occurredAt);
+    if (da != db) return da > db;
+    return a.id > b.id;  // ids are kept in upper case
+}
+
+size_t retentionBound(int64_t limit) {
+    return static_cast<size_t>(std::max(limit, CleanupAuditStore::kMinimumRetention));
+}
+
+std::vector<CleanupAuditEntry> firstEntries(const std::vector<CleanupAuditEntry>& entries,
+                                            int64_t limit) {
+    const size_t n = std::min(entries.size(), static_cast<size_t>(limit));
+    return {entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(n)};
+}
+
+// Encodes `entries` (newest first) for the file, dropping the oldest while the text exceeds the
+// read cap. The entry at `newIndex`, when it cannot fit even alone, loses its item detail and is
+// linked again. nullopt when an entry cannot be encoded or nothing fits.
+std::optional<std::string> encodeWithinCap(std::vector<CleanupAuditEntry>& entries,
+                                           std::optional<size_t> newIndex) {
+    constexpr auto kCap = static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes);
+    std::vector<std::string> elements;
+    elements.reserve(entries.size());
+    for (const auto& e : entries) {
+        auto element = encodeCleanupAuditHistoryElement(e);
+        if (!element) return std::nullopt;
+        elements.push_back(std::move(*element));
+    }
+    if (joinedCleanupAuditHistorySize(elements) <= kCap)
+        return joinCleanupAuditHistoryElements(elements);
+
+    if (newIndex && joinedCleanupAuditHistorySize({elements[*newIndex]}) > kCap &&
+        !entries[*newIndex].cleanedItems.empty()) {
+        CleanupAuditEntry& added = entries[*newIndex];
+        added.cleanedItems.clear();
+        added.chainLink->entryDigest = entryDigest(added, added.chainLink->previousEntryDigest);
+        auto element = encodeCleanupAuditHistoryElement(added);
+        if (!element) return std::nullopt;
+        elements[*newIndex] = std::move(*element);
+    }
+    while (!elements.empty() && joinedCleanupAuditHistorySize(elements) > kCap) {
+        elements.pop_back();
+        entries.pop_back();
+    }
+    if (entries.empty()) return std::nullopt;
+    return joinCleanupAuditHistoryElements(elements);
+}
+
+}  // namespace
+
+CleanupAuditStore::CleanupAuditStore(std::string filePath, CleanupAuditFileWriter writer)
+    : filePath_(standardizePath(filePath)), writer_(std::move(writer)) {
+    if (!writer_) {
+        writer_ = [](const std::string& path, std::string_view data) {
+            return writeFileAtomically(path, data);
+        };
+    }
+}
+
+std::string CleanupAuditStore::defaultFilePath(const UserEnvironment& environment) {
+    std::string base = environment.xdgDataHome;
+    if (base.empty())
+        base = environment.temporaryFolder.empty() ? "/tmp" : environment.temporaryFolder;
+    return appendingPathComponent(base, "Velmora/cleanup-audit-log.json");
+}
+
+std::vector<CleanupAuditEntry> CleanupAuditStore::recentEntries(int64_t limit) const {
+    if (limit < 1) return {};
+    std::lock_guard queue(auditQueue());
+    struct stat st {};
+    if (::stat(deletingLastPathComponent(filePath_).c_str(), &st) != 0) return {};
+    const auto lock = ExclusiveFileLock::acquire(lockFilePath());
+
+    LoadedHistory loaded = load(filePath_, lock.has_value());
+    std::stable_sort(loaded.entries.begin(), loaded.entries.end(), newerFirst);
+    if (loaded.entries.size() > retentionBound(limit)) loaded.entries.resize(retentionBound(limit));
+    // Nothing decoded and the file set aside (or empty, or missing): nothing to write back.
+    if (lock && loaded.mayWrite && (loaded.fileText || !loaded.entries.empty())) {
+        auto text = encodeWithinCap(loaded.entries, std::nullopt);
+        if (text && text != loaded.fileText) (void)writer_(filePath_, *text);
+    }
+    return firstEntries(loaded.entries, limit);
+}
+
+std::vector<CleanupAuditEntry> CleanupAuditStore::append(CleanupAuditEntry entry,
+                                                         int64_t limit) const {
+    return appendEntry(std::move(entry), limit, Timing::asGiven);
+}
+
+std::vector<CleanupAuditEntry> CleanupAuditStore::appendAtCurrentTime(CleanupAuditEntry entry,
+                                                                      int64_t limit) const {
+    return appendEntry(std::move(entry), limit, Timing::stampedWhileLocked);
+}
+
+std::vector<CleanupAuditEntry> CleanupAuditStore::appendEntry(CleanupAuditEntry entry,
+                                                              int64_t limit, Timing timing) const {
+    if (limit < 1) return {};
+    // An entry that cannot be encoded changes nothing; find out before touching the file.
+    auto id = canonicalUUIDText(entry.id);
+    if (!id) return {};
+    entry.id = std::move(*id);
+    entry.chainLink.reset();
+    if (timing == Timing::asGiven && !encodeCleanupAuditHistoryElement(entry)) return {};
+
+    std::lock_guard queue(auditQueue());
+    (void)createFolders(deletingLastPathComponent(filePath_), 0700);
+    const auto lock = ExclusiveFileLock::acquire(lockFilePath());
+    LoadedHistory loaded = load(filePath_, lock.has_value());
+    std::vector<CleanupAuditEntry>& entries = loaded.entries;
+
+    if (timing == Timing::stampedWhileLocked) {
+        Date now = currentDate();
+        for (const auto& e : entries) {
+            if (std::isfinite(e.occurredAt) && e.occurredAt >= now) {
+                now = std::nextafter(e.occurredAt, std::numeric_limits<double>::infinity());
+            }
+        }
+        entry.occurredAt = now;
+        if (!encodeCleanupAuditHistoryElement(entry)) return {};
+    }
+
+    // Sort with the new entry marked, then link it to the entry right after it.
+    entries.push_back(std::move(entry));
+    std::vector<size_t> order(entries.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::stable_sort(order.begin(), order.end(),
+                     [&](size_t a, size_t b) { return newerFirst(entries[a], entries[b]); });
+    const size_t newSlot = entries.size() - 1;
+    std::vector<CleanupAuditEntry> sorted;
+    sorted.reserve(entries.size());
+    size_t newIndex = 0;
+    for (size_t i = 0; i < order.size(); ++i) {
+        if (order[i] == newSlot) newIndex = i;
+        sorted.push_back(std::move(entries[order[i]]));
+    }
+    CleanupAuditEntry& added = sorted[newIndex];
+    std::optional<std::string> previous;
+    if (newIndex + 1 < sorted.size() && sorted[newIndex + 1].chainLink) {
+        previous = sorted[newIndex + 1].chainLink->entryDigest;
+    }
+    added.chainLink = CleanupAuditChainLink{entryDigest(added, previous), previous};
+
+    if (sorted.size() > retentionBound(limit)) sorted.resize(retentionBound(limit));
+    const bool keptNew = newIndex < sorted.size();
+    auto text = encodeWithinCap(sorted, keptNew ? std::optional(newIndex) : std::nullopt);
+    if (!text) return {};
+    if (lock && loaded.mayWrite) (void)writer_(filePath_, *text);
+    return firstEntries(sorted, limit);
+}
+
+}  // namespace velmora

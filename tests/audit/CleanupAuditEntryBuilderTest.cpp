@@ -1,0 +1,94 @@
+// Entries built from clean and restore results: counts, bytes, and which samples are kept.
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
+#include "CleanerCore/audit/UUID.h"
+#include "audit/AuditTestSupport.h"
+
+namespace velmora {
+namespace {
+
+using test::cleanedItemAt;
+
+TEST(CleanupAuditEntryBuilderTest, CleanEntryKeepsTheFirstTwentySamplesAndDistinctReasons) {
+    std::vector<CleanupCandidate> requested;
+    CleanResult result;
+    for (int i = 0; i < 30; ++i) {
+        CleanedItem item = cleanedItemAt("/h/.cache/c" + std::to_string(i), 100 + i);
+        requested.push_back(item.candidate);
+        // Every third item failed; the reasons repeat.
+        if (i % 3 == 0) {
+            result.failedItems.push_back({item.candidate, "reason " + std::to_string(i % 2)});
+        } else {
+            result.cleanedItems.push_back(item);
+        }
+    }
+    for (int i = 0; i < 25; ++i) {
+        result.failedItems.push_back({requested[0], "distinct " + std::to_string(i)});
+    }
+    result.wasCancelled = true;
+
+    const auto e = makeCleanAuditEntry(requested, result, CleaningMode::deletePermanently,
+                                       CleanupAuditSource::macInsights, 1234.5);
+    EXPECT_TRUE(canonicalUUIDText(e.id) == e.id);
+    EXPECT_EQ(e.operation, CleanupAuditOperation::clean);
+    EXPECT_EQ(e.source, CleanupAuditSource::macInsights);
+    EXPECT_EQ(e.mode, CleaningMode::deletePermanently);
+    EXPECT_EQ(e.occurredAt, 1234.5);
+    EXPECT_EQ(e.requestedItemCount, 30);
+    EXPECT_EQ(e.requestedBytes, 30 * 100 + 29 * 30 / 2);
+    EXPECT_EQ(e.succeededItemCount, 20);
+    EXPECT_EQ(e.failedItemCount, 10 + 25);
+    int64_t affected = 0;
+    std::vector<std::string> paths;
+    for (const auto& item : result.cleanedItems) {
+        affected += item.candidate.sizeBytes;
+        paths.push_back(item.candidate.url.path);
+    }
+    EXPECT_EQ(e.affectedBytes, affected);
+    EXPECT_EQ(e.samplePaths, paths);  // exactly 20 succeeded, all kept, in input order
+    std::vector<std::string> reasons = {"reason 0", "reason 1"};
+    for (int i = 0; i < 18; ++i) reasons.push_back("distinct " + std::to_string(i));
+    EXPECT_EQ(e.failureReasons, reasons);
+    EXPECT_EQ(e.cleanedItems, result.cleanedItems);
+    EXPECT_TRUE(e.wasCancelled);
+    EXPECT_FALSE(e.chainLink);
+
+    // More than twenty successes: the first twenty in input order.
+    result.cleanedItems.insert(result.cleanedItems.begin(), cleanedItemAt("/h/first", 1));
+    EXPECT_EQ(makeCleanAuditEntry(requested, result, CleaningMode::moveToTrash,
+                                  CleanupAuditSource::cleanupDashboard, 0)
+                  .samplePaths.front(),
+              "/h/first");
+    EXPECT_NE(makeCleanAuditEntry({}, {}, CleaningMode::moveToTrash,
+                                  CleanupAuditSource::cleanupDashboard, 0)
+                  .id,
+              e.id);
+}
+
+TEST(CleanupAuditEntryBuilderTest, RestoreEntryRecordsRestoredPathsAndNoItems) {
+    const CleanedItem a = cleanedItemAt("/h/.cache/a", 10);
+    const CleanedItem b = cleanedItemAt("/h/.cache/b", 20);
+    const CleanedItem c = cleanedItemAt("/h/.cache/c", std::numeric_limits<int64_t>::max());
+    RestoreResult result;
+    result.restoredItems = {{b, b.candidate.url}, {c, c.candidate.url}};
+    result.failedItems = {{a, "The original location is taken: /h/.cache/a"}};
+
+    const auto e = makeRestoreAuditEntry({a, b, c}, result, CleanupAuditSource::iOSSandbox, 9);
+    EXPECT_EQ(e.operation, CleanupAuditOperation::restore);
+    EXPECT_FALSE(e.mode);
+    EXPECT_EQ(e.requestedItemCount, 3);
+    // Sums saturate instead of wrapping.
+    EXPECT_EQ(e.requestedBytes, std::numeric_limits<int64_t>::max());
+    EXPECT_EQ(e.affectedBytes, std::numeric_limits<int64_t>::max());
+    EXPECT_EQ(e.succeededItemCount, 2);
+    EXPECT_EQ(e.failedItemCount, 1);
+    EXPECT_EQ(e.samplePaths, (std::vector<std::string>{"/h/.cache/b", "/h/.cache/c"}));
+    EXPECT_EQ(e.failureReasons, std::vector<std::string>{result.failedItems[0].reason});
+    EXPECT_TRUE(e.cleanedItems.empty());
+}
+
+}  // namespace
+}  // namespace velmora
