@@ -6,6 +6,8 @@
 #include <iostream>
 
 #include "CleanerCore/platform/FileSystem.h"
+#include "Velmora/cli/CleanCommand.h"
+#include "Velmora/cli/HistoryCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 
 namespace velmora::cli {
@@ -28,24 +30,78 @@ int run(int argc, char** argv) {
         ->check(CLI::IsMember({"linux", "macos"}))
         ->type_name("NAME");
 
+    // The scan options: `clean` and `restore` take them too, because they fence every item
+    // with the locations of the same scan.
+    struct ScanFlags {
+        std::string mode = "standard";
+    };
+    auto addScanOptions = [](CLI::App* command, ScanRequest& request, ScanFlags& flags) {
+        command
+            ->add_option("--mode", flags.mode,
+                         "standard (caches and logs untouched for a day), aggressive (also hidden "
+                         "files and app caches), or direct (also developer and package caches)")
+            ->check(CLI::IsMember({"standard", "aggressive", "direct"}))
+            ->type_name("MODE");
+        command->add_flag("--allow-direct", request.allowDirect,
+                          "Permit direct mode (developer and package-manager caches)");
+        command->add_option("--folder", request.customFolders, "Also scan this folder (repeatable)")
+            ->allow_extra_args(false)
+            ->type_name("DIR");
+    };
+
     ScanCommandOptions scan;
-    std::string mode = "standard";
+    ScanFlags scanFlags;
     CLI::App* scanCommand =
         app.add_subcommand("scan", "Find cleanup candidates (read-only: nothing is changed)");
-    scanCommand
-        ->add_option("--mode", mode,
-                     "standard (caches and logs untouched for a day), aggressive (also hidden "
-                     "files and app caches), or direct (also developer and package caches)")
-        ->check(CLI::IsMember({"standard", "aggressive", "direct"}))
-        ->type_name("MODE");
-    scanCommand->add_flag("--allow-direct", scan.request.allowDirect,
-                          "Permit direct mode (developer and package-manager caches)");
-    scanCommand
-        ->add_option("--folder", scan.request.customFolders, "Also scan this folder (repeatable)")
-        ->allow_extra_args(false)
-        ->type_name("DIR");
+    addScanOptions(scanCommand, scan.request, scanFlags);
     scanCommand->add_flag("--json", scan.json, "Print the report as JSON");
     scanCommand->add_flag("--quiet", scan.quiet, "No progress display");
+
+    CleanCommandOptions clean;
+    ScanFlags cleanFlags;
+    CLI::App* cleanCommand = app.add_subcommand(
+        "clean",
+        "Move confirmed candidates to the Trash: shows the selection, asks, re-checks each item, "
+        "moves it and records the run in the history");
+    addScanOptions(cleanCommand, clean.request, cleanFlags);
+    cleanCommand->add_option("paths", clean.paths, "Candidates to clean, by path")
+        ->type_name("PATH");
+    cleanCommand->add_option("--id", clean.ids, "Candidate to clean, by id (repeatable)")
+        ->allow_extra_args(false)
+        ->type_name("ID");
+    cleanCommand->add_flag("--defaults", clean.defaults,
+                           "Clean the candidates a scan selects by default");
+    cleanCommand
+        ->add_option("--report", clean.reportFile,
+                     "Select from this saved `velmora scan --json` report instead of scanning "
+                     "again (items that changed since are refused)")
+        ->type_name("FILE");
+    cleanCommand->add_flag("--delete-permanently", clean.deletePermanently,
+                           "Delete instead of moving to the Trash (cannot be restored)");
+    cleanCommand->add_flag("--yes", clean.yes, "Do not ask for confirmation");
+    cleanCommand->add_flag("--json", clean.json, "Print the result as JSON");
+    cleanCommand->add_flag("--quiet", clean.quiet, "No progress display");
+
+    RestoreCommandOptions restore;
+    ScanFlags restoreFlags;
+    CLI::App* restoreCommand =
+        app.add_subcommand("restore", "Put the items of a recorded cleanup back from the Trash");
+    addScanOptions(restoreCommand, restore.request, restoreFlags);
+    restoreCommand->add_flag("--last", restore.last, "Restore the newest cleanup");
+    restoreCommand
+        ->add_option("--entry", restore.entryID, "Restore the cleanup with this history id")
+        ->type_name("UUID");
+    restoreCommand->add_option("paths", restore.paths, "Restore only these items")
+        ->type_name("PATH");
+    restoreCommand->add_flag("--yes", restore.yes, "Do not ask for confirmation");
+    restoreCommand->add_flag("--json", restore.json, "Print the result as JSON");
+
+    HistoryCommandOptions history;
+    CLI::App* historyCommand =
+        app.add_subcommand("history", "List every recorded cleanup and restore, newest first");
+    historyCommand->add_flag("--json", history.json, "Print the entries as JSON");
+    historyCommand->add_flag("--verify", history.verify,
+                             "Check that no entry was changed or removed (exit 1 if one was)");
 
     try {
         app.parse(argc, argv);
@@ -63,11 +119,27 @@ int run(int argc, char** argv) {
             return 2;
         }
     }
+    const Catalogue chosen = *catalogueFromRaw(catalogue);
+    auto finish = [&](ScanRequest& request, const ScanFlags& flags) {
+        request.homeOverride = home;
+        request.catalogue = chosen;
+        request.mode = *scanModeFromRaw(flags.mode);
+    };
     if (scanCommand->parsed()) {
-        scan.request.homeOverride = home;
-        scan.request.catalogue = *catalogueFromRaw(catalogue);
-        scan.request.mode = *scanModeFromRaw(mode);
+        finish(scan.request, scanFlags);
         return runScanCommand(scan);
+    }
+    if (cleanCommand->parsed()) {
+        finish(clean.request, cleanFlags);
+        return runCleanCommand(clean);
+    }
+    if (restoreCommand->parsed()) {
+        finish(restore.request, restoreFlags);
+        return runRestoreCommand(restore);
+    }
+    if (historyCommand->parsed()) {
+        history.homeOverride = home;
+        return runHistoryCommand(history);
     }
     return 2;
 }

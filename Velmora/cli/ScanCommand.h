@@ -13,6 +13,10 @@ struct ScanCommandOptions {
     bool quiet = false;
 };
 
+/// Scans the prepared locations, with a progress bar on a terminal unless `quiet`.
+ScanReport scanWithProgress(const ScanSetup& setup, Catalogue catalogue, bool quiet,
+                            const CancellationToken& cancel);
+
 /// Runs the scan and prints it. Exit status: 0 done, 2 refused input (nothing scanned),
 /// 130 cancelled (the partial report is still printed).
 int runScanCommand(const ScanCommandOptions& options);

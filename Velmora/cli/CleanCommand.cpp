@@ -1,0 +1,267 @@
+#include "Velmora/cli/CleanCommand.h"
+
+#include <unistd.h>
+
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <set>
+
+#include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
+#include "CleanerCore/audit/CleanupAuditStore.h"
+#include "CleanerCore/cleaning/CleaningJson.h"
+#include "CleanerCore/cleaning/CleaningService.h"
+#include "CleanerCore/cleaning/TrashRestoreService.h"
+#include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/scanning/ModelJson.h"
+#include "CleanerCore/scanning/Text.h"
+#include "Velmora/cli/CleanOutput.h"
+#include "Velmora/cli/Confirmation.h"
+#include "Velmora/cli/Interrupt.h"
+#include "Velmora/cli/ScanCommand.h"
+#include "VelmoraUI/dashboard/Formatting.h"
+
+namespace velmora::cli {
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+Trash trashFor(const UserEnvironment& environment) {
+    return Trash({environment.xdgDataHome, ::getuid()});
+}
+
+CleanupEligibilityPolicy policyFor(const ScanSetup& setup, Catalogue catalogue) {
+    return CleanupEligibilityPolicy::make(
+        setup.locations, kDefaultValidationDescendantLimit, std::nullopt,
+        SafePathPolicy::make({}, setup.environment.home, catalogue));
+}
+
+Result<ScanReport> readReport(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) return fail("could not read the report " + printable(file));
+    std::string text{std::istreambuf_iterator<char>(in), {}};
+    auto report = decodeScanReport(text);
+    if (!report)
+        return fail("the report " + printable(file) + " is not a scan report: " + report.error());
+    return report;
+}
+
+// The candidates the options select, in report order; an unknown path or id refuses all.
+Result<std::vector<CleanupCandidate>> select(const CleanCommandOptions& options,
+                                             const ScanReport& report) {
+    std::set<std::string> paths, ids(options.ids.begin(), options.ids.end());
+    for (const auto& p : options.paths) paths.insert(absolutePathFromArgument(p));
+    std::set<std::string> foundPaths, foundIDs;
+    std::vector<CleanupCandidate> selection;
+    for (const auto& c : report.candidates) {
+        const bool byPath = paths.count(c.url.path) > 0;
+        const bool byID = ids.count(c.id) > 0;
+        if (byPath) foundPaths.insert(c.url.path);
+        if (byID) foundIDs.insert(c.id);
+        if (byPath || byID || (options.defaults && c.isSelectedByDefault)) selection.push_back(c);
+    }
+    for (const auto& p : paths) {
+        if (!foundPaths.count(p)) {
+            return fail("not a cleanup candidate of this scan: " + printable(p) +
+                        "\nRun `velmora scan` to see the candidates; nothing was cleaned.");
+        }
+    }
+    for (const auto& id : ids) {
+        if (!foundIDs.count(id)) {
+            return fail("no candidate has the id " + printable(id) +
+                        "\nRun `velmora scan --json` to see the ids; nothing was cleaned.");
+        }
+    }
+    return selection;
+}
+
+}  // namespace
+
+std::string absolutePathFromArgument(const std::string& argument) {
+    if (!argument.empty() && argument[0] == '/') return standardizePath(argument);
+    std::string cwd(4096, '\0');
+    while (::getcwd(cwd.data(), cwd.size()) == nullptr && errno == ERANGE)
+        cwd.resize(cwd.size() * 2);
+    cwd.resize(std::char_traits<char>::length(cwd.c_str()));
+    return standardizePath(cwd + "/" + argument);
+}
+
+int runCleanCommand(const CleanCommandOptions& options) {
+    if (options.paths.empty() && options.ids.empty() && !options.defaults) {
+        std::cerr << "velmora: choose what to clean: one or more paths, --id ID, or --defaults "
+                     "(the items a scan selects by default).\n";
+        return kUsageError;
+    }
+    CancellationToken cancel;
+    InterruptScope interrupts(cancel);
+    raiseOpenFileLimit();
+
+    auto setup = prepareScan(options.request, cancel);
+    if (!setup) {
+        std::cerr << "velmora: " << setup.error() << "\n";
+        return kUsageError;
+    }
+    const std::string& home = setup->environment.home;
+    const Catalogue catalogue = options.request.catalogue;
+
+    ScanReport report;
+    if (options.reportFile) {
+        auto read = readReport(*options.reportFile);
+        if (!read) {
+            std::cerr << "velmora: " << read.error() << "\n";
+            return kUsageError;
+        }
+        report = std::move(*read);
+    } else {
+        report = scanWithProgress(*setup, catalogue, options.quiet || options.json, cancel);
+        if (!report.hasCompletedScan) {
+            std::cerr << "velmora: the scan was cancelled; nothing was cleaned.\n";
+            return 130;
+        }
+    }
+    auto selection = select(options, report);
+    if (!selection) {
+        std::cerr << "velmora: " << selection.error() << "\n";
+        return kUsageError;
+    }
+    if (selection->empty()) {
+        if (options.json) {
+            std::cout << dumpJSON(nlohmann::json(CleanResult{}), true) << "\n";
+        } else {
+            std::cout << "Nothing to clean: no candidate is selected.\n";
+        }
+        return 0;
+    }
+
+    const CleaningMode mode =
+        options.deletePermanently ? CleaningMode::deletePermanently : CleaningMode::moveToTrash;
+    std::ostream& info = options.json ? std::cerr : std::cout;
+    printSelectionPreview(info, *selection, home);
+    if (!options.yes) {
+        if (!standardInputIsTerminal()) {
+            std::cerr << confirmationRefusal(mode == CleaningMode::moveToTrash ? "moved"
+                                                                               : "deleted")
+                      << "\n";
+            return kUsageError;
+        }
+        const std::string question =
+            mode == CleaningMode::moveToTrash
+                ? "Move these items to the Trash?"
+                : "Delete these items permanently? They cannot be restored.";
+        if (!askToConfirm(question, std::cin, info)) {
+            info << "Nothing was changed.\n";
+            return 0;
+        }
+    }
+
+    CleaningService service({home, catalogue, trashFor(setup->environment), currentDate},
+                            [&cancel] { return cancel.isCancellationRequested(); });
+    const CleanResult result =
+        service.clean(*selection, setup->locations, mode, policyFor(*setup, catalogue));
+
+    CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
+    store.appendAtCurrentTime(makeCleanAuditEntry(
+        *selection, result, mode, CleanupAuditSource::cleanupDashboard, currentDate()));
+
+    if (options.json) {
+        std::cout << dumpJSON(nlohmann::json(result), true) << "\n";
+    } else {
+        printCleanResult(std::cout, result, mode, home);
+    }
+    if (result.wasCancelled) return 130;
+    return result.failedItems.empty() ? 0 : 1;
+}
+
+int runRestoreCommand(const RestoreCommandOptions& options) {
+    if (options.last == options.entryID.has_value()) {
+        std::cerr << "velmora: choose what to restore: --last (the newest cleanup) or --entry ID "
+                     "(see `velmora history`).\n";
+        return kUsageError;
+    }
+    CancellationToken cancel;
+    InterruptScope interrupts(cancel);
+
+    auto setup = prepareScan(options.request, cancel);
+    if (!setup) {
+        std::cerr << "velmora: " << setup.error() << "\n";
+        return kUsageError;
+    }
+    const std::string& home = setup->environment.home;
+    const Catalogue catalogue = options.request.catalogue;
+
+    CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
+    const auto entries = store.recentEntries();
+    const CleanupAuditEntry* entry = nullptr;
+    for (const auto& e : entries) {
+        if (e.operation != CleanupAuditOperation::clean) continue;
+        if (options.last || asciiLowercased(e.id) == asciiLowercased(*options.entryID)) {
+            entry = &e;
+            break;
+        }
+    }
+    if (!entry) {
+        std::cerr << "velmora: "
+                  << (options.last ? "the history holds no cleanup to restore."
+                                   : "the history holds no cleanup with the id " +
+                                         printable(*options.entryID) + ".")
+                  << "\n";
+        return kUsageError;
+    }
+    std::vector<CleanedItem> items;
+    std::set<std::string> paths, found;
+    for (const auto& p : options.paths) paths.insert(absolutePathFromArgument(p));
+    for (const auto& item : entry->cleanedItems) {
+        const std::string& path = item.candidate.url.path;
+        if (paths.empty() || paths.count(path)) {
+            items.push_back(item);
+            found.insert(path);
+        }
+    }
+    for (const auto& p : paths) {
+        if (!found.count(p)) {
+            std::cerr << "velmora: " << printable(p)
+                      << " was not cleaned by that cleanup; nothing was restored.\n";
+            return kUsageError;
+        }
+    }
+    if (items.empty()) {
+        std::cout << "Nothing to restore: that cleanup kept no restorable items.\n";
+        return 0;
+    }
+
+    std::ostream& info = options.json ? std::cerr : std::cout;
+    info << "Restore " << items.size() << (items.size() == 1 ? " item" : " items")
+         << " from the cleanup of " << formatLocalTime(entry->occurredAt) << ":\n";
+    for (const auto& item : items) {
+        info << "  " << printable(displayPath(item.candidate.url.path, home)) << "\n";
+    }
+    info << "\n";
+    if (!options.yes) {
+        if (!standardInputIsTerminal()) {
+            std::cerr << confirmationRefusal("restored") << "\n";
+            return kUsageError;
+        }
+        if (!askToConfirm("Put these items back?", std::cin, info)) {
+            info << "Nothing was changed.\n";
+            return 0;
+        }
+    }
+
+    TrashRestoreService service({home, catalogue, trashFor(setup->environment), std::nullopt},
+                                [&cancel] { return cancel.isCancellationRequested(); });
+    const RestoreResult result =
+        service.restore(items, setup->locations, policyFor(*setup, catalogue));
+    store.appendAtCurrentTime(
+        makeRestoreAuditEntry(items, result, CleanupAuditSource::cleanupDashboard, currentDate()));
+
+    if (options.json) {
+        std::cout << dumpJSON(nlohmann::json(result), true) << "\n";
+    } else {
+        printRestoreResult(std::cout, result, home);
+    }
+    if (result.wasCancelled) return 130;
+    return result.failedItems.empty() ? 0 : 1;
+}
+
+}  // namespace velmora::cli

@@ -1,0 +1,43 @@
+#pragma once
+// `velmora clean` and `velmora restore`: the only commands that change anything. Both show what
+// they are about to do, ask (or require --yes without a terminal), act item by item through the
+// cleaning or restore service, record the run in the cleanup history and print every result.
+//
+// Exit status: 0 every item done (or nothing selected); 1 some item failed; 2 usage error or
+// refused input, nothing changed; 130 cancelled with Ctrl-C (what was done stays done and is
+// recorded).
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "VelmoraUI/dashboard/ScanSetup.h"
+
+namespace velmora::cli {
+
+struct CleanCommandOptions {
+    ScanRequest request;
+    std::vector<std::string> paths;  ///< as typed (relative to the working folder)
+    std::vector<std::string> ids;
+    bool defaults = false;
+    std::optional<std::string> reportFile;
+    bool deletePermanently = false;
+    bool yes = false;
+    bool json = false;
+    bool quiet = false;
+};
+int runCleanCommand(const CleanCommandOptions& options);
+
+struct RestoreCommandOptions {
+    ScanRequest request;
+    bool last = false;
+    std::optional<std::string> entryID;
+    std::vector<std::string> paths;  ///< restrict to these items of the entry
+    bool yes = false;
+    bool json = false;
+};
+int runRestoreCommand(const RestoreCommandOptions& options);
+
+/// An absolute, standardized path for a path typed on the command line.
+std::string absolutePathFromArgument(const std::string& argument);
+
+}  // namespace velmora::cli

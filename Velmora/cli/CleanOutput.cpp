@@ -1,0 +1,128 @@
+#include "Velmora/cli/CleanOutput.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <ctime>
+#include <ostream>
+
+#include "CleanerCore/review/CleanupSelectionPreview.h"
+#include "VelmoraUI/dashboard/Formatting.h"
+
+namespace velmora::cli {
+
+namespace {
+
+std::string plural(int64_t n, const char* one, const char* many) {
+    return fmt::format("{} {}", n, n == 1 ? one : many);
+}
+
+std::string shown(const std::string& path, const std::string& home) {
+    return printable(displayPath(path, home));
+}
+
+}  // namespace
+
+std::string formatLocalTime(Date date) {
+    const auto unix = static_cast<time_t>(std::floor(date + kReferenceDateUnixOffset));
+    std::tm local{};
+    ::localtime_r(&unix, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
+    return text;
+}
+
+void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate>& selection,
+                           const std::string& home) {
+    const CleanupSelectionPreview preview = CleanupSelectionPreview::make(selection);
+    out << plural(preview.count, "item", "items") << ", " << formatBytes(preview.bytes)
+        << " selected.\n";
+    const auto& s = preview.safetyBreakdown;
+    out << "  By safety: " << s.safeCount << " " << displayName(CleanupSafety::safe) << ", "
+        << s.cautionCount << " " << displayName(CleanupSafety::caution) << ", "
+        << s.manualReviewCount << " " << displayName(CleanupSafety::manualReview) << "\n";
+    out << "  By category:\n";
+    for (const auto& c : preview.categorySummaries) {
+        out << "    " << displayName(c.category) << ": " << plural(c.count, "item", "items") << ", "
+            << formatBytes(c.bytes) << "\n";
+    }
+    out << "\n";
+    for (const auto& c : selection) {
+        const std::string size = formatBytes(c.sizeBytes);
+        out << std::string(size.size() < 10 ? 10 - size.size() : 0, ' ') << size << "  "
+            << shown(c.url.path, home) << "\n";
+    }
+    out << "\n";
+}
+
+void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
+                      const std::string& home) {
+    const bool trash = mode == CleaningMode::moveToTrash;
+    int64_t bytes = 0;
+    for (const auto& item : result.cleanedItems) {
+        bytes += item.candidate.sizeBytes;
+        out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.candidate.url.path, home)
+            << "\n";
+    }
+    for (const auto& item : result.failedItems) {
+        out << "Not " << (trash ? "moved" : "deleted") << ": "
+            << shown(item.candidate.url.path, home) << "\n    " << printable(item.reason) << "\n";
+    }
+    out << "\n"
+        << plural(static_cast<int64_t>(result.cleanedItems.size()), "item", "items") << " ("
+        << formatBytes(bytes) << ") " << (trash ? "moved to the Trash" : "deleted");
+    if (!result.failedItems.empty()) {
+        out << ", " << result.failedItems.size() << " left in place";
+    }
+    out << ".";
+    if (result.wasCancelled) out << " Cancelled: the remaining items were not touched.";
+    if (trash && !result.cleanedItems.empty()) {
+        out << "\nTo put them back: velmora restore --last";
+    }
+    out << "\n";
+}
+
+void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home) {
+    for (const auto& item : result.restoredItems) {
+        out << "Restored: " << shown(item.restoredURL.path, home) << "\n";
+    }
+    for (const auto& item : result.failedItems) {
+        out << "Not restored: " << shown(item.cleanedItem.candidate.url.path, home) << "\n    "
+            << printable(item.reason) << "\n";
+    }
+    out << "\n"
+        << plural(static_cast<int64_t>(result.restoredItems.size()), "item", "items")
+        << " restored";
+    if (!result.failedItems.empty())
+        out << ", " << result.failedItems.size() << " left in the Trash";
+    out << ".";
+    if (result.wasCancelled) out << " Cancelled: the remaining items stay in the Trash.";
+    out << "\n";
+}
+
+void printHistory(std::ostream& out, const std::vector<CleanupAuditEntry>& entries,
+                  const std::string& home) {
+    if (entries.empty()) {
+        out << "No cleanups or restores have been recorded yet.\n";
+        return;
+    }
+    for (const auto& e : entries) {
+        const bool restore = e.operation == CleanupAuditOperation::restore;
+        std::string what = restore                                     ? "Restore"
+                           : e.mode == CleaningMode::deletePermanently ? "Permanent deletion"
+                                                                       : "Cleanup (moved to Trash)";
+        out << formatLocalTime(e.occurredAt) << "  " << what << "\n";
+        out << "  " << e.succeededItemCount << " of " << e.requestedItemCount << " "
+            << (e.requestedItemCount == 1 ? "item" : "items") << " "
+            << (restore ? "restored" : "done") << ", " << formatBytes(e.affectedBytes) << " of "
+            << formatBytes(e.requestedBytes);
+        if (e.failedItemCount > 0) out << "; " << e.failedItemCount << " failed";
+        if (e.wasCancelled) out << "; cancelled";
+        out << "\n";
+        for (const auto& p : e.samplePaths) out << "    " << shown(p, home) << "\n";
+        for (const auto& r : e.failureReasons) out << "    ! " << printable(r) << "\n";
+        out << "  id " << e.id << "\n\n";
+    }
+}
+
+}  // namespace velmora::cli
