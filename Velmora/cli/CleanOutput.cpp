@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "CleanerCore/review/CleanupSelectionPreview.h"
+#include "CleanerCore/review/CleanupStorageImpactReport.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 
 namespace velmora::cli {
@@ -114,8 +115,15 @@ void printHistory(std::ostream& out, const std::vector<CleanupAuditEntry>& entri
         out << formatLocalTime(e.occurredAt) << "  " << what << "\n";
         out << "  " << e.succeededItemCount << " of " << e.requestedItemCount << " "
             << (e.requestedItemCount == 1 ? "item" : "items") << " "
-            << (restore ? "restored" : "done") << ", " << formatBytes(e.affectedBytes) << " of "
-            << formatBytes(e.requestedBytes);
+            << (restore                                     ? "restored"
+                : e.mode == CleaningMode::deletePermanently ? "deleted"
+                                                            : "moved")
+            << ", " << formatBytes(e.affectedBytes) << " of " << formatBytes(e.requestedBytes);
+        if (auto impact = CleanupStorageImpactReport::make(e)) {
+            if (auto fraction = impact->affectedByteFraction()) {
+                out << fmt::format(" ({:.0f}% of the selected bytes)", *fraction * 100);
+            }
+        }
         if (e.failedItemCount > 0) out << "; " << e.failedItemCount << " failed";
         if (e.wasCancelled) out << "; cancelled";
         out << "\n";
