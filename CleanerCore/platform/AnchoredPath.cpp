@@ -45,7 +45,9 @@ std::optional<AnchorIdentity> AnchorIdentity::of(int fd) {
 }
 
 std::optional<AnchorIdentity> AnchorIdentity::ofPath(const std::string& path) {
-    UniqueFd fd(::open(path.c_str(), O_PATH | O_CLOEXEC));
+    // O_NOFOLLOW: a root that was swapped for a link after its checks must not be recorded as
+    // (or matched by) whatever the link leads to.
+    UniqueFd fd(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC));
     if (!fd) return std::nullopt;
     return of(fd.get());
 }
@@ -83,7 +85,7 @@ Result<AnchoredItem, AnchorFailure> openAnchoredItem(const std::string& anchorPa
     if (item.path.compare(0, prefix.size(), prefix) != 0) {
         return Failure{AnchorFailure{K::anchorChanged, anchor, 0}};
     }
-    UniqueFd fd(::open(anchor.c_str(), kDirectoryFlags));
+    UniqueFd fd(::open(anchor.c_str(), kDirectoryFlags | O_NOFOLLOW));
     auto identity = fd ? AnchorIdentity::of(fd.get()) : std::nullopt;
     if (!identity || *identity != expected) {
         return Failure{AnchorFailure{K::anchorChanged, anchor, 0}};

@@ -42,7 +42,8 @@ struct AnchorIdentity {
 
     /// The identity of the object `fd` refers to; nullopt when it cannot be read.
     static std::optional<AnchorIdentity> of(int fd);
-    /// The identity of the folder `path` leads to (links followed); nullopt when unreadable.
+    /// The identity of the folder at `path` (links above it followed, a final link never);
+    /// nullopt when it is unreadable, a link or not a folder.
     static std::optional<AnchorIdentity> ofPath(const std::string& path);
 };
 

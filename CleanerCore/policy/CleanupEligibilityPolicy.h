@@ -41,8 +41,9 @@ struct CleanupEligibilityPolicy {
     std::vector<Root> roots;
 
     /// Admits each location whose root the path rules allow (relative to `rules`, built for the
-    /// effective home folder), whose path is not "/" and whose attributes can be read. The
-    /// identity is that of the folder the path leads to (links above it are the user's layout).
+    /// effective home folder), whose path is not "/" and whose attributes can be read.  The
+    /// identity is that of the folder itself, read without following a final link (links above
+    /// it are the user's layout).
     /// `maximumDescendantItems` = max(descendantLimit, 1); the traversal limit is
     /// max(traversalLimit, descendants), or four times the descendants (saturating) when absent.
     static CleanupEligibilityPolicy make(const std::vector<ScanLocation>& locations,

@@ -235,15 +235,18 @@ std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::s
     return checkItem(key, isProtectedUserDataPath(key, catalogue), missing);
 }
 
-const AllowedRoot* SafePathPolicy::containingRoot(const std::string& key) const {
+std::optional<SafePathPolicy::RootMatch> SafePathPolicy::containingRoot(
+    const std::string& key) const {
     for (const auto& root : allowedRoots) {
-        std::string k = root.usesCaseInsensitivePathComparison ? asciiLowercased(key) : key;
-        std::string r = root.usesCaseInsensitivePathComparison
-                            ? asciiLowercased(root.resolvedPathKey)
-                            : root.resolvedPathKey;
-        if (keyIsWithin(k, r)) return &root;
+        const bool ci = root.usesCaseInsensitivePathComparison;
+        const std::string k = ci ? asciiLowercased(key) : key;
+        // The resolved form first; then the form the caller gave, so that an item named through
+        // the user's own links (a linked /home or ~/.local) is still inside its root.
+        for (const std::string& form : {root.resolvedPathKey, lexicalPathKey(root.rawPath)}) {
+            if (keyIsWithin(k, ci ? asciiLowercased(form) : form)) return RootMatch{&root, form};
+        }
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 std::optional<CleaningError> SafePathPolicy::checkCleanPath(const std::string& path,
@@ -256,7 +259,7 @@ std::optional<CleaningError> SafePathPolicy::checkCleanPath(const std::string& p
 std::optional<CleaningError> SafePathPolicy::checkTrashedPath(const std::string& path) const {
     using K = CleaningError::Kind;
     std::string key = lexicalPathKey(path);
-    const AllowedRoot* root = containingRoot(key);
+    const auto root = containingRoot(key);
     if (!root) return CleaningError{K::pathNotAllowed, key};
     const auto& conv = PathConventions::forCatalogue(catalogue);
     const bool ci = usesCaseInsensitivePathComparison;
@@ -265,9 +268,8 @@ std::optional<CleaningError> SafePathPolicy::checkTrashedPath(const std::string&
         return CleaningError{K::pathNotAllowed, key};
     }
     if (isCriticalKey(key)) return CleaningError{K::criticalPath, key};
-    const std::string below = key.size() > root->resolvedPathKey.size()
-                                  ? key.substr(root->resolvedPathKey.size())
-                                  : std::string("/");
+    const std::string below =
+        key.size() > root->key.size() ? key.substr(root->key.size()) : std::string("/");
     return checkItem(key, isProtectedUserDataPath(below, catalogue), MissingItem::refused);
 }
 

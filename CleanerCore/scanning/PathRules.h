@@ -82,8 +82,13 @@ struct SafePathPolicy {
     /// the path below the containing root; everything else is as in `checkCleanPath`.
     std::optional<CleaningError> checkTrashedPath(const std::string& path) const;
 
-    /// The allowed root containing the path key, or null.
-    const AllowedRoot* containingRoot(const std::string& key) const;
+    /// The allowed root containing the path key (by its resolved form, else by the form it was
+    /// given in) and the form that matched; nullopt when none contains it.
+    struct RootMatch {
+        const AllowedRoot* root;
+        std::string key;
+    };
+    std::optional<RootMatch> containingRoot(const std::string& key) const;
 };
 
 }  // namespace velmora

@@ -151,7 +151,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
                 : "Delete these items permanently? They cannot be restored.";
         if (!askToConfirm(question, std::cin, info)) {
             info << "Nothing was changed.\n";
-            return 0;
+            return cancel.isCancellationRequested() ? 130 : 0;
         }
     }
 
@@ -244,7 +244,7 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
         }
         if (!askToConfirm("Put these items back?", std::cin, info)) {
             info << "Nothing was changed.\n";
-            return 0;
+            return cancel.isCancellationRequested() ? 130 : 0;
         }
     }
 

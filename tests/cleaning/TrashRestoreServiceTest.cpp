@@ -128,3 +128,23 @@ TEST_F(TrashRestoreServiceTest, AnEmptyOrCancelledRunRestoresNothing) {
 
 }  // namespace
 }  // namespace velmora
+
+namespace velmora {
+namespace {
+
+// A data folder reached through the user's own link (~/.local pointing elsewhere) is still the
+// user's trash: items go there and come back.
+TEST_F(TrashRestoreServiceTest, RoundTripsThroughALinkedDataFolder) {
+    tree.dir("elsewhere/local");
+    tree.symlink("home/.local", tree.path("elsewhere/local"));
+    tree.file("home/.cache/app/f", 10);
+    auto cleaned = clean(scan());
+    ASSERT_EQ(cleaned.cleanedItems.size(), 1u) << test::reasons(cleaned)[0];
+    EXPECT_TRUE(exists(tree.path("elsewhere/local/share/Trash/files/app/f")));
+    auto result = restore(cleaned.cleanedItems);
+    EXPECT_TRUE(result.failedItems.empty()) << test::reasons(result)[0];
+    EXPECT_TRUE(exists(cache + "/app/f"));
+}
+
+}  // namespace
+}  // namespace velmora
