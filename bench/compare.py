@@ -2,11 +2,13 @@
 """Side-by-side timing of velmora against the established tool for the same work.
 
 usage: compare.py scan VELMORA HOME CATALOGUE   # direct-mode scan of all roots vs `du -sk` over them
+       compare.py trash VELMORA DIR [ITEMS] [RUNS] # moving ITEMS (1000) folders to the Trash vs trash-put
 
-Prints one Markdown table row per comparison: the command pair, mean wall times (hyperfine,
-warm cache, several runs), the ratio velmora / reference, and velmora's peak memory.
+Prints one Markdown table row per comparison: the command pair, wall times (scan: hyperfine
+means, warm cache, several runs; trash: medians of RUNS (7) interleaved runs on fresh copies),
+the ratio velmora / reference, and velmora's peak memory.
 """
-import json, os, subprocess, sys, tempfile, urllib.parse
+import json, os, shutil, statistics, subprocess, sys, tempfile, time, urllib.parse
 
 
 def hyperfine(commands, runs=10, warmup=3):
@@ -17,9 +19,9 @@ def hyperfine(commands, runs=10, warmup=3):
     return [r["mean"] for r in data["results"]], [r["stddev"] for r in data["results"]]
 
 
-def peak_rss_mib(argv):
+def peak_rss_mib(argv, env=None):
     res = subprocess.run(["/usr/bin/time", "-f", "%M", *argv], stdout=subprocess.DEVNULL,
-                         stderr=subprocess.PIPE, text=True, check=True)
+                         stderr=subprocess.PIPE, text=True, check=True, env=env)
     return int(res.stderr.strip().splitlines()[-1]) / 1024.0
 
 
@@ -45,6 +47,85 @@ def scan(velmora, home, catalogue="linux"):
           f"| du -sk {theirs*1000:.0f} ms ± {sd_theirs*1000:.0f} | **{ours/theirs:.2f}** | {mem:.1f} MiB |")
 
 
+def trash(velmora, bench_dir, items="1000", runs="7"):
+    """Both tools move the same ITEMS confirmed folders (three small files each, one in a
+    subfolder, all three days old) from a throw-away home's ~/.cache to that home's Trash
+    ($XDG_DATA_HOME/Trash). Every run starts from a fresh copy of the folders and an empty
+    Trash and history. velmora cleans from a saved `scan --json` report, so the scan is not
+    timed; every re-validation of every item (scope, protection, identity, freshness walk, the
+    move's own identity check, the check that the item is gone) and the history entry are.
+    The two tools' runs alternate so that both see the same machine state."""
+    items, runs = int(items), int(runs)
+    template = os.path.join(bench_dir, f"trash-template-{items}")
+    home = os.path.join(bench_dir, "trash-home")
+    report = os.path.join(bench_dir, "trash-report.json")
+    if not os.path.exists(os.path.join(template, ".done")):
+        shutil.rmtree(template, ignore_errors=True)
+        old = time.time() - 3 * 86400
+        for i in range(items):
+            folder = os.path.join(template, f"item-{i:04d}")
+            os.makedirs(os.path.join(folder, "sub"))
+            for name, data in (("one", b"a" * 200), ("two", b"two\n"), ("sub/three", b"three\n")):
+                with open(os.path.join(folder, name), "wb") as f:
+                    f.write(data)
+            for path in (os.path.join(folder, n) for n in ("one", "two", "sub/three", "sub", "")):
+                os.utime(path, (old, old))
+        open(os.path.join(template, ".done"), "w").close()
+    cache = os.path.join(home, ".cache")
+    files = os.path.join(home, ".local/share/Trash/files")
+    env = {"HOME": home, "XDG_DATA_HOME": os.path.join(home, ".local/share"),
+           "XDG_CACHE_HOME": cache, "XDG_CONFIG_HOME": os.path.join(home, ".config"),
+           "PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8"}
+    targets = [os.path.join(cache, f"item-{i:04d}") for i in range(items)]
+
+    def fresh():
+        shutil.rmtree(home, ignore_errors=True)
+        os.makedirs(cache)
+        subprocess.run(["cp", "-a", template + "/.", cache], check=True)
+        os.remove(os.path.join(cache, ".done"))
+        # The copies' (and the previous run's) write-back must not land in the timed run.
+        subprocess.run(["sync"], check=True)
+
+    ours = [velmora, "--home", home, "--catalogue", "linux", "clean", "--report", report,
+            "--defaults", "--yes", "--quiet"]
+    theirs = ["trash-put", *targets]
+
+    def prepare_ours():
+        fresh()
+        with open(report, "wb") as out:
+            subprocess.run([velmora, "--home", home, "--catalogue", "linux", "scan", "--json",
+                            "--quiet"], env=env, stdout=out, check=True)
+        subprocess.run(["sync"], check=True)
+
+    def timed(argv):
+        start = time.perf_counter()
+        subprocess.run(argv, env=env, stdout=subprocess.DEVNULL, check=True)
+        elapsed = time.perf_counter() - start
+        moved = len(os.listdir(files))
+        if moved != items:
+            sys.exit(f"{argv[0]} moved {moved} of {items} items")
+        return elapsed
+
+    times = {"ours": [], "theirs": []}
+    for run in range(runs + 1):  # the first round warms the caches and is not counted
+        prepare_ours()
+        t_ours = timed(ours)
+        fresh()
+        t_theirs = timed(theirs)
+        if run:
+            times["ours"].append(t_ours)
+            times["theirs"].append(t_theirs)
+    prepare_ours()
+    mem = peak_rss_mib(ours, env)
+    shutil.rmtree(home, ignore_errors=True)
+    m_ours, m_theirs = statistics.median(times["ours"]), statistics.median(times["theirs"])
+    spread = lambda ts: f"{min(ts)*1000:.0f}–{max(ts)*1000:.0f}"
+    print(f"| moving {items:,} confirmed folders to the Trash (saved report; every re-validation) "
+          f"| velmora {m_ours*1000:.0f} ms ({spread(times['ours'])}) "
+          f"| trash-put {m_theirs*1000:.0f} ms ({spread(times['theirs'])}) "
+          f"| **{m_ours/m_theirs:.2f}** | {mem:.1f} MiB |")
+
+
 if __name__ == "__main__":
     kind = sys.argv[1]
-    {"scan": scan}[kind](*sys.argv[2:])
+    {"scan": scan, "trash": trash}[kind](*sys.argv[2:])

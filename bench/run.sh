@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# Builds the reference trees (once) and compares velmora with the established tools on them.
+# Builds the reference trees (once) and compares velmora with the established tools on them:
+# the scan with `du -sk`, moving 1,000 confirmed folders to the Trash with `trash-put`.
 # Usage: bench/run.sh [FILES]   (default 300000). Trees live in $VELMORA_BENCH_DIR
-# (default /tmp/velmora-bench); the release build must exist (make bench does both).
+# (default /tmp/velmora-bench); the release build must exist (make bench does both), or
+# VELMORA names another velmora binary.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 files=${1:-300000}
 dir=${VELMORA_BENCH_DIR:-/tmp/velmora-bench}
-velmora=build/release/bin/velmora
+velmora=${VELMORA:-build/release/bin/velmora}
 corpus=../shared/bench/make_corpus.py
 [ -f "$corpus" ] || corpus=shared/bench/make_corpus.py
 
@@ -21,3 +23,4 @@ echo "| work | velmora | reference | ratio | velmora peak memory |"
 echo "|---|---|---|---|---|"
 python3 bench/compare.py scan "$velmora" "$dir/scan-$files" linux
 python3 bench/compare.py scan "$velmora" "$dir/scan-$files" macos
+python3 bench/compare.py trash "$velmora" "$dir" 1000

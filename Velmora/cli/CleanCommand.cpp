@@ -6,6 +6,7 @@
 #include <iostream>
 #include <iterator>
 #include <set>
+#include <vector>
 
 #include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
@@ -50,28 +51,46 @@ Result<ScanReport> readReport(const std::string& file) {
 // The candidates the options select, in report order; an unknown path or id refuses all.
 Result<std::vector<CleanupCandidate>> select(const CleanCommandOptions& options,
                                              const ScanReport& report) {
-    std::set<std::string> paths, ids(options.ids.begin(), options.ids.end());
-    for (const auto& p : options.paths) paths.insert(absolutePathFromArgument(p));
-    std::set<std::string> foundPaths, foundIDs;
-    std::vector<CleanupCandidate> selection;
-    for (const auto& c : report.candidates) {
-        const bool byPath = paths.count(c.url.path) > 0;
-        const bool byID = ids.count(c.id) > 0;
-        if (byPath) foundPaths.insert(c.url.path);
-        if (byID) foundIDs.insert(c.id);
-        if (byPath || byID || (options.defaults && c.isSelectedByDefault)) selection.push_back(c);
+    const auto& candidates = report.candidates;
+    std::vector<bool> chosen(candidates.size(), false);
+    for (size_t i = 0; i < candidates.size(); ++i) {
+        chosen[i] = options.defaults && candidates[i].isSelectedByDefault;
     }
-    for (const auto& p : paths) {
-        if (!foundPaths.count(p)) {
-            return fail("not a cleanup candidate of this scan: " + printable(p) +
+    for (const auto& argument : options.paths) {
+        const std::string path = absolutePathFromArgument(argument);
+        bool found = false;
+        for (size_t i = 0; i < candidates.size(); ++i) {
+            if (candidates[i].url.path == path) chosen[i] = found = true;
+        }
+        if (!found) {
+            return fail("not a cleanup candidate of this scan: " + printable(path) +
                         "\nRun `velmora scan` to see the candidates; nothing was cleaned.");
         }
     }
-    for (const auto& id : ids) {
-        if (!foundIDs.count(id)) {
+    for (const auto& id : options.ids) {
+        // An id copied from JSON output names a non-UTF-8 path with U+FFFD in place of the
+        // bytes that are not text; it selects the one candidate whose id renders so, never
+        // several.
+        std::vector<size_t> exact, rendered;
+        for (size_t i = 0; i < candidates.size(); ++i) {
+            if (candidates[i].id == id) exact.push_back(i);
+            if (validUTF8(candidates[i].id) == id) rendered.push_back(i);
+        }
+        const auto& matches = exact.empty() ? rendered : exact;
+        if (matches.empty()) {
             return fail("no candidate has the id " + printable(id) +
                         "\nRun `velmora scan --json` to see the ids; nothing was cleaned.");
         }
+        if (matches.size() > 1) {
+            return fail("the id " + printable(id) +
+                        " names several candidates whose names are not valid text; select them "
+                        "by path instead. Nothing was cleaned.");
+        }
+        chosen[matches[0]] = true;
+    }
+    std::vector<CleanupCandidate> selection;
+    for (size_t i = 0; i < candidates.size(); ++i) {
+        if (chosen[i]) selection.push_back(candidates[i]);
     }
     return selection;
 }
@@ -161,13 +180,19 @@ int runCleanCommand(const CleanCommandOptions& options) {
         service.clean(*selection, setup->locations, mode, policyFor(*setup, catalogue));
 
     CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
-    store.appendAtCurrentTime(makeCleanAuditEntry(
-        *selection, result, mode, CleanupAuditSource::cleanupDashboard, currentDate()));
+    CleanupAuditEntry entry = makeCleanAuditEntry(
+        *selection, result, mode, CleanupAuditSource::cleanupDashboard, currentDate());
+    const std::string entryID = entry.id;
+    // A cleanup too large for the history's size cap is kept without its item list.
+    bool historyKeptItems = false;
+    for (const auto& kept : store.appendAtCurrentTime(std::move(entry))) {
+        if (kept.id == entryID) historyKeptItems = !kept.cleanedItems.empty();
+    }
 
     if (options.json) {
         std::cout << dumpJSON(nlohmann::json(result), true) << "\n";
     } else {
-        printCleanResult(std::cout, result, mode, home);
+        printCleanResult(std::cout, result, mode, home, historyKeptItems);
     }
     if (result.wasCancelled) return 130;
     return result.failedItems.empty() ? 0 : 1;

@@ -57,7 +57,7 @@ void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate
 }
 
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home) {
+                      const std::string& home, bool historyKeptItems) {
     const bool trash = mode == CleaningMode::moveToTrash;
     int64_t bytes = 0;
     for (const auto& item : result.cleanedItems) {
@@ -78,7 +78,9 @@ void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode
     out << ".";
     if (result.wasCancelled) out << " Cancelled: the remaining items were not touched.";
     if (trash && !result.cleanedItems.empty()) {
-        out << "\nTo put them back: velmora restore --last";
+        out << (historyKeptItems ? "\nTo put them back: velmora restore --last"
+                                 : "\nThe history could not keep the list of so many items; "
+                                   "they can be put back from your desktop's Trash.");
     }
     out << "\n";
 }

@@ -15,9 +15,10 @@ namespace velmora::cli {
 void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate>& selection,
                            const std::string& home);
 
-/// One line per item (moved / refused with its reason), then a summary sentence.
+/// One line per item (moved / refused with its reason), then a summary sentence and how to undo
+/// it (`historyKeptItems`: the history entry kept the item list `restore` needs).
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home);
+                      const std::string& home, bool historyKeptItems);
 void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home);
 
 /// The history, newest first: one block per entry.

@@ -1,0 +1,177 @@
+// `velmora clean`, `restore` and `history` as a new user meets them: what is refused (and that a
+// refusal changes nothing), what happens to items that changed after the scan, what the history
+// check says after the file was edited, and that the desktop's trash tools see Velmora's work.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
+#include "cli/CommandRunner.h"
+
+namespace velmora {
+namespace {
+
+namespace fs = std::filesystem;
+using test::CommandHome;
+using test::Outcome;
+
+const std::string kNoTerminal = "there is no terminal to ask for confirmation";
+
+// A home with old cache folders and a saved scan report of them.
+struct CacheHome : CommandHome {
+    std::string reportFile = tree.path("io/report.json");
+
+    explicit CacheHome(const std::vector<std::string>& folders) {
+        for (const auto& f : folders) oldCacheFile(f + "/inner/data", "data of " + f);
+    }
+    std::string cache(const std::string& name) const { return homePath(".cache/" + name); }
+    std::string id(const std::string& name) const { return "userCaches:" + cache(name); }
+
+    void saveReport() {
+        Outcome o = velmora({"scan", "--json"});
+        ASSERT_EQ(o.status, 0) << o.err;
+        std::ofstream(reportFile, std::ios::binary) << o.out;
+    }
+};
+
+TEST(CleanCommandTest, RefusedInvocationsExitTwoAndChangeNothing) {
+    CacheHome h({"a", "b"});
+    h.saveReport();
+    // One cleanup in the history, so that `restore` has something it could act on.
+    Outcome first = h.velmora({"clean", "--report", h.reportFile, "--id", h.id("b"), "--yes"});
+    ASSERT_EQ(first.status, 0) << first.err;
+    const auto before = h.snapshot();
+
+    struct Case {
+        std::vector<std::string> args;
+        std::string message;  // in standard error
+    };
+    const std::string unknownID = "no candidate has the id ";
+    const std::string unknownPath = "not a cleanup candidate of this scan: ";
+    const std::vector<Case> cases = {
+        // Without a terminal, nothing is done unless --yes confirms it.
+        {{"clean", "--report", h.reportFile, "--id", h.id("a")}, kNoTerminal},
+        {{"clean", h.cache("a")}, kNoTerminal},
+        {{"clean", "--defaults"}, kNoTerminal},
+        {{"clean", "--delete-permanently", h.cache("a")}, kNoTerminal},
+        {{"restore", "--last"}, kNoTerminal},
+        // A selection naming anything that is not a candidate cleans nothing at all.
+        {{"clean", "--report", h.reportFile, "--id", h.id("a"), "--id", "userCaches:/nope",
+          "--yes"},
+         unknownID + "userCaches:/nope"},
+        {{"clean", h.cache("a"), h.cache("missing"), "--yes"}, unknownPath + h.cache("missing")},
+        {{"clean", h.homePath("Documents"), "--yes"}, unknownPath + h.homePath("Documents")},
+        {{"clean", "--report", h.tree.path("io/absent.json"), "--id", h.id("a"), "--yes"},
+         "could not read the report"},
+        {{"clean", "--yes"}, "choose what to clean"},
+        {{"restore", "--entry", "00000000-0000-0000-0000-000000000000", "--yes"},
+         "the history holds no cleanup with the id"},
+        {{"restore", "--last", h.cache("a"), "--yes"}, "was not cleaned by that cleanup"},
+    };
+    for (const auto& c : cases) {
+        std::string label;
+        for (const auto& a : c.args) label += a + " ";
+        Outcome o = h.velmora(c.args);
+        EXPECT_EQ(o.status, 2) << label << "\n" << o.err;
+        EXPECT_NE(o.err.find(c.message), std::string::npos) << label << "\n" << o.err;
+        EXPECT_EQ(h.snapshot(), before) << label;
+    }
+}
+
+TEST(CleanCommandTest, ItemsChangedAfterTheScanAreRefusedAndTheOthersCleaned) {
+    CacheHome h({"touched", "replaced", "kept"});
+    h.saveReport();
+    // A file inside one item is touched 5 s later; another item is replaced by a new folder of
+    // the same name, age and content.
+    struct stat st {};
+    ASSERT_EQ(::lstat(h.cache("touched/inner/data").c_str(), &st), 0);
+    h.tree.setMtime("home/.cache/touched/inner/data", static_cast<double>(st.st_mtim.tv_sec) + 5);
+    fs::remove_all(h.cache("replaced"));
+    h.oldCacheFile("replaced/inner/data", "data of replaced");
+
+    Outcome o = h.velmora({"clean", "--report", h.reportFile, "--id", h.id("touched"), "--id",
+                           h.id("replaced"), "--id", h.id("kept"), "--yes", "--json"});
+    EXPECT_EQ(o.status, 1) << o.err;
+    const nlohmann::json result = nlohmann::json::parse(o.out);
+    ASSERT_EQ(result.at("cleanedItems").size(), 1u);
+    EXPECT_EQ(test::pathOfFileURL(result["cleanedItems"][0]["candidate"]["url"]), h.cache("kept"));
+    std::set<std::string> reasons;  // in report order, which depends on sizes
+    for (const auto& f : result.at("failedItems")) reasons.insert(f.at("reason"));
+    EXPECT_EQ(reasons, (std::set<std::string>{
+                           "Refusing to clean because the item changed since the scan result: " +
+                               h.cache("touched"),
+                           "Refusing to clean because the item changed since it was scanned: " +
+                               h.cache("replaced")}));
+    EXPECT_TRUE(fs::exists(h.cache("touched/inner/data")));
+    EXPECT_TRUE(fs::exists(h.cache("replaced/inner/data")));
+    EXPECT_FALSE(fs::exists(h.cache("kept")));
+    EXPECT_TRUE(fs::exists(h.trashFiles + "/kept/inner/data"));
+}
+
+TEST(CleanCommandTest, HistoryVerifyFailsOnceAStoredEntryIsEdited) {
+    CacheHome h({"a", "b"});
+    for (const char* name : {"a", "b"}) {
+        Outcome o = h.velmora({"clean", h.cache(name), "--yes"});
+        ASSERT_EQ(o.status, 0) << o.err;
+    }
+    Outcome intact = h.velmora({"history", "--verify"});
+    EXPECT_EQ(intact.status, 0) << intact.out;
+    EXPECT_NE(intact.out.find("Record integrity: no entry was changed or removed"),
+              std::string::npos)
+        << intact.out;
+
+    const std::string file = h.dataHome + "/Velmora/cleanup-audit-log.json";
+    std::string text = test::readAll(file);
+    const std::string key = "\"affectedBytes\": ";
+    const size_t at = text.find(key);
+    ASSERT_NE(at, std::string::npos) << text;
+    const size_t from = at + key.size();
+    const size_t digits = text.find_first_not_of("0123456789", from) - from;
+    text.replace(from, digits, std::to_string(std::stoll(text.substr(from, digits)) + 1));
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+
+    Outcome broken = h.velmora({"history", "--verify"});
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_EQ(broken.out,
+              "Record integrity: an entry was changed or removed. This log no longer matches what "
+              "was written.\n");
+}
+
+// Whether a line of trash-list's output ends in " <path>".
+bool listsPath(const std::string& listing, const std::string& path) {
+    std::istringstream lines(listing);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.size() > path.size() + 1 && line.ends_with(" " + path)) return true;
+    }
+    return false;
+}
+
+// The desktop's trash tools read what Velmora writes: trash-list shows each trashed item with
+// its original path, and no longer once Velmora restored it.
+TEST(CleanCommandTest, TrashListShowsTheOriginalPathsUntilTheRestore) {
+    const std::string trashList = "/usr/bin/trash-list";
+    if (::access(trashList.c_str(), X_OK) != 0) GTEST_SKIP() << "trash-list is not installed";
+    CacheHome h({"app one", "100%", "x"});
+    Outcome cleaned =
+        h.velmora({"clean", h.cache("app one"), h.cache("100%"), h.cache("x"), "--yes"});
+    ASSERT_EQ(cleaned.status, 0) << cleaned.err;
+
+    Outcome listed = h.run({trashList});
+    EXPECT_EQ(listed.status, 0) << listed.err;
+    for (const char* name : {"app one", "100%", "x"}) {
+        // "<date> <time> <original path>" per line.
+        EXPECT_TRUE(listsPath(listed.out, h.cache(name))) << name << " in\n" << listed.out;
+    }
+
+    Outcome restored = h.velmora({"restore", "--last", "--yes"});
+    ASSERT_EQ(restored.status, 0) << restored.err;
+    Outcome after = h.run({trashList});
+    EXPECT_EQ(after.out.find(h.home), std::string::npos) << after.out;
+}
+
+}  // namespace
+}  // namespace velmora
