@@ -45,11 +45,7 @@ CleaningService::CleaningService(CleaningContext context, CancellationQuery isCa
 CleanResult CleaningService::clean(const std::vector<CleanupCandidate>& candidates,
                                    const std::vector<ScanLocation>& locations, CleaningMode mode,
                                    const CleanupEligibilityPolicy& policy) const {
-    std::vector<std::string> rootPaths;
-    rootPaths.reserve(locations.size());
-    for (const auto& location : locations) rootPaths.push_back(location.rootURL.path);
-    const SafePathPolicy rules =
-        SafePathPolicy::make(rootPaths, context_.homeFolder, context_.catalogue);
+    const SafePathPolicy rules = pathRulesFor(locations, context_.homeFolder, context_.catalogue);
 
     CleanResult result;
     for (const auto& candidate : candidates) {

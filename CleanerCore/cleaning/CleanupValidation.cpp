@@ -112,6 +112,14 @@ class ValidationWalk {
 
 }  // namespace
 
+SafePathPolicy pathRulesFor(const std::vector<ScanLocation>& locations,
+                            const std::string& homeFolder, Catalogue catalogue) {
+    std::vector<std::string> rootPaths;
+    rootPaths.reserve(locations.size());
+    for (const auto& location : locations) rootPaths.push_back(location.rootURL.path);
+    return SafePathPolicy::make(rootPaths, homeFolder, catalogue);
+}
+
 Result<CleanupValidationSnapshot, ValidationStop> walkForValidation(
     const AnchoredItem& item, const CleanupValidationOptions& options, Catalogue catalogue,
     const CancellationQuery& isCancellationRequested) {

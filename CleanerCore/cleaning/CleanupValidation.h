@@ -13,6 +13,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "CleanerCore/cleaning/CleaningError.h"
 #include "CleanerCore/platform/AnchoredPath.h"
@@ -41,6 +42,10 @@ struct ValidationStop {
     bool cancelled = false;
     CleaningError error;  ///< meaningful when not cancelled
 };
+
+/// The clean-time path rules for a run: the locations' roots are the allowed roots.
+SafePathPolicy pathRulesFor(const std::vector<ScanLocation>& locations,
+                            const std::string& homeFolder, Catalogue catalogue);
 
 /// Two identities are equal when all ten fields are (absent equals only absent; dates exact).
 inline bool identitiesEqual(const FileResourceIdentity& a, const FileResourceIdentity& b) {

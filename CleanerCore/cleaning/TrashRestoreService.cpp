@@ -45,10 +45,7 @@ std::vector<std::string> TrashRestoreService::allowedTrashRoots(const CleanedIte
 RestoreResult TrashRestoreService::restore(const std::vector<CleanedItem>& items,
                                            const std::vector<ScanLocation>& locations,
                                            const CleanupEligibilityPolicy& policy) const {
-    std::vector<std::string> rootPaths;
-    for (const auto& location : locations) rootPaths.push_back(location.rootURL.path);
-    const SafePathPolicy rules =
-        SafePathPolicy::make(rootPaths, context_.homeFolder, context_.catalogue);
+    const SafePathPolicy rules = pathRulesFor(locations, context_.homeFolder, context_.catalogue);
 
     RestoreResult result;
     for (const auto& item : items) {

@@ -221,10 +221,8 @@ std::optional<CleaningError> checkItem(const std::string& key, bool isProtected,
 
 }  // namespace
 
-std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::string& path,
-                                                                    MissingItem missing) const {
+std::optional<CleaningError> SafePathPolicy::checkAreaAndCriticality(const std::string& key) const {
     using K = CleaningError::Kind;
-    std::string key = lexicalPathKey(path);
     const auto& conv = PathConventions::forCatalogue(catalogue);
     const bool ci = usesCaseInsensitivePathComparison;
     if (isOutsideCurrentUserArea(key, homePathKey, ci, conv) &&
@@ -232,6 +230,13 @@ std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::s
         return CleaningError{K::pathNotAllowed, key};
     }
     if (isCriticalKey(key)) return CleaningError{K::criticalPath, key};
+    return std::nullopt;
+}
+
+std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::string& path,
+                                                                    MissingItem missing) const {
+    std::string key = lexicalPathKey(path);
+    if (auto refusal = checkAreaAndCriticality(key)) return refusal;
     return checkItem(key, isProtectedUserDataPath(key, catalogue), missing);
 }
 
@@ -261,13 +266,7 @@ std::optional<CleaningError> SafePathPolicy::checkTrashedPath(const std::string&
     std::string key = lexicalPathKey(path);
     const auto root = containingRoot(key);
     if (!root) return CleaningError{K::pathNotAllowed, key};
-    const auto& conv = PathConventions::forCatalogue(catalogue);
-    const bool ci = usesCaseInsensitivePathComparison;
-    if (isOutsideCurrentUserArea(key, homePathKey, ci, conv) &&
-        (homeLexicalKey.empty() || isOutsideCurrentUserArea(key, homeLexicalKey, ci, conv))) {
-        return CleaningError{K::pathNotAllowed, key};
-    }
-    if (isCriticalKey(key)) return CleaningError{K::criticalPath, key};
+    if (auto refusal = checkAreaAndCriticality(key)) return refusal;
     const std::string below =
         key.size() > root->key.size() ? key.substr(root->key.size()) : std::string("/");
     return checkItem(key, isProtectedUserDataPath(below, catalogue), MissingItem::refused);

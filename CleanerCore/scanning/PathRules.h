@@ -63,6 +63,10 @@ struct SafePathPolicy {
     /// are refused as well as "/private/etc" itself).
     bool isCriticalKey(std::string_view key) const;
 
+    /// The other-user rule (`pathNotAllowed`) and the critical paths (`criticalPath`) on a
+    /// path key; pure.
+    std::optional<CleaningError> checkAreaAndCriticality(const std::string& key) const;
+
     /// Whether a path where nothing exists passes the symbolic-link test. Cleaning needs the
     /// item; a restore checks its original place, which is normally empty.
     enum class MissingItem { refused, allowed };

@@ -38,6 +38,17 @@ CleanupEligibilityPolicy policyFor(const ScanSetup& setup, Catalogue catalogue) 
         SafePathPolicy::make({}, setup.environment.home, catalogue));
 }
 
+// The scan locations of the request; a refused request is explained on standard error.
+std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
+                                          const CancellationToken& cancel) {
+    auto setup = prepareScan(request, cancel);
+    if (!setup) {
+        std::cerr << "velmora: " << setup.error() << "\n";
+        return std::nullopt;
+    }
+    return std::move(*setup);
+}
+
 Result<ScanReport> readReport(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     if (!in) return fail("could not read the report " + printable(file));
@@ -115,12 +126,8 @@ int runCleanCommand(const CleanCommandOptions& options) {
     CancellationToken cancel;
     InterruptScope interrupts(cancel);
     raiseOpenFileLimit();
-
-    auto setup = prepareScan(options.request, cancel);
-    if (!setup) {
-        std::cerr << "velmora: " << setup.error() << "\n";
-        return kUsageError;
-    }
+    auto setup = prepareOrExplain(options.request, cancel);
+    if (!setup) return kUsageError;
     const std::string& home = setup->environment.home;
     const Catalogue catalogue = options.request.catalogue;
 
@@ -206,12 +213,9 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
     }
     CancellationToken cancel;
     InterruptScope interrupts(cancel);
-
-    auto setup = prepareScan(options.request, cancel);
-    if (!setup) {
-        std::cerr << "velmora: " << setup.error() << "\n";
-        return kUsageError;
-    }
+    raiseOpenFileLimit();
+    auto setup = prepareOrExplain(options.request, cancel);
+    if (!setup) return kUsageError;
     const std::string& home = setup->environment.home;
     const Catalogue catalogue = options.request.catalogue;
 

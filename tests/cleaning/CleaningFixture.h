@@ -2,6 +2,10 @@
 // A home folder in a throw-away tree with one scan location (~/.cache), the scanner that
 // proposes its entries and the services that clean and restore them, wired as the commands do.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <iterator>
 
 #include <string>
 #include <vector>
@@ -71,6 +75,16 @@ class CleaningFixture : public ::testing::Test {
         return service.restore(items, locations, policy());
     }
 };
+
+inline bool exists(const std::string& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0;
+}
+
+inline std::string contents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
 
 /// "reason" texts of the failed items, in order.
 template <typename Result>

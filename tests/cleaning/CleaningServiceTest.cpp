@@ -15,12 +15,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::CleaningFixture;
+using test::contents;
+using test::exists;
 using test::reasons;
-
-bool exists(const std::string& path) {
-    struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0;
-}
 
 using CleaningServiceTest = CleaningFixture;
 

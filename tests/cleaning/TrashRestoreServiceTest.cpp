@@ -15,17 +15,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::CleaningFixture;
+using test::contents;
+using test::exists;
 using test::reasons;
-
-bool exists(const std::string& path) {
-    struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0;
-}
-
-std::string contents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 using TrashRestoreServiceTest = CleaningFixture;
 
