@@ -51,19 +51,6 @@ std::vector<std::string> namesIn(const std::string& dir) {
     return names;
 }
 
-std::string percentDecoded(const std::string& text) {
-    std::string out;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size()) {
-            out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            out += text[i];
-        }
-    }
-    return out;
-}
-
 /// The Path= and DeletionDate= values of a well-formed .trashinfo; nullopt otherwise.
 std::optional<std::pair<std::string, std::string>> parseTrashInfo(const std::string& text) {
     constexpr std::string_view kHead = "[Trash Info]\nPath=";
@@ -190,55 +177,6 @@ TEST(TrashTest, MovesFilesAndFoldersIntoTheHomeTrash) {
     EXPECT_EQ(fs::file_size(files + "/orphan.txt"), 1u);
 }
 
-TEST(TrashTest, HostileNamesRoundTripThroughPutBack) {
-    TestTree tree;
-    const Trash trash({tree.path("data"), ::getuid()});
-    std::string utf8Long;
-    for (int i = 0; i < 127; ++i) utf8Long += "\xC3\xA9";  // é
-    utf8Long += "x";                                       // 255 bytes
-    std::string utf8Cut;
-    for (int i = 0; i < 122; ++i) utf8Cut += "\xC3\xA9";  // 244 bytes: no split character
-    struct Case {
-        std::string name;
-        std::string trashName;  // empty: the name itself
-    };
-    const Case cases[] = {
-        {"line\nbreak", ""},
-        {"-rf", ""},
-        {"100%", ""},
-        {"%41%2F", ""},
-        {"bad\xFF\xFE name", ""},
-        {"tab\tquestion?#hash", ""},
-        {"[Trash Info]", ""},
-        {std::string(255, 'n'), std::string(245, 'n')},
-        {std::string(251, 'e') + ".txt", std::string(241, 'e') + ".txt"},
-        {utf8Long, utf8Cut},
-        {std::string(200, 'b') + "\xFF" + std::string(54, 'b'),
-         std::string(200, 'b') + "\xFF" + std::string(44, 'b')},
-    };
-    for (size_t i = 0; i < std::size(cases); ++i) {
-        const auto& c = cases[i];
-        SCOPED_TRACE(i);
-        const std::string original = tree.file("work/" + c.name, i + 1);
-        auto moved = moveItem(trash, original);
-        ASSERT_TRUE(moved) << moved.error().description;
-        EXPECT_EQ(moved->trashName, c.trashName.empty() ? c.name : c.trashName);
-        EXPECT_LE(moved->trashName.size(), 245u);
-        const std::string infoText = readFile(moved->trashInfoPath);
-        const auto info = parseTrashInfo(infoText);
-        ASSERT_TRUE(info) << infoText;
-        EXPECT_EQ(percentDecoded(info->first), original);
-        EXPECT_EQ(info->first.find_first_of("\n\t ?#[]\xFF"), std::string::npos) << info->first;
-
-        auto back = putItemBack(trash, *moved, original);
-        ASSERT_TRUE(back) << back.error().description;
-        EXPECT_TRUE(*back);
-        EXPECT_EQ(readFile(original), std::string(i + 1, 'x'));
-        EXPECT_FALSE(exists(moved->trashedPath));
-        EXPECT_FALSE(exists(moved->trashInfoPath));
-    }
-}
-
 TEST(TrashTest, RefusesATrashThatIsALinkOrNotTheUsers) {
     struct Case {
         std::string replaced;  // with a link to a folder outside the trash; empty: none
@@ -316,79 +254,6 @@ TEST(TrashTest, PutBackNeverReplacesWhatIsAtTheDestination) {
     EXPECT_TRUE(exists(moved->trashInfoPath));
 }
 
-std::optional<std::string> findOnPath(const std::string& program) {
-    const char* path = std::getenv("PATH");
-    std::stringstream dirs(path ? path : "/usr/bin:/bin");
-    for (std::string dir; std::getline(dirs, dir, ':');) {
-        const std::string candidate = dir + "/" + program;
-        if (!dir.empty() && ::access(candidate.c_str(), X_OK) == 0) return candidate;
-    }
-    return std::nullopt;
-}
-
-/// Runs `program` with exactly `environment`; its standard output, or nullopt when it failed.
-std::optional<std::string> runCapturing(const std::string& program,
-                                        const std::vector<std::string>& environment) {
-    int out[2];
-    if (::pipe(out) != 0) return std::nullopt;
-    std::vector<char*> envp;
-    for (const auto& e : environment) envp.push_back(const_cast<char*>(e.c_str()));
-    envp.push_back(nullptr);
-    char* argv[] = {const_cast<char*>(program.c_str()), nullptr};
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::dup2(out[1], STDOUT_FILENO);
-        const int devNull = ::open("/dev/null", O_WRONLY);
-        ::dup2(devNull, STDERR_FILENO);
-        ::close(out[0]);
-        ::execve(program.c_str(), argv, envp.data());
-        ::_exit(127);
-    }
-    ::close(out[1]);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(out[0], buffer, sizeof buffer)) != 0;) {
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) break;
-        text.append(buffer, static_cast<size_t>(n));
-    }
-    ::close(out[0]);
-    int status = 0;
-    if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status) ||
-        WEXITSTATUS(status) != 0) {
-        return std::nullopt;
-    }
-    return text;
-}
-
-TEST(TrashTest, TheDesktopsTrashToolsListWhatVelmoraTrashed) {
-    const auto trashList = findOnPath("trash-list");
-    if (!trashList) GTEST_SKIP() << "trash-list (Debian package trash-cli) is not installed";
-    TestTree tree;
-    const std::string home = tree.dir("home");
-    const Trash trash({home + "/.local/share", ::getuid()});
-    const std::string file = tree.file("work/with space 100% \xC3\xA9.txt", 5);
-    const std::string folder = tree.dir("work/a folder");
-    std::vector<std::string> expectedLines;
-    for (const auto& original : {file, folder}) {
-        auto moved = moveItem(trash, original);
-        ASSERT_TRUE(moved) << moved.error().description;
-        auto date = parseTrashInfo(readFile(moved->trashInfoPath))->second;
-        date[10] = ' ';
-        expectedLines.push_back(date + " " + original);
-    }
-    const char* path = std::getenv("PATH");
-    auto listed = runCapturing(
-        *trashList, {"HOME=" + home, "XDG_DATA_HOME=" + home + "/.local/share",
-                     "PATH=" + std::string(path ? path : "/usr/bin:/bin"), "LANG=C.UTF-8"});
-    ASSERT_TRUE(listed) << "trash-list failed";
-    for (const auto& line : expectedLines) {
-        EXPECT_NE(listed->find(line + "\n"), std::string::npos) << line << "\nin:\n" << *listed;
-    }
-}
-
-// ---- a second file system ----
-//
 // The per-volume trash needs a file system other than the one holding $XDG_DATA_HOME. A child
 // process enters a mount namespace of its own (with a user namespace when not root), mounts
 // tmpfs folders inside the test tree and reports its findings through a pipe and its exit
