@@ -1,0 +1,376 @@
+#include "CleanerCore/insights/DuplicateDetection.h"
+
+#include "CleanerCore/insights/ContentDigest.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "insights/DuplicateTestSupport.h"
+
+namespace velmora {
+namespace {
+
+using test::collectAll;
+using test::groupPaths;
+using test::patternContent;
+using test::smallFileOptions;
+using test::TestTree;
+using test::writeFile;
+using Paths = std::vector<std::vector<std::string>>;
+
+std::vector<std::string> reasonsOf(const DuplicateDetectionResult& r, const std::string& path) {
+    std::vector<std::string> out;
+    for (const auto& s : r.skippedItems) {
+        if (s.url.path == path) out.push_back(s.reason);
+    }
+    return out;
+}
+
+TEST(DuplicateDetection, IdenticalFilesFormOneGroupDescribedAsDuplicates) {
+    TestTree tree;
+    const auto content = patternContent(70'000, 1);
+    auto a = writeFile(tree, "Documents/a.bin", content);
+    auto b = writeFile(tree, "Downloads/b.bin", content);
+    auto c = writeFile(tree, "Downloads/c.bin", patternContent(70'000, 2));  // same size only
+    writeFile(tree, "Downloads/d.bin", content + "x");                       // other size
+    auto files = collectAll({c, b, a, tree.path("Downloads/d.bin")});
+    auto r = detectDuplicates(files, smallFileOptions(tree));
+
+    ASSERT_EQ(groupPaths(r), (Paths{{a, b}}));
+    const auto& g = r.groups[0];
+    EXPECT_EQ(g.sizeBytes, 70'000);
+    EXPECT_TRUE(g.id.starts_with("sha256:")) << g.id;
+    EXPECT_TRUE(g.id.ends_with(":70000")) << g.id;
+    const auto& f = g.files[0];
+    EXPECT_EQ(f.id, "duplicate:" + a);
+    EXPECT_EQ(f.kind, FileInsightKind::duplicate);
+    EXPECT_EQ(f.detail, "Duplicate set \xC2\xB7 2 copies");
+    EXPECT_EQ(f.displayName, "a.bin");
+    EXPECT_EQ(f.parentPath, "~/Documents");
+    EXPECT_EQ(f.sizeBytes, 70'000);
+    EXPECT_EQ(f.lastModified, files[2].modificationDate);
+    EXPECT_EQ(f.linkCount, 1);
+    EXPECT_TRUE(r.skippedItems.empty());
+    EXPECT_FALSE(r.budgetExceeded);
+    EXPECT_FALSE(r.wasCancelled);
+}
+
+TEST(DuplicateDetection, FilesBelowTheFloorAreNotCandidates) {
+    TestTree tree;
+    const auto content = patternContent(1'000, 1);
+    auto files = collectAll({writeFile(tree, "a", content), writeFile(tree, "b", content)});
+    auto options = smallFileOptions(tree);
+    options.budgets.minimumDuplicateFileBytes = 1'001;
+    EXPECT_TRUE(detectDuplicates(files, options).groups.empty());
+    options.budgets.minimumDuplicateFileBytes = 1'000;
+    EXPECT_EQ(detectDuplicates(files, options).groups.size(), 1u);
+    // The default floor (20 MiB) leaves small files alone.
+    options.budgets = DuplicateBudgets{};
+    EXPECT_TRUE(detectDuplicates(files, options).groups.empty());
+}
+
+TEST(DuplicateDetection, SamePrefixDifferentTailIsNoGroup) {
+    TestTree tree;
+    auto content = patternContent(200'000, 1);
+    auto a = writeFile(tree, "a", content);
+    content.back() ^= 1;
+    auto b = writeFile(tree, "b", content);
+    auto r = detectDuplicates(collectAll({a, b}), smallFileOptions(tree));
+    EXPECT_TRUE(r.groups.empty());
+    EXPECT_TRUE(r.skippedItems.empty());
+}
+
+TEST(DuplicateDetection, ADifferenceBetweenTheSamplesIsFoundByTheFullDigest) {
+    TestTree tree;
+    auto content = patternContent(307'200, 1);
+    auto a = writeFile(tree, "a", content);
+    content[100'000] ^= 1;  // outside [0, 65536), [120832, 186368) and [241664, 307200)
+    auto b = writeFile(tree, "b", content);
+    auto files = collectAll({a, b});
+    auto fa =
+        sampledFingerprint({a, files[0].device, files[0].inode, 307'200, std::nullopt}, nullptr);
+    auto fb =
+        sampledFingerprint({b, files[1].device, files[1].inode, 307'200, std::nullopt}, nullptr);
+    ASSERT_TRUE(fa.ok() && fb.ok());
+    ASSERT_EQ(fa->digest, fb->digest) << "the difference must lie outside the samples";
+    auto r = detectDuplicates(files, smallFileOptions(tree));
+    EXPECT_TRUE(r.groups.empty());
+}
+
+TEST(DuplicateDetection, SeveralGroupsOfOneSizeAreOrderedBySizeThenPath) {
+    TestTree tree;
+    const auto x = patternContent(2'000, 1), y = patternContent(2'000, 2);
+    const auto big = patternContent(3'000, 3);
+    auto files = collectAll({writeFile(tree, "y2", y), writeFile(tree, "x1", x),
+                             writeFile(tree, "a-y1", y), writeFile(tree, "x2", x),
+                             writeFile(tree, "z-big", big), writeFile(tree, "big", big)});
+    auto r = detectDuplicates(files, smallFileOptions(tree));
+    EXPECT_EQ(groupPaths(r), (Paths{{tree.path("big"), tree.path("z-big")},
+                                    {tree.path("a-y1"), tree.path("y2")},
+                                    {tree.path("x1"), tree.path("x2")}}));
+    EXPECT_NE(r.groups[1].id, r.groups[2].id);
+}
+
+TEST(DuplicateDetection, HardLinksAreLeftOutOfTheReclaimableEstimate) {
+    TestTree tree;
+    const auto content = patternContent(10'000, 1);
+    auto a = writeFile(tree, "a", content);
+    auto b = tree.path("b-link-of-a");
+    ASSERT_EQ(::link(a.c_str(), b.c_str()), 0);
+    auto c = writeFile(tree, "c", content);
+    auto d = writeFile(tree, "d", content);
+    auto r = detectDuplicates(collectAll({a, b, c, d}), smallFileOptions(tree));
+    ASSERT_EQ(r.groups.size(), 1u);
+    const auto& g = r.groups[0];
+    ASSERT_EQ(g.files.size(), 4u);
+    EXPECT_EQ(g.files[0].linkCount, 2);
+    EXPECT_EQ(g.files[1].linkCount, 2);
+    EXPECT_EQ(g.files[2].linkCount, 1);
+    EXPECT_EQ(g.files[0].detail, "Duplicate set \xC2\xB7 4 copies");
+    EXPECT_TRUE(g.hasHardLinkedMembers());
+    EXPECT_EQ(g.hardLinkedMemberCount(), 2);
+    // c and d count, less one to keep: deleting a or b frees nothing.
+    EXPECT_EQ(g.estimatedReclaimableBytes(), 10'000);
+}
+
+TEST(DuplicateDetection, FingerprintFileBudgetSkipsTheFilesBeyondIt) {
+    TestTree tree;
+    const auto content = patternContent(1'000, 1);
+    auto files = collectAll({writeFile(tree, "a", content), writeFile(tree, "b", content),
+                             writeFile(tree, "c", content)});
+    auto options = smallFileOptions(tree);
+    options.budgets.maximumDuplicateFingerprintFiles = 2;
+    auto r = detectDuplicates(files, options);
+    EXPECT_EQ(groupPaths(r), (Paths{{tree.path("a"), tree.path("b")}}));
+    ASSERT_EQ(r.skippedItems.size(), 1u);
+    EXPECT_EQ(r.skippedItems[0].url.path, tree.path("c"));
+    EXPECT_EQ(r.skippedItems[0].reason, "Duplicate fingerprint budget exceeded");
+    EXPECT_TRUE(r.budgetExceeded);
+}
+
+TEST(DuplicateDetection, FingerprintByteBudgetSkipsAFileLeftWithoutPartner) {
+    TestTree tree;
+    const auto small = patternContent(1'000, 1), large = patternContent(5'000, 2);
+    auto files = collectAll({writeFile(tree, "s1", small), writeFile(tree, "s2", small),
+                             writeFile(tree, "l1", large), writeFile(tree, "l2", large)});
+    auto options = smallFileOptions(tree);
+    // Granted by size descending: l1 (5,000) fits 6,500, l2 does not and leaves l1 without a
+    // partner; then s1 fits and s2 does not. Nothing can be compared, so nothing is read.
+    options.budgets.maximumDuplicateFingerprintBytes = 6'500;
+    auto r = detectDuplicates(files, options);
+    EXPECT_TRUE(r.groups.empty());
+    for (const char* name : {"l1", "l2", "s1", "s2"}) {
+        EXPECT_EQ(reasonsOf(r, tree.path(name)),
+                  std::vector<std::string>{"Duplicate fingerprint budget exceeded"})
+            << name;
+    }
+    options.budgets.maximumDuplicateFingerprintBytes = 11'000;
+    r = detectDuplicates(files, options);
+    EXPECT_EQ(groupPaths(r), (Paths{{tree.path("l1"), tree.path("l2")}}));
+    EXPECT_EQ(reasonsOf(r, tree.path("s1")),
+              std::vector<std::string>{"Duplicate fingerprint budget exceeded"});
+    EXPECT_EQ(reasonsOf(r, tree.path("s2")),
+              std::vector<std::string>{"Duplicate fingerprint budget exceeded"});
+    EXPECT_TRUE(r.budgetExceeded);
+}
+
+TEST(DuplicateDetection, HashFileBudgetSkipsTheFilesBeyondIt) {
+    TestTree tree;
+    const auto content = patternContent(1'000, 1);
+    auto files = collectAll({writeFile(tree, "a", content), writeFile(tree, "b", content),
+                             writeFile(tree, "c", content)});
+    auto options = smallFileOptions(tree);
+    options.budgets.maximumDuplicateHashFiles = 2;
+    auto r = detectDuplicates(files, options);
+    EXPECT_EQ(groupPaths(r), (Paths{{tree.path("a"), tree.path("b")}}));
+    EXPECT_EQ(r.groups[0].files[0].detail, "Duplicate set \xC2\xB7 2 copies");
+    ASSERT_EQ(r.skippedItems.size(), 1u);
+    EXPECT_EQ(r.skippedItems[0].url.path, tree.path("c"));
+    EXPECT_EQ(r.skippedItems[0].reason, "Duplicate hash budget exceeded");
+    EXPECT_TRUE(r.budgetExceeded);
+}
+
+TEST(DuplicateDetection, PerFileHashLimitSkipsALargerFile) {
+    TestTree tree;
+    const auto content = patternContent(1'048'577, 1);  // one byte above the 1 MiB floor
+    auto files = collectAll({writeFile(tree, "a", content), writeFile(tree, "b", content)});
+    auto options = smallFileOptions(tree);
+    options.budgets.maximumDuplicateFullHashBytesPerFile = 5;  // clamped to 1 MiB
+    auto r = detectDuplicates(files, options);
+    EXPECT_TRUE(r.groups.empty());
+    EXPECT_EQ(reasonsOf(r, tree.path("a")),
+              std::vector<std::string>{"Duplicate hash budget exceeded"});
+    EXPECT_EQ(reasonsOf(r, tree.path("b")),
+              std::vector<std::string>{"Duplicate hash budget exceeded"});
+    options.budgets.maximumDuplicateFullHashBytesPerFile = 1'048'577;
+    EXPECT_EQ(detectDuplicates(files, options).groups.size(), 1u);
+}
+
+TEST(DuplicateDetection, TotalHashBudgetSkipsWhatNoLongerFits) {
+    TestTree tree;
+    const auto x = patternContent(400'000, 1), y = patternContent(300'000, 2);
+    auto files = collectAll({writeFile(tree, "x1", x), writeFile(tree, "x2", x),
+                             writeFile(tree, "y1", y), writeFile(tree, "y2", y)});
+    auto options = smallFileOptions(tree);
+    options.budgets.maximumDuplicateHashBytes = 0;  // clamped to 1 MiB: x1 and x2, then y1 only
+    auto r = detectDuplicates(files, options);
+    EXPECT_EQ(groupPaths(r), (Paths{{tree.path("x1"), tree.path("x2")}}));
+    EXPECT_EQ(reasonsOf(r, tree.path("y1")),
+              std::vector<std::string>{"Duplicate hash budget exceeded"});
+    EXPECT_EQ(reasonsOf(r, tree.path("y2")),
+              std::vector<std::string>{"Duplicate hash budget exceeded"});
+}
+
+TEST(DuplicateDetection, ClampRaisesBudgetsToTheirFloors) {
+    DuplicateBudgets b{0, 0, 0, 0, 0, -5};
+    EXPECT_EQ(b.clamped(), (DuplicateBudgets{1, 1, 1'048'576, 1'048'576, 1, 1}));
+    EXPECT_EQ(DuplicateBudgets{}.clamped(), DuplicateBudgets{});
+}
+
+TEST(DuplicateDetection, AFileRewrittenAfterCollectionIsNotGrouped) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    auto a = writeFile(tree, "a", content), b = writeFile(tree, "b", content);
+    auto c = writeFile(tree, "c", content);
+    auto files = collectAll({a, b, c});
+    // Same size, same content even, but written again: its date no longer matches.
+    writeFile(tree, "c", content);
+    tree.setMtime("c", test::unixNow() + 3'600);
+    auto r = detectDuplicates(files, smallFileOptions(tree));
+    EXPECT_EQ(groupPaths(r), (Paths{{a, b}}));
+    EXPECT_EQ(reasonsOf(r, c), std::vector<std::string>{"File changed during the scan"});
+}
+
+TEST(DuplicateDetection, AFileReplacedAfterCollectionIsNotGrouped) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    auto a = writeFile(tree, "a", content), b = writeFile(tree, "b", content);
+    auto files = collectAll({a, b});
+    auto replacement = writeFile(tree, "replacement", content);
+    tree.setMtime("replacement", 0);
+    ASSERT_EQ(std::rename(replacement.c_str(), b.c_str()), 0);
+    files[1].modificationDate.reset();  // not even the date is needed: the inode differs
+    auto r = detectDuplicates(files, smallFileOptions(tree));
+    EXPECT_TRUE(r.groups.empty());
+    EXPECT_EQ(reasonsOf(r, b), std::vector<std::string>{"File changed during the scan"});
+}
+
+TEST(DuplicateDetection, ALinkSwappedInIsNotFollowed) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    auto a = writeFile(tree, "a", content);
+    auto b = tree.path("b");
+    ASSERT_EQ(::link(a.c_str(), b.c_str()), 0);
+    auto c = writeFile(tree, "c", content);
+    auto files = collectAll({a, b, c});
+    // b becomes a link to the very object it was: following it would pass every identity check.
+    ASSERT_EQ(::unlink(b.c_str()), 0);
+    ASSERT_EQ(::symlink(a.c_str(), b.c_str()), 0);
+    auto r = detectDuplicates(files, smallFileOptions(tree));
+    EXPECT_EQ(groupPaths(r), (Paths{{a, c}}));
+    EXPECT_EQ(reasonsOf(r, b), std::vector<std::string>{"File changed during the scan"});
+}
+
+TEST(DuplicateDetection, AnUnreadableFileIsSkippedWithTheSystemError) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    auto a = writeFile(tree, "a", content), b = writeFile(tree, "b", content);
+    auto c = writeFile(tree, "c", content);
+    auto files = collectAll({a, b, c});
+    tree.chmod("c", 0);
+    EXPECT_TRUE(test::runWithoutPrivileges(tree, [&] {
+        auto r = detectDuplicates(files, smallFileOptions(tree));
+        return groupPaths(r) == Paths{{a, b}} &&
+               reasonsOf(r, c) == std::vector<std::string>{"Permission denied"};
+    }));
+}
+
+TEST(DuplicateDetection, ProtectedPathsAreSkippedAndNeverRead) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    auto a = writeFile(tree, "a", content), b = writeFile(tree, "Library/Mail/b", content);
+    auto c = writeFile(tree, "c", content);
+    auto options = smallFileOptions(tree);
+    options.isProtectedUserDataPath = [](std::string_view p) {
+        return p.find("/Library/Mail/") != std::string_view::npos;
+    };
+    auto r = detectDuplicates(collectAll({a, b, c}), options);
+    EXPECT_EQ(groupPaths(r), (Paths{{a, c}}));
+    EXPECT_EQ(reasonsOf(r, b), std::vector<std::string>{"Protected user data path"});
+    EXPECT_FALSE(r.budgetExceeded);
+}
+
+TEST(DuplicateDetection, CancellationReturnsNoGroups) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    auto files = collectAll({writeFile(tree, "a", content), writeFile(tree, "b", content)});
+    CancellationToken token;
+    token.requestCancellation();
+    auto options = smallFileOptions(tree, 2);
+    options.cancellation = &token;
+    auto r = detectDuplicates(files, options);
+    EXPECT_TRUE(r.wasCancelled);
+    EXPECT_TRUE(r.groups.empty());
+}
+
+TEST(DuplicateDetection, CancellationWhileSelectingStopsBeforeAnyRead) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    std::vector<std::string> paths;
+    for (int i = 0; i < 6; ++i) paths.push_back(writeFile(tree, "f" + std::to_string(i), content));
+    auto files = collectAll(paths);
+    CancellationToken token;
+    auto options = smallFileOptions(tree);
+    options.cancellation = &token;
+    // The predicate runs while candidates are selected, before any file is read.
+    options.isProtectedUserDataPath = [&](std::string_view) {
+        token.requestCancellation();
+        return false;
+    };
+    auto r = detectDuplicates(files, options);
+    EXPECT_TRUE(r.wasCancelled);
+    EXPECT_TRUE(r.groups.empty());
+}
+
+TEST(DuplicateDetection, OneAndSeveralWorkersGiveTheSameResult) {
+    TestTree tree;
+    std::vector<std::string> paths;
+    for (int group = 0; group < 8; ++group) {
+        const auto content = patternContent(3'000 + 40'000 * (group % 3), group);
+        for (int copy = 0; copy <= group % 4; ++copy) {
+            paths.push_back(writeFile(
+                tree, "g" + std::to_string(group) + "/c" + std::to_string(copy), content));
+        }
+        // A same-size file with other content in every group.
+        auto other = patternContent(3'000 + 40'000 * (group % 3), 100 + group);
+        paths.push_back(writeFile(tree, "g" + std::to_string(group) + "/other", other));
+    }
+    auto files = collectAll(paths);
+    auto options = smallFileOptions(tree, 1);
+    options.budgets.maximumDuplicateHashFiles = 9;  // some files run out of budget
+    const auto one = detectDuplicates(files, options);
+    EXPECT_FALSE(one.groups.empty());
+    EXPECT_TRUE(one.budgetExceeded);
+    for (size_t workers : {2u, 3u, 8u}) {
+        options.workerCount = workers;
+        EXPECT_EQ(detectDuplicates(files, options), one) << workers << " workers";
+    }
+    // Input order does not matter either.
+    std::reverse(files.begin(), files.end());
+    options.workerCount = 2;
+    EXPECT_EQ(detectDuplicates(files, options), one);
+}
+
+TEST(DuplicateDetection, APathListedTwiceCountsOnce) {
+    TestTree tree;
+    const auto content = patternContent(9'000, 1);
+    auto a = writeFile(tree, "a", content);
+    auto r = detectDuplicates(collectAll({a, a}), smallFileOptions(tree));
+    EXPECT_TRUE(r.groups.empty());
+}
+
+}  // namespace
+}  // namespace velmora
