@@ -10,22 +10,6 @@ using nlohmann::json;
 
 namespace {
 
-template <typename E, typename F>
-E enumValue(const json& j, F fromRaw, const char* what) {
-    const auto& text = j.get_ref<const std::string&>();
-    auto v = fromRaw(text);
-    if (!v) {
-        throw json::other_error::create(
-            501, fmt::format("unknown value \"{}\" for \"{}\"", validUTF8(text), what), &j);
-    }
-    return *v;
-}
-
-double dateValue(const json& j) {
-    if (!j.is_number()) throw json::type_error::create(302, "a date must be a number", &j);
-    return j.get<double>();
-}
-
 // When `exact` renders to `text` (lossy UTF-8), `exact` is what was written.
 void restoreFrom(std::string& text, const std::string& exact) {
     if (exact != text && validUTF8(exact) == text) text = exact;
@@ -83,7 +67,7 @@ void to_json(json& j, const FileInsight& f) {
 }
 void from_json(const json& j, FileInsight& f) {
     f.url = j.at("url").get<FileURL>();
-    f.kind = enumValue<FileInsightKind>(j.at("kind"), fileInsightKindFromRaw, "kind");
+    f.kind = decodeEnum<FileInsightKind>(j.at("kind"), fileInsightKindFromRaw, "kind");
     f.id = j.at("id").get<std::string>();
     f.displayName = j.at("displayName").get<std::string>();
     f.parentPath = j.at("parentPath").get<std::string>();
@@ -92,7 +76,7 @@ void from_json(const json& j, FileInsight& f) {
     restoreDisplayPath(f.parentPath, deletingLastPathComponent(f.url.path));
     f.sizeBytes = j.at("sizeBytes").get<int64_t>();
     f.lastModified.reset();
-    if (j.contains("lastModified")) f.lastModified = dateValue(j.at("lastModified"));
+    if (j.contains("lastModified")) f.lastModified = decodeDate(j.at("lastModified"));
     f.resourceIdentity.reset();
     if (j.contains("resourceIdentity")) {
         f.resourceIdentity = j.at("resourceIdentity").get<FileResourceIdentity>();
@@ -100,7 +84,7 @@ void from_json(const json& j, FileInsight& f) {
     f.linkCount.reset();
     if (j.contains("linkCount")) f.linkCount = j.at("linkCount").get<int64_t>();
     f.detail = j.at("detail").get<std::string>();
-    f.safety = enumValue<CleanupSafety>(j.at("safety"), safetyFromRaw, "safety");
+    f.safety = decodeEnum<CleanupSafety>(j.at("safety"), safetyFromRaw, "safety");
 }
 
 void to_json(json& j, const DuplicateFileGroup& g) {
@@ -132,8 +116,8 @@ void from_json(const json& j, DuplicateKeeperRecommendation& r) {
     r.duplicateCount = j.at("duplicateCount").get<int64_t>();
     r.reasons.clear();
     for (const auto& reason : j.at("reasons")) {
-        r.reasons.push_back(
-            enumValue<DuplicateKeeperRecommendationReason>(reason, keeperReasonFromRaw, "reasons"));
+        r.reasons.push_back(decodeEnum<DuplicateKeeperRecommendationReason>(
+            reason, keeperReasonFromRaw, "reasons"));
     }
 }
 

@@ -10,6 +10,11 @@ namespace velmora {
 
 using nlohmann::json;
 
+double decodeDate(const json& j) {
+    if (!j.is_number()) throw json::type_error::create(302, "a date must be a number", &j);
+    return j.get<double>();
+}
+
 std::string validUTF8(std::string_view s) {
     std::string out;
     out.reserve(s.size());
@@ -66,19 +71,7 @@ void putOptionalText(json& j, const char* key, const std::optional<std::string>&
 
 template <typename E, typename F>
 E enumValue(const json& j, const char* key, F fromRaw) {
-    const auto& text = j.at(key).get_ref<const std::string&>();
-    auto v = fromRaw(text);
-    if (!v) {
-        throw json::other_error::create(
-            501, fmt::format("unknown value \"{}\" for \"{}\"", validUTF8(text), key), &j);
-    }
-    return *v;
-}
-
-// A number that must be a date: finite, as every date we write is.
-double dateValue(const json& j) {
-    if (!j.is_number()) throw json::type_error::create(302, "a date must be a number", &j);
-    return j.get<double>();
+    return decodeEnum<E>(j.at(key), fromRaw, key);
 }
 
 constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
@@ -215,8 +208,8 @@ void from_json(const json& j, FileResourceIdentity& r) {
     getOptional(j, "totalFileAllocatedSize", r.totalFileAllocatedSize);
     getOptional(j, "systemFileNumber", r.systemFileNumber);
     getOptional(j, "systemNumber", r.systemNumber);
-    if (j.contains("creationDate")) r.creationDate = dateValue(j.at("creationDate"));
-    if (j.contains("modificationDate")) r.modificationDate = dateValue(j.at("modificationDate"));
+    if (j.contains("creationDate")) r.creationDate = decodeDate(j.at("creationDate"));
+    if (j.contains("modificationDate")) r.modificationDate = decodeDate(j.at("modificationDate"));
 }
 
 void to_json(json& j, const CleanupCandidate& c) {
@@ -247,7 +240,7 @@ void from_json(const json& j, CleanupCandidate& c) {
     }
     c.sizeBytes = j.at("sizeBytes").get<int64_t>();
     c.lastModified.reset();
-    if (j.contains("lastModified")) c.lastModified = dateValue(j.at("lastModified"));
+    if (j.contains("lastModified")) c.lastModified = decodeDate(j.at("lastModified"));
     getOptional(j, "resourceIdentity", c.resourceIdentity);
     c.isSelectedByDefault = j.at("isSelectedByDefault").get<bool>();
     c.safety = enumValue<CleanupSafety>(j, "safety", safetyFromRaw);
@@ -294,7 +287,7 @@ void to_json(json& j, const ScanReport& r) {
     j["hasCompletedScan"] = r.hasCompletedScan;
 }
 void from_json(const json& j, ScanReport& r) {
-    r.scannedAt = dateValue(j.at("scannedAt"));
+    r.scannedAt = decodeDate(j.at("scannedAt"));
     r.candidates = j.at("candidates").get<std::vector<CleanupCandidate>>();
     r.skippedItems = j.at("skippedItems").get<std::vector<SkippedItem>>();
     r.scannedRoots = j.at("scannedRoots").get<std::vector<FileURL>>();

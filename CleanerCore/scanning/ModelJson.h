@@ -41,6 +41,22 @@ void from_json(const nlohmann::json&, ScanReport&);
 void to_json(nlohmann::json&, const StorageScanProgress&);
 void from_json(const nlohmann::json&, StorageScanProgress&);
 
+/// A date: a JSON number (seconds since 2001-01-01). Throws json::type_error otherwise.
+double decodeDate(const nlohmann::json& value);
+
+/// An enumeration from its raw text, through `fromRaw` (text -> optional value); an unknown text
+/// throws json::other_error naming `what` (the key being read).
+template <typename E, typename F>
+E decodeEnum(const nlohmann::json& value, F fromRaw, const char* what) {
+    const auto& text = value.get_ref<const std::string&>();
+    auto decoded = fromRaw(text);
+    if (!decoded) {
+        throw nlohmann::json::other_error::create(
+            501, "unknown value \"" + validUTF8(text) + "\" for \"" + what + "\"", &value);
+    }
+    return *decoded;
+}
+
 /// Serializes any JSON value as UTF-8 text (invalid sequences replaced), pretty when asked.
 std::string dumpJSON(const nlohmann::json& value, bool pretty);
 
