@@ -8,6 +8,7 @@
 #include "CleanerCore/platform/FileSystem.h"
 #include "Velmora/cli/CleanCommand.h"
 #include "Velmora/cli/HistoryCommand.h"
+#include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 
 namespace velmora::cli {
@@ -103,6 +104,15 @@ int run(int argc, char** argv) {
     historyCommand->add_flag("--verify", history.verify,
                              "Check that no entry was changed or removed (exit 1 if one was)");
 
+    InsightsCommandOptions insights;
+    CLI::App* insightsCommand = app.add_subcommand(
+        "insights",
+        "Storage insights (read-only): folder sizes, large files, older downloads, duplicates "
+        "with a suggested copy to keep, security review items and the system state");
+    insightsCommand->add_flag("--json", insights.json, "Print the report as JSON");
+    insightsCommand->add_flag("--keepers", insights.keepers,
+                              "Print the suggested copy to keep of every duplicate group");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -136,6 +146,11 @@ int run(int argc, char** argv) {
     if (restoreCommand->parsed()) {
         finish(restore.request, restoreFlags);
         return runRestoreCommand(restore);
+    }
+    if (insightsCommand->parsed()) {
+        insights.homeOverride = home;
+        insights.catalogue = chosen;
+        return runInsightsCommand(insights);
     }
     if (historyCommand->parsed()) {
         history.homeOverride = home;

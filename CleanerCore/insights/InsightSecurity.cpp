@@ -1,0 +1,84 @@
+#include "CleanerCore/insights/InsightSecurity.h"
+
+#include <algorithm>
+#include <array>
+
+#include "CleanerCore/scanning/FileURL.h"
+
+namespace velmora {
+
+namespace {
+
+struct ExtensionRow {
+    std::string_view extension, detail;
+    int severity;
+};
+
+constexpr std::array<ExtensionRow, 8> kTable = {{
+    {"pkg", "Installer package", 4},
+    {"dmg", "Disk image", 2},
+    {"mobileconfig", "Configuration profile", 5},
+    {"command", "Executable command script", 3},
+    {"sh", "Shell script", 3},
+    {"app", "Application bundle", 4},
+    {"workflow", "Automation workflow", 3},
+    {"webloc", "Web shortcut", 1},
+}};
+
+constexpr std::array<std::string_view, 25> kExcludedExtensions = {
+    "txt",  "md",  "markdown", "rst", "pdf",  "rtf", "doc", "docx", "odt",
+    "html", "htm", "nfo",      "log", "json", "xml", "csv", "jpg",  "jpeg",
+    "png",  "gif", "webp",     "svg", "srt",  "sub", "vtt"};
+
+const ExtensionRow* rowFor(std::string_view extension) {
+    for (const auto& row : kTable) {
+        if (row.extension == extension) return &row;
+    }
+    return nullptr;
+}
+
+bool isWordByte(unsigned char c) {
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c >= 0x80;
+}
+
+bool hasSuspiciousWord(const std::string& lowercased) {
+    size_t i = 0;
+    while (i < lowercased.size()) {
+        while (i < lowercased.size() && !isWordByte(static_cast<unsigned char>(lowercased[i]))) ++i;
+        const size_t start = i;
+        while (i < lowercased.size() && isWordByte(static_cast<unsigned char>(lowercased[i]))) ++i;
+        const std::string_view word(lowercased.data() + start, i - start);
+        if (word == "crack" || word == "keygen" || word == "patcher") return true;
+    }
+    return false;
+}
+
+std::string asciiLowercased(std::string_view text) {
+    std::string out(text);
+    for (auto& c : out) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return out;
+}
+
+}  // namespace
+
+std::optional<std::string> securityDetail(std::string_view fileName) {
+    const std::string extension = pathExtensionLowercased(fileName);
+    if (const auto* row = rowFor(extension)) return std::string(row->detail);
+    if (std::find(kExcludedExtensions.begin(), kExcludedExtensions.end(), extension) !=
+        kExcludedExtensions.end()) {
+        return std::nullopt;
+    }
+    if (hasSuspiciousWord(asciiLowercased(fileName))) {
+        return std::string(kSuspiciousFilenamePattern);
+    }
+    return std::nullopt;
+}
+
+int securitySeverity(std::string_view fileName) {
+    if (const auto* row = rowFor(pathExtensionLowercased(fileName))) return row->severity;
+    return 1;
+}
+
+}  // namespace velmora

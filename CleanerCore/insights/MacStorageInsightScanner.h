@@ -1,0 +1,115 @@
+#pragma once
+// The read-only "Storage Insights" scan of a home folder: a storage map of its main folders,
+// large files, older Downloads items, duplicate groups, security review items and the skipped
+// items with their reasons, plus a system snapshot taken at the start. Never moves, deletes or
+// writes anything.
+//
+// Walk: each root (InsightScanRoots.h) that exists as a real folder (not a link) is walked
+// depth-first through directory descriptors, never following a link (links are neither
+// followed nor counted). Per item: cancellation test; the protected-data rule (below) skips the
+// subtree with "Protected user data path"; the item counts as visited, and a visit beyond
+// `maximumVisitedItemsPerRoot` stops the root as truncated with one "Folder inventory limit
+// exceeded"; a package folder (PackageExtensions.h) is one unit whose size is the sum of its
+// regular files (its contents are never findings; "Could not enumerate package" when they cannot
+// be listed, "Contains protected user data" when protected data lies inside it); a regular file
+// counts its allocated size, else its logical size. A folder that cannot be listed is skipped
+// with "Could not enumerate folder" and the walk goes on. Size overflow stops the root as
+// truncated.
+//
+// Findings (packages count as files here, except for duplicates): large files (size at least
+// `minimumLargeFileBytes`, caution) from every root and Downloads items (any size, caution) from
+// the Downloads root, both size descending then path, cut to `maximumResultCount`; a recent file
+// (modified after scan start − `minimumReviewFileAge`) that would be listed in either produces
+// one "Recently modified" skipped item instead (at most `maximumRecentReviewSkippedItems`).
+// Security items (InsightSecurity.h, manual review) are kept in a bounded heap by severity, then
+// size, then path. Duplicates come from detectDuplicates over the regular files collected.
+//
+// Protected data: isProtectedUserDataPath with the catalogue, and in addition any path with a
+// component ".trash" or where "library" is followed by "containers" or "group containers", or
+// "library/application support" by "containers" or "group containers" (case-insensitive).
+//
+// Threading: `scan` blocks the calling thread (duplicate reading uses its own workers); the
+// scanner holds no mutable state, so scans may run concurrently. Errors never escape: every
+// problem becomes a skipped item. Cancellation is tested before every item and between phases;
+// a cancelled scan returns what it found with `isTruncated` true and no duplicate groups.
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "CleanerCore/insights/InsightScanRoots.h"
+#include "CleanerCore/insights/MacStorageInsightReport.h"
+#include "CleanerCore/scanning/Cancellation.h"
+#include "CleanerCore/scanning/PathConventions.h"
+
+namespace velmora {
+
+namespace InsightSkipReason {
+inline constexpr std::string_view kCouldNotEnumerateFolder = "Could not enumerate folder";
+inline constexpr std::string_view kCouldNotEnumeratePackage = "Could not enumerate package";
+inline constexpr std::string_view kProtectedUserDataPath = "Protected user data path";
+inline constexpr std::string_view kContainsProtectedUserData = "Contains protected user data";
+inline constexpr std::string_view kRecentlyModified = "Recently modified";
+inline constexpr std::string_view kFolderInventoryLimitExceeded = "Folder inventory limit exceeded";
+}  // namespace InsightSkipReason
+
+/// The insight scan's protected-data rule (see above). Pure, thread-safe.
+bool isProtectedInsightPath(std::string_view standardizedPath, Catalogue catalogue);
+
+class MacStorageInsightScanner {
+  public:
+    /// The defaults are the application's values; `clamped` applies the floors silently.
+    struct Configuration {
+        int64_t minimumLargeFileBytes = 104'857'600;
+        int64_t minimumDuplicateFileBytes = 20'971'520;
+        double minimumReviewFileAge = 86'400;
+        int64_t maximumVisitedItemsPerRoot = 8'000;
+        int64_t maximumResultCount = 250;
+        int64_t maximumRecentReviewSkippedItems = 250;
+        int64_t maximumDuplicateHashFiles = 500;
+        int64_t maximumDuplicateFullHashBytesPerFile = 536'870'912;
+        int64_t maximumDuplicateHashBytes = 1'073'741'824;
+        int64_t maximumDuplicateFingerprintFiles = 2'000;
+        int64_t maximumDuplicateFingerprintBytes = 268'435'456;
+
+        /// Floors 1 byte, 1 byte, age 0…30 days (NaN counts as 0), 128, 20, 0, 1, 1 MiB, 1 MiB,
+        /// 1, 1 byte, in field order.
+        Configuration clamped() const;
+        friend bool operator==(const Configuration&, const Configuration&) = default;
+    };
+
+    struct Options {
+        Catalogue catalogue = Catalogue::linux;
+        /// Where user-dirs.dirs is read (`linux`); default "<home>/.config".
+        std::optional<std::string> configHome;
+        /// The user's own home, for display paths outside the scanned home (see InsightModel.h).
+        std::optional<std::string> platformHome;
+        /// Taken once at the start of the scan; default SystemResourceSnapshot::capture.
+        std::function<SystemResourceSnapshot()> captureSnapshot;
+        /// The scan's start time; default currentDate.
+        std::function<Date()> now;
+        /// Workers for duplicate reading; 0: detectDuplicates' default.
+        size_t duplicateWorkerCount = 0;
+    };
+
+    /// `home` is standardized here; `configuration` is clamped here.
+    MacStorageInsightScanner(std::string home, Configuration configuration, Options options);
+
+    const Configuration& configuration() const { return configuration_; }
+    const std::string& home() const { return home_; }
+
+    MacStorageInsightReport scan(const CancellationToken& cancel) const;
+
+  private:
+    std::string home_;
+    Configuration configuration_;
+    Options options_;
+};
+
+/// One recommendation per duplicate group of `report`, in group order.
+std::vector<DuplicateKeeperRecommendation> duplicateKeeperRecommendations(
+    const MacStorageInsightReport& report, Catalogue catalogue);
+
+}  // namespace velmora

@@ -1,0 +1,23 @@
+#pragma once
+// `velmora insights`: the read-only storage insight scan of the home folder, printed as a
+// summary for people, as the MacStorageInsightReport JSON (`--json`), or as the list of
+// DuplicateKeeperRecommendation records (`--keepers --json`; `--keepers` alone prints the
+// keepers as text). Runs on the calling (main) thread; Ctrl-C cancels the scan.
+#include <optional>
+#include <string>
+
+#include "CleanerCore/scanning/PathConventions.h"
+
+namespace velmora::cli {
+
+struct InsightsCommandOptions {
+    std::optional<std::string> homeOverride;
+    Catalogue catalogue = Catalogue::linux;
+    bool json = false;
+    bool keepers = false;
+};
+
+/// Exit status: 0 done, 130 cancelled (what was found is still printed).
+int runInsightsCommand(const InsightsCommandOptions& options);
+
+}  // namespace velmora::cli

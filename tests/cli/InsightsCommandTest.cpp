@@ -1,0 +1,87 @@
+// `velmora insights` as a user runs it: the built program in a child process whose home and
+// XDG folders lie inside a throw-away tree. The files are small (the default large-file and
+// duplicate thresholds are never reached), so the checks are about roots, counts, Downloads
+// items, security findings, skipped items and the JSON shape.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/CommandRunner.h"
+
+namespace velmora::test {
+namespace {
+
+class InsightsCommandTest : public ::testing::Test {
+  protected:
+    CommandHome h;
+    const double old = unixNow() - 3 * 86400;
+
+    void oldFile(const std::string& relative, size_t size) {
+        h.tree.file("home/" + relative, size);
+        h.tree.setMtime("home/" + relative, old);
+    }
+
+    Outcome insights(const std::vector<std::string>& args) {
+        std::vector<std::string> argv = {VELMORA_BINARY, "--home", h.home,
+                                         "--catalogue",  "macos",  "insights"};
+        argv.insert(argv.end(), args.begin(), args.end());
+        return h.run(argv);
+    }
+};
+
+TEST_F(InsightsCommandTest, JsonReportOfAMacosHome) {
+    oldFile("Downloads/setup.pkg", 10000);  // more blocks than notes.txt
+    oldFile("Downloads/notes.txt", 100);
+    oldFile("Documents/a/b.txt", 2000);
+    oldFile("Library/Mail/V10/m.emlx", 100);  // not a root: never seen
+    oldFile("Library/Application Support/CloudDocs/x", 100);
+    h.tree.symlink("home/Documents/link", h.tree.path("home/Downloads/setup.pkg"));
+    const auto before = h.snapshot();
+
+    const auto o = insights({"--json"});
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(h.snapshot(), before);  // read-only
+    const auto j = nlohmann::json::parse(o.out);
+    EXPECT_TRUE(j.at("hasCompletedScan").get<bool>());
+    EXPECT_FALSE(j.at("isTruncated").get<bool>());
+    std::map<std::string, std::pair<int64_t, int64_t>> roots;
+    for (const auto& item : j.at("heatmapItems")) {
+        roots[item.at("displayName").get<std::string>()] = {item.at("itemCount").get<int64_t>(),
+                                                            item.at("sizeBytes").get<int64_t>()};
+    }
+    ASSERT_EQ(roots.size(), 3u);
+    EXPECT_EQ(roots["~/Downloads"].first, 2);
+    EXPECT_EQ(roots["~/Documents"].first, 1);  // the link is not counted
+    EXPECT_EQ(roots["~/Library/Application Support"].first, 0);
+    EXPECT_GT(roots["~/Downloads"].second, 0);
+    ASSERT_EQ(j.at("downloadFiles").size(), 2u);
+    EXPECT_EQ(j.at("downloadFiles")[0].at("displayName"), "setup.pkg");
+    EXPECT_EQ(j.at("downloadFiles")[0].at("kind"), "download");
+    ASSERT_EQ(j.at("securityFindings").size(), 1u);
+    EXPECT_EQ(j.at("securityFindings")[0].at("detail"), "Installer package");
+    EXPECT_EQ(j.at("largeFiles").size(), 0u);
+    ASSERT_EQ(j.at("skippedItems").size(), 1u);
+    EXPECT_EQ(j.at("skippedItems")[0].at("reason"), "Protected user data path");
+    EXPECT_EQ(pathOfFileURL(j.at("skippedItems")[0].at("url").get<std::string>()),
+              h.homePath("Library/Application Support/CloudDocs"));
+    EXPECT_TRUE(j.at("systemSnapshot").contains("physicalMemoryBytes"));
+}
+
+TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
+    oldFile("Documents/x.bin", 10);
+    auto o = insights({});
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_NE(o.out.find("Storage map"), std::string::npos);
+    EXPECT_NE(o.out.find("~/Documents"), std::string::npos);
+    EXPECT_NE(o.out.find("System"), std::string::npos);
+
+    o = insights({"--keepers", "--json"});
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(nlohmann::json::parse(o.out), nlohmann::json::array());
+
+    EXPECT_EQ(insights({"--bogus"}).status, 2);
+    EXPECT_EQ(h.run({VELMORA_BINARY, "--home", h.home + "/missing", "insights"}).status, 2);
+}
+
+}  // namespace
+}  // namespace velmora::test

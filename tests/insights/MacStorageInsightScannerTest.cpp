@@ -1,0 +1,379 @@
+#include "CleanerCore/insights/MacStorageInsightScanner.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "support/TestTree.h"
+
+namespace velmora {
+namespace {
+
+using test::TestTree;
+using test::unixNow;
+using Config = MacStorageInsightScanner::Configuration;
+
+SystemResourceSnapshot fixedSnapshot() {
+    SystemResourceSnapshot s;
+    s.capturedAt = 42;
+    s.processorCount = 3;
+    return s;
+}
+
+int64_t allocated(const std::string& path) {
+    struct stat st {};
+    EXPECT_EQ(::lstat(path.c_str(), &st), 0);
+    const int64_t a = static_cast<int64_t>(st.st_blocks) * 512;
+    return a > 0 ? a : st.st_size;
+}
+
+// A home folder in a throw-away tree, with everything old unless a test makes it recent.
+class InsightScannerTest : public ::testing::Test {
+  protected:
+    TestTree tree;
+    const std::string home = tree.dir("home");
+    const double old = unixNow() - 3 * 86400;
+
+    std::string file(const std::string& relative, size_t size) {
+        const std::string p = tree.file("home/" + relative, size);
+        tree.setMtime("home/" + relative, old);
+        return p;
+    }
+
+    Config smallConfig() const {
+        Config c;
+        c.minimumLargeFileBytes = 50'000;
+        c.minimumDuplicateFileBytes = 1;
+        return c;
+    }
+
+    MacStorageInsightReport scan(Config config = {}, Catalogue catalogue = Catalogue::macos) {
+        MacStorageInsightScanner::Options o;
+        o.catalogue = catalogue;
+        o.captureSnapshot = fixedSnapshot;
+        o.duplicateWorkerCount = 1;
+        return MacStorageInsightScanner(home, config, o).scan(cancel);
+    }
+
+    static size_t countReason(const MacStorageInsightReport& r, std::string_view reason) {
+        return static_cast<size_t>(
+            std::count_if(r.skippedItems.begin(), r.skippedItems.end(),
+                          [&](const auto& s) { return s.reason == reason; }));
+    }
+
+    static bool lists(const std::vector<FileInsight>& list, const std::string& path) {
+        return std::any_of(list.begin(), list.end(),
+                           [&](const auto& f) { return f.url.path == path; });
+    }
+
+    CancellationToken cancel;
+};
+
+TEST(InsightConfigurationTest, ClampsToFloors) {
+    struct Row {
+        Config in;
+        Config expected;
+    };
+    Config low;
+    low.minimumLargeFileBytes = 0;
+    low.minimumDuplicateFileBytes = -5;
+    low.minimumReviewFileAge = -1;
+    low.maximumVisitedItemsPerRoot = 10;
+    low.maximumResultCount = 5;
+    low.maximumRecentReviewSkippedItems = -3;
+    low.maximumDuplicateHashFiles = 0;
+    low.maximumDuplicateFullHashBytesPerFile = 10;
+    low.maximumDuplicateHashBytes = 10;
+    low.maximumDuplicateFingerprintFiles = 0;
+    low.maximumDuplicateFingerprintBytes = 0;
+    Config lowClamped{1, 1, 0, 128, 20, 0, 1, 1'048'576, 1'048'576, 1, 1};
+    Config longAge;
+    longAge.minimumReviewFileAge = 40 * 86400;
+    Config longAgeClamped;
+    longAgeClamped.minimumReviewFileAge = 30 * 86400;
+    Config nanAge;
+    nanAge.minimumReviewFileAge = std::nan("");
+    Config nanAgeClamped;
+    nanAgeClamped.minimumReviewFileAge = 0;
+    for (const auto& row : std::vector<Row>{{Config{}, Config{}},
+                                            {low, lowClamped},
+                                            {longAge, longAgeClamped},
+                                            {nanAge, nanAgeClamped}}) {
+        EXPECT_EQ(row.in.clamped(), row.expected);
+        MacStorageInsightScanner scanner("/x/../home", row.in, {});
+        EXPECT_EQ(scanner.configuration(), row.expected);
+        EXPECT_EQ(scanner.home(), "/home");
+    }
+}
+
+TEST_F(InsightScannerTest, HomeWithoutRootsGivesEmptyCompleteReport) {
+    file("Other/big.bin", 200'000);
+    const auto r = scan(smallConfig());
+    EXPECT_TRUE(r.hasCompletedScan);
+    EXPECT_FALSE(r.isTruncated);
+    EXPECT_TRUE(r.heatmapItems.empty());
+    EXPECT_TRUE(r.skippedItems.empty());
+    EXPECT_TRUE(r.largeFiles.empty());
+    EXPECT_EQ(r.systemSnapshot, fixedSnapshot());
+}
+
+TEST_F(InsightScannerTest, StorageMapSumsAllocatedSizesAndKeepsRootOrderForTies) {
+    const auto a = file("Documents/a.txt", 5000);
+    const auto b = file("Documents/deep/er/b.txt", 7000);
+    const auto c = file("Pictures/c.txt", 30000);
+    tree.dir("home/Desktop");
+    tree.dir("home/Music");
+    const auto r = scan();
+    ASSERT_EQ(r.heatmapItems.size(), 4u);
+    const int64_t docs = allocated(a) + allocated(b), pics = allocated(c);
+    ASSERT_NE(docs, pics);
+    const auto& first = docs > pics ? r.heatmapItems[0] : r.heatmapItems[1];
+    EXPECT_EQ(first.id, home + "/Documents");
+    EXPECT_EQ(first.displayName, "~/Documents");
+    EXPECT_EQ(first.sizeBytes, docs);
+    EXPECT_EQ(first.itemCount, 2);
+    // Desktop and Music are empty: equal sizes keep the root order (Desktop first).
+    EXPECT_EQ(r.heatmapItems[2].displayName, "~/Desktop");
+    EXPECT_EQ(r.heatmapItems[3].displayName, "~/Music");
+    EXPECT_FALSE(r.isTruncated);
+}
+
+TEST_F(InsightScannerTest, VisitLimitTruncatesRootOnce) {
+    for (int i = 0; i < 140; ++i) file("Documents/f" + std::to_string(i), 1);
+    file("Desktop/ok", 1);
+    Config c;
+    c.maximumVisitedItemsPerRoot = 128;
+    const auto r = scan(c);
+    EXPECT_TRUE(r.isTruncated);
+    ASSERT_EQ(countReason(r, InsightSkipReason::kFolderInventoryLimitExceeded), 1u);
+    for (const auto& item : r.heatmapItems) {
+        EXPECT_EQ(item.isTruncated, item.displayName == "~/Documents") << item.displayName;
+        if (item.isTruncated) {
+            EXPECT_EQ(item.itemCount, 128);
+        }
+    }
+}
+
+TEST_F(InsightScannerTest, PackageIsOneUnitAndApplicationBundleFinding) {
+    const auto x = file("Downloads/Tool.app/Contents/MacOS/tool", 9000);
+    const auto y = file("Downloads/Tool.app/Contents/Info.plist", 3000);
+    tree.setMtime("home/Downloads/Tool.app", old);
+    const auto r = scan();
+    ASSERT_EQ(r.heatmapItems.size(), 1u);
+    EXPECT_EQ(r.heatmapItems[0].itemCount, 1);
+    EXPECT_EQ(r.heatmapItems[0].sizeBytes, allocated(x) + allocated(y));
+    ASSERT_EQ(r.securityFindings.size(), 1u);
+    EXPECT_EQ(r.securityFindings[0].detail, "Application bundle");
+    EXPECT_EQ(r.securityFindings[0].url.path, home + "/Downloads/Tool.app");
+    ASSERT_EQ(r.downloadFiles.size(), 1u);  // the bundle, never its contents
+    EXPECT_EQ(r.downloadFiles[0].sizeBytes, allocated(x) + allocated(y));
+}
+
+TEST_F(InsightScannerTest, AgeRuleHoldsBackRecentFilesWithBoundedSkippedItems) {
+    const auto big = file("Documents/recent.bin", 200'000);
+    tree.setMtime("home/Documents/recent.bin", unixNow() - 3600);
+    for (int i = 0; i < 3; ++i) {
+        file("Downloads/new" + std::to_string(i), 10);
+        tree.setMtime("home/Downloads/new" + std::to_string(i), unixNow() - 60);
+    }
+    Config c = smallConfig();
+    c.maximumRecentReviewSkippedItems = 2;
+    auto r = scan(c);
+    EXPECT_TRUE(r.largeFiles.empty());
+    EXPECT_TRUE(r.downloadFiles.empty());
+    EXPECT_EQ(countReason(r, InsightSkipReason::kRecentlyModified), 2u);
+
+    c.maximumRecentReviewSkippedItems = 250;
+    r = scan(c);
+    EXPECT_EQ(countReason(r, InsightSkipReason::kRecentlyModified), 4u);
+    EXPECT_TRUE(std::any_of(r.skippedItems.begin(), r.skippedItems.end(),
+                            [&](const auto& s) { return s.url.path == big; }));
+
+    c.minimumReviewFileAge = 0;  // nothing is recent: a file modified an hour ago is listed
+    r = scan(c);
+    EXPECT_TRUE(lists(r.largeFiles, big));
+}
+
+TEST_F(InsightScannerTest, LargeFilesAndDownloadsThresholdsAndOrder) {
+    const auto small = file("Downloads/small.txt", 100);
+    const auto mid = file("Downloads/mid.iso", 60'000);
+    const auto top = file("Documents/top.iso", 90'000);
+    const auto under = file("Documents/under.iso", 40'000);
+    Config c = smallConfig();
+    c.minimumDuplicateFileBytes = 1'000'000;
+    const auto r = scan(c);
+    ASSERT_EQ(r.largeFiles.size(), 2u);
+    EXPECT_EQ(r.largeFiles[0].url.path, top);
+    EXPECT_EQ(r.largeFiles[1].url.path, mid);
+    EXPECT_EQ(r.largeFiles[0].id, "largeFile:" + top);
+    EXPECT_EQ(r.largeFiles[0].detail, "Large file");
+    EXPECT_EQ(r.largeFiles[0].safety, CleanupSafety::caution);
+    EXPECT_EQ(r.largeFiles[0].parentPath, "~/Documents");
+    ASSERT_TRUE(r.largeFiles[0].resourceIdentity);
+    EXPECT_FALSE(lists(r.largeFiles, under));
+    ASSERT_EQ(r.downloadFiles.size(), 2u);  // any size, Downloads only
+    EXPECT_EQ(r.downloadFiles[0].url.path, mid);
+    EXPECT_EQ(r.downloadFiles[1].url.path, small);
+    EXPECT_EQ(r.downloadFiles[1].detail, "Downloads item");
+    EXPECT_EQ(r.downloadFiles[1].id, "download:" + small);
+}
+
+TEST_F(InsightScannerTest, ResultListsAreCutToMaximumResultCount) {
+    for (int i = 0; i < 25; ++i) file("Downloads/f" + std::to_string(i) + ".sh", 10 + i);
+    Config c = smallConfig();
+    c.maximumResultCount = 20;
+    c.minimumDuplicateFileBytes = 1'000'000;
+    const auto r = scan(c);
+    EXPECT_EQ(r.downloadFiles.size(), 20u);
+    EXPECT_EQ(r.securityFindings.size(), 20u);
+}
+
+TEST_F(InsightScannerTest, SecurityFindingsByNameRankedBySeverity) {
+    file("Downloads/tool-keygen.zip", 10);
+    file("Downloads/keygenerator.zip", 10);
+    file("Downloads/readme-crack.txt", 10);
+    file("Desktop/setup.pkg", 10);
+    file("Documents/profile.MOBILECONFIG", 10);
+    file("Documents/image.dmg", 10);
+    Config c = smallConfig();
+    c.minimumDuplicateFileBytes = 1'000'000;
+    const auto r = scan(c);
+    std::vector<std::pair<std::string, std::string>> got;
+    for (const auto& f : r.securityFindings) {
+        got.emplace_back(f.displayName, f.detail);
+        EXPECT_EQ(f.kind, FileInsightKind::securitySignal);
+        EXPECT_EQ(f.id, "securitySignal:" + f.url.path);
+    }
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"profile.MOBILECONFIG", "Configuration profile"},
+        {"setup.pkg", "Installer package"},
+        {"image.dmg", "Disk image"},
+        {"tool-keygen.zip", "Suspicious filename pattern"}};
+    EXPECT_EQ(got, expected);
+}
+
+TEST_F(InsightScannerTest, ProtectedFoldersAreSkippedAndNeverListed) {
+    const auto mail = file("Library/Application Support/Mail.bak/x", 10);  // not protected
+    file("Library/Mail/V10/huge.emlx", 200'000);
+    file("Library/Application Support/CloudDocs/session/db", 200'000);
+    file("Downloads/.Trash/old.bin", 200'000);
+    const auto r = scan(smallConfig());
+    std::vector<std::string> protectedPaths;
+    for (const auto& s : r.skippedItems) {
+        if (s.reason == InsightSkipReason::kProtectedUserDataPath)
+            protectedPaths.push_back(s.url.path);
+    }
+    std::sort(protectedPaths.begin(), protectedPaths.end());
+    const std::vector<std::string> expected = {home + "/Downloads/.Trash",
+                                               home + "/Library/Application Support/CloudDocs"};
+    EXPECT_EQ(protectedPaths, expected);  // Library/Mail is not a scan root
+    EXPECT_TRUE(r.largeFiles.empty());
+    EXPECT_TRUE(r.downloadFiles.empty());
+    for (const auto& item : r.heatmapItems) {
+        if (item.displayName == "~/Library/Application Support") {
+            EXPECT_EQ(item.itemCount, 1);
+        }
+    }
+    (void)mail;
+    EXPECT_TRUE(isProtectedInsightPath(home + "/Library/Mail/V10/x", Catalogue::macos));
+    EXPECT_TRUE(isProtectedInsightPath(home + "/Library/Containers/org.x/Data", Catalogue::macos));
+    EXPECT_FALSE(isProtectedInsightPath(home + "/Documents/Containers", Catalogue::macos));
+    EXPECT_FALSE(isProtectedInsightPath("/", Catalogue::macos));
+}
+
+TEST_F(InsightScannerTest, LinksAreNotFollowedNorCounted) {
+    const auto outside = tree.file("elsewhere/huge.bin", 200'000);
+    tree.symlink("home/Documents/link", outside);
+    tree.symlink("home/Documents/dirlink", tree.path("elsewhere"));
+    tree.symlink("home/Desktop", tree.path("elsewhere"));  // a linked root is not kept
+    const auto r = scan(smallConfig());
+    ASSERT_EQ(r.heatmapItems.size(), 1u);
+    EXPECT_EQ(r.heatmapItems[0].itemCount, 0);
+    EXPECT_EQ(r.heatmapItems[0].sizeBytes, 0);
+    EXPECT_TRUE(r.largeFiles.empty());
+}
+
+TEST_F(InsightScannerTest, DuplicatesFoundWithKeeperInDocuments) {
+    const auto kept = file("Documents/report.pdf", 70'000);
+    const auto copy = file("Downloads/report.pdf", 70'000);
+    file("Desktop/other.bin", 71'000);
+    Config c = smallConfig();
+    c.minimumDuplicateFileBytes = 60'000;
+    const auto r = scan(c);
+    ASSERT_EQ(r.duplicateGroups.size(), 1u);
+    const auto& g = r.duplicateGroups[0];
+    ASSERT_EQ(g.files.size(), 2u);
+    EXPECT_EQ(g.files[0].detail, "Duplicate set \xC2\xB7 2 copies");
+    const auto keepers = duplicateKeeperRecommendations(r, Catalogue::macos);
+    ASSERT_EQ(keepers.size(), 1u);
+    EXPECT_EQ(keepers[0].keeperPath, kept);
+    EXPECT_EQ(keepers[0].duplicateCount, 1);
+    EXPECT_EQ(keepers[0].reasons,
+              std::vector{DuplicateKeeperRecommendationReason::preferredLocation});
+    (void)copy;
+}
+
+TEST_F(InsightScannerTest, CancelledScanIsTruncatedWithoutDuplicates) {
+    file("Documents/a", 70'000);
+    file("Downloads/a", 70'000);
+    cancel.requestCancellation();
+    const auto r = scan(smallConfig());
+    EXPECT_TRUE(r.isTruncated);
+    EXPECT_TRUE(r.duplicateGroups.empty());
+}
+
+TEST_F(InsightScannerTest, LinuxRootsFollowUserDirsFile) {
+    tree.file("home/.config/user-dirs.dirs", 0);
+    {
+        std::FILE* f = std::fopen(tree.path("home/.config/user-dirs.dirs").c_str(), "w");
+        std::fputs("# xdg\nXDG_DOWNLOAD_DIR=\"$HOME/Téléchargements\"\nXDG_MUSIC_DIR=\"$HOME/\"\n",
+                   f);
+        std::fclose(f);
+    }
+    const auto dl = file("Téléchargements/a.deb", 10);
+    file("Downloads/ignored", 10);
+    file("Videos/v.mkv", 10);
+    file(".local/share/app/data", 10);
+    file(".var/app/org.x/cache", 10);
+    const auto r = scan(smallConfig(), Catalogue::linux);
+    std::vector<std::string> names;
+    for (const auto& i : r.heatmapItems) names.push_back(i.displayName);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"~/.local/share", "~/.var/app", "~/Téléchargements",
+                                               "~/Videos"}));
+    ASSERT_EQ(r.downloadFiles.size(), 1u);
+    EXPECT_EQ(r.downloadFiles[0].url.path, dl);
+}
+
+TEST(InsightScanRootsTest, ParsesUserDirsAssignments) {
+    struct Row {
+        std::string text;
+        std::optional<std::string> expected;
+    };
+    const std::vector<Row> rows = {
+        {"XDG_DOWNLOAD_DIR=\"$HOME/Dl\"", "/h/Dl"},
+        {"  XDG_DOWNLOAD_DIR = \"/data/dl/\"  ", "/data/dl"},
+        {"XDG_DOWNLOAD_DIR=\"$HOME/My \\\"Dl\\\"\"", "/h/My \"Dl\""},
+        {"#XDG_DOWNLOAD_DIR=\"$HOME/Dl\"", std::nullopt},
+        {"XDG_DOWNLOAD_DIR=relative", std::nullopt},
+        {"XDG_DOWNLOAD_DIR=\"$HOMEx/Dl\"", std::nullopt},
+        {"XDG_DOCUMENTS_DIR=\"$HOME/Docs\"", std::nullopt},
+        {"XDG_DOWNLOAD_DIR=\"$HOME/a\"\nXDG_DOWNLOAD_DIR=\"$HOME/b\"", "/h/b"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(xdgUserDirectory(row.text, "XDG_DOWNLOAD_DIR", "/h"), row.expected) << row.text;
+    }
+    const auto mac = insightScanRoots("/h", Catalogue::macos);
+    ASSERT_EQ(mac.size(), 8u);
+    EXPECT_EQ(mac.front(), (InsightScanRoot{"/h/Downloads", true}));
+    EXPECT_EQ(mac.back().path, "/h/Library/Developer");
+    const auto lin = insightScanRoots("/nonexistent-home", Catalogue::linux);
+    ASSERT_EQ(lin.size(), 8u);
+    EXPECT_EQ(lin[3].path, "/nonexistent-home/Videos");
+    EXPECT_EQ(lin[7].path, "/nonexistent-home/.var/app");
+}
+
+}  // namespace
+}  // namespace velmora
