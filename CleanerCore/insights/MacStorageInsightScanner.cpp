@@ -388,20 +388,30 @@ bool isProtectedInsightPath(std::string_view standardizedPath, Catalogue catalog
 MacStorageInsightScanner::Configuration MacStorageInsightScanner::Configuration::clamped() const {
     Configuration c = *this;
     c.minimumLargeFileBytes = std::max<int64_t>(c.minimumLargeFileBytes, 1);
-    c.minimumDuplicateFileBytes = std::max<int64_t>(c.minimumDuplicateFileBytes, 1);
     c.minimumReviewFileAge = std::isnan(c.minimumReviewFileAge)
                                  ? 0
                                  : std::clamp(c.minimumReviewFileAge, 0.0, kMaximumReviewAge);
     c.maximumVisitedItemsPerRoot = std::max<int64_t>(c.maximumVisitedItemsPerRoot, 128);
     c.maximumResultCount = std::max<int64_t>(c.maximumResultCount, 20);
     c.maximumRecentReviewSkippedItems = std::max<int64_t>(c.maximumRecentReviewSkippedItems, 0);
-    c.maximumDuplicateHashFiles = std::max<int64_t>(c.maximumDuplicateHashFiles, 1);
-    c.maximumDuplicateFullHashBytesPerFile =
-        std::max<int64_t>(c.maximumDuplicateFullHashBytesPerFile, 1'048'576);
-    c.maximumDuplicateHashBytes = std::max<int64_t>(c.maximumDuplicateHashBytes, 1'048'576);
-    c.maximumDuplicateFingerprintFiles = std::max<int64_t>(c.maximumDuplicateFingerprintFiles, 1);
-    c.maximumDuplicateFingerprintBytes = std::max<int64_t>(c.maximumDuplicateFingerprintBytes, 1);
+    // The duplicate budgets have their floors in one place.
+    const DuplicateBudgets b = c.duplicateBudgets().clamped();
+    c.minimumDuplicateFileBytes = b.minimumDuplicateFileBytes;
+    c.maximumDuplicateHashFiles = b.maximumDuplicateHashFiles;
+    c.maximumDuplicateFullHashBytesPerFile = b.maximumDuplicateFullHashBytesPerFile;
+    c.maximumDuplicateHashBytes = b.maximumDuplicateHashBytes;
+    c.maximumDuplicateFingerprintFiles = b.maximumDuplicateFingerprintFiles;
+    c.maximumDuplicateFingerprintBytes = b.maximumDuplicateFingerprintBytes;
     return c;
+}
+
+DuplicateBudgets MacStorageInsightScanner::Configuration::duplicateBudgets() const {
+    return {minimumDuplicateFileBytes,
+            maximumDuplicateHashFiles,
+            maximumDuplicateFullHashBytesPerFile,
+            maximumDuplicateHashBytes,
+            maximumDuplicateFingerprintFiles,
+            maximumDuplicateFingerprintBytes};
 }
 
 MacStorageInsightScanner::MacStorageInsightScanner(std::string home, Configuration configuration,
@@ -502,12 +512,7 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
                              f.linkCount, identityOf(f)});
     }
     DuplicateDetectionOptions dup;
-    dup.budgets = {config.minimumDuplicateFileBytes,
-                   config.maximumDuplicateHashFiles,
-                   config.maximumDuplicateFullHashBytesPerFile,
-                   config.maximumDuplicateHashBytes,
-                   config.maximumDuplicateFingerprintFiles,
-                   config.maximumDuplicateFingerprintBytes};
+    dup.budgets = config.duplicateBudgets();
     dup.homePath = home_;
     dup.platformHome = options_.platformHome;
     const Catalogue catalogue = options_.catalogue;

@@ -39,6 +39,7 @@
 #include <string_view>
 #include <vector>
 
+#include "CleanerCore/insights/DuplicateDetection.h"
 #include "CleanerCore/insights/InsightScanRoots.h"
 #include "CleanerCore/insights/MacStorageInsightReport.h"
 #include "CleanerCore/scanning/Cancellation.h"
@@ -77,6 +78,8 @@ class MacStorageInsightScanner {
         /// Floors 1 byte, 1 byte, age 0…30 days (NaN counts as 0), 128, 20, 0, 1, 1 MiB, 1 MiB,
         /// 1, 1 byte, in field order.
         Configuration clamped() const;
+        /// The six duplicate fields as the detection takes them.
+        DuplicateBudgets duplicateBudgets() const;
         friend bool operator==(const Configuration&, const Configuration&) = default;
     };
 
