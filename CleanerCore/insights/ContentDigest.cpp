@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -47,6 +48,10 @@ class Sha256 {
         if (size > 0 && EVP_DigestUpdate(ctx_.get(), data, size) != 1) digestUnavailable();
     }
     void update(const std::string& text) { update(text.data(), text.size()); }
+    /// Becomes a copy of `other`'s running state.
+    void copyFrom(const Sha256& other) {
+        if (EVP_MD_CTX_copy_ex(ctx_.get(), other.ctx_.get()) != 1) digestUnavailable();
+    }
     Sha256Digest finish() {
         Sha256Digest out{};
         unsigned int length = 0;
@@ -171,35 +176,125 @@ Result<FileDigest, DigestFailure> sampledFingerprint(const ExpectedFile& file,
     return FileDigest{sha.finish(), *links};
 }
 
-Result<FileDigest, DigestFailure> fullContentDigest(const ExpectedFile& file,
-                                                    std::vector<unsigned char>& buffer,
-                                                    const CancellationToken* cancellation) {
-    if (cancelled(cancellation)) return failed(DigestFailure::Kind::cancelled);
-    struct stat st {};
-    auto fd = openExpected(file, st);
-    if (!fd) return Failure{fd.error()};
-    // Only advice: the kernel reads ahead further for a file read front to back once.
-    (void)::posix_fadvise(fd->get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+namespace {
 
+// Files of one size whose bytes agreed up to `offset`, with the digest state of those bytes.
+struct AgreeingRun {
+    std::vector<size_t> members;  ///< indices into the caller's files
     Sha256 sha;
-    int64_t total = 0;
-    for (;;) {
-        if (cancelled(cancellation)) return failed(DigestFailure::Kind::cancelled);
-        ssize_t n = ::read(fd->get(), buffer.data(), buffer.size());
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return failed(DigestFailure::Kind::unreadable, errno);
+    int64_t offset = 0;
+};
+
+}  // namespace
+
+std::vector<Result<FileDigest, DigestFailure>> fullContentDigests(
+    const std::vector<ExpectedFile>& files, DigestBuffers& buffers,
+    const CancellationToken* cancellation) {
+    using Outcome = Result<FileDigest, DigestFailure>;
+    std::vector<std::optional<Outcome>> outcomes(files.size());
+    if (files.empty()) return {};
+    const int64_t size = files.front().sizeBytes;
+    for (const auto& f : files) {
+        if (f.sizeBytes != size) {
+            std::fputs("velmora: fullContentDigests needs files of one size\n", stderr);
+            std::abort();
         }
-        if (n == 0) break;
-        sha.update(buffer.data(), static_cast<size_t>(n));
-        total += n;
-        // Grown while being read: not the content that was collected.
-        if (total > file.sizeBytes) return failed(DigestFailure::Kind::changed);
     }
-    if (total != file.sizeBytes) return failed(DigestFailure::Kind::changed);
-    auto links = linkCountIfUnchanged(fd->get(), file);
-    if (!links) return Failure{links.error()};
-    return FileDigest{sha.finish(), *links};
+    if (buffers.chunk.empty()) buffers.chunk.resize(kFullDigestChunkBytes);
+    buffers.probe.resize(buffers.chunk.size());
+    const auto chunkBytes = static_cast<int64_t>(buffers.chunk.size());
+
+    std::vector<UniqueFd> fds(files.size());
+    std::vector<AgreeingRun> runs(1);
+    for (size_t i = 0; i < files.size(); ++i) {
+        if (cancelled(cancellation)) {
+            outcomes[i] = failed(DigestFailure::Kind::cancelled);
+            continue;
+        }
+        struct stat st {};
+        auto fd = openExpected(files[i], st);
+        if (!fd) {
+            outcomes[i] = Failure{fd.error()};
+            continue;
+        }
+        // Only advice: the kernel reads ahead further for a file read front to back once.
+        (void)::posix_fadvise(fd->get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+        fds[i] = std::move(*fd);
+        runs.front().members.push_back(i);
+    }
+
+    Sha256 before;  // a run's state ahead of the current chunk, for the files that leave it
+    while (!runs.empty()) {
+        AgreeingRun run = std::move(runs.back());
+        runs.pop_back();
+        while (!run.members.empty() && run.offset < size) {
+            if (cancelled(cancellation)) {
+                for (size_t i : run.members) outcomes[i] = failed(DigestFailure::Kind::cancelled);
+                run.members.clear();
+                break;
+            }
+            const auto want = static_cast<size_t>(std::min(chunkBytes, size - run.offset));
+            // Reads the chunk of file i into `into`; a short read means the file shrank.
+            auto readChunk = [&](size_t i, unsigned char* into) {
+                auto n = readAt(fds[i].get(), into, want, run.offset);
+                if (!n) {
+                    outcomes[i] = Failure{n.error()};
+                } else if (*n != want) {
+                    outcomes[i] = failed(DigestFailure::Kind::changed);
+                }
+                return n && *n == want;
+            };
+            std::vector<size_t> agreeing, differing;
+            size_t next = 0;
+            // The first readable file sets the chunk everyone else is compared with.
+            while (next < run.members.size() && !readChunk(run.members[next], buffers.chunk.data()))
+                ++next;
+            if (next == run.members.size()) {
+                run.members.clear();
+                break;
+            }
+            agreeing.push_back(run.members[next++]);
+            before.copyFrom(run.sha);
+            run.sha.update(buffers.chunk.data(), want);
+            for (; next < run.members.size(); ++next) {
+                const size_t i = run.members[next];
+                if (!readChunk(i, buffers.probe.data())) continue;
+                const bool same =
+                    std::memcmp(buffers.probe.data(), buffers.chunk.data(), want) == 0;
+                (same ? agreeing : differing).push_back(i);
+            }
+            if (!differing.empty()) {
+                AgreeingRun split{std::move(differing), Sha256(), run.offset};
+                split.sha.copyFrom(before);
+                runs.push_back(std::move(split));
+            }
+            run.members = std::move(agreeing);
+            run.offset += static_cast<int64_t>(want);
+        }
+        if (run.members.empty()) continue;
+        const Sha256Digest digest = run.sha.finish();
+        for (size_t i : run.members) {
+            // A file that grew while it was read fails this check: it was not the content
+            // that was collected.
+            auto links = linkCountIfUnchanged(fds[i].get(), files[i]);
+            if (links) {
+                outcomes[i] = FileDigest{digest, *links};
+            } else {
+                outcomes[i] = Failure{links.error()};
+            }
+        }
+    }
+
+    std::vector<Outcome> out;
+    out.reserve(files.size());
+    for (auto& o : outcomes) out.push_back(std::move(*o));
+    return out;
+}
+
+Result<FileDigest, DigestFailure> fullContentDigest(const ExpectedFile& file,
+                                                    DigestBuffers& buffers,
+                                                    const CancellationToken* cancellation) {
+    return std::move(fullContentDigests({file}, buffers, cancellation).front());
 }
 
 }  // namespace velmora

@@ -10,8 +10,8 @@
 //   (Folders above the file are not opened through anchors: whatever path leads to the file,
 //   only the collected object is ever read.)
 //
-// Memory stays flat: samples are at most 64 KiB and the full digest streams through a caller-
-// owned 1 MiB buffer. Cancellation is tested before every sample and before every chunk.
+// Memory stays flat: samples are at most 64 KiB and full digests stream through two caller-
+// owned 1 MiB buffers. Cancellation is tested before every sample and before every chunk.
 //
 // Thread-safe: one call per file, any number of calls at once (each with its own buffer).
 // Errors are values.
@@ -71,10 +71,29 @@ Result<FileDigest, DigestFailure> sampledFingerprint(const ExpectedFile& file,
 
 inline constexpr size_t kFullDigestChunkBytes = 1'048'576;
 
-/// SHA-256 of the whole content, read in chunks of `buffer.size()` bytes (kFullDigestChunkBytes
-/// in production). `buffer` must not be empty.
+/// Per-thread memory for full digests: chunks are `chunk.size()` bytes (kFullDigestChunkBytes in
+/// production; must not be empty); `probe` is resized to match.
+struct DigestBuffers {
+    std::vector<unsigned char> chunk;
+    std::vector<unsigned char> probe;
+};
+
+/// SHA-256 of the whole content of each file, read in chunks of `buffers.chunk.size()` bytes;
+/// element i is the outcome for files[i]. All files must have the same `sizeBytes` (a
+/// programming error otherwise: aborts).
+///
+/// The files are read side by side, and while their bytes agree one running SHA-256 serves
+/// them all: identical bytes give identical digests, so content shared by n files is hashed
+/// once and compared n - 1 times. Where a file's chunk differs, it continues on its own copy of
+/// the digest state (and re-reads that one chunk). Each outcome is exactly what a separate
+/// digest of that file would give. Every file is open at once: callers bound the count.
+std::vector<Result<FileDigest, DigestFailure>> fullContentDigests(
+    const std::vector<ExpectedFile>& files, DigestBuffers& buffers,
+    const CancellationToken* cancellation);
+
+/// One file's full-content digest (fullContentDigests of one file).
 Result<FileDigest, DigestFailure> fullContentDigest(const ExpectedFile& file,
-                                                    std::vector<unsigned char>& buffer,
+                                                    DigestBuffers& buffers,
                                                     const CancellationToken* cancellation);
 
 }  // namespace velmora

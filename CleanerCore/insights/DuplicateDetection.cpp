@@ -71,20 +71,39 @@ struct StageOutcome {
     bool cancelled = false;
 };
 
-// Digests every file of `groups` on the workers, then splits each group by digest (buckets in
-// order of their first file). Failures become skipped items, in group order.
+// Files of a fingerprint group read side by side by one task in stage 3 (each one an open
+// descriptor while the task runs).
+constexpr size_t kFilesReadTogether = 32;
+
+// Digests every file of `groups` on the workers, `perTask` files of one group per task, then
+// splits each group by digest (buckets in order of their first file). Failures become skipped
+// items, in group order. `digest(fileIndices, buffers)` returns one outcome per index.
 template <typename Digest>
 StageOutcome digestAndSplit(const std::vector<Group>& groups,
-                            const std::vector<CollectedFile>& files, size_t workers,
+                            const std::vector<CollectedFile>& files, size_t workers, size_t perTask,
                             std::vector<int64_t> linkCounts, std::vector<SkippedItem>& skipped,
                             const Digest& digest) {
-    std::vector<size_t> tasks;
-    for (const auto& g : groups) tasks.insert(tasks.end(), g.begin(), g.end());
-    std::vector<DigestOutcome> outcomes(tasks.size());
-    std::vector<std::vector<unsigned char>> buffers(
-        std::min(workers, std::max<size_t>(tasks.size(), 1)));
-    runOnWorkers(tasks.size(), buffers.size(), [&](size_t i, size_t worker) {
-        outcomes[i] = digest(files[tasks[i]], buffers[worker]);
+    struct Task {
+        size_t group, begin, end, firstOutcome;
+    };
+    std::vector<Task> tasks;
+    size_t outcomeCount = 0;
+    for (size_t g = 0; g < groups.size(); ++g) {
+        for (size_t b = 0; b < groups[g].size(); b += perTask) {
+            const size_t e = std::min(groups[g].size(), b + perTask);
+            tasks.push_back({g, b, e, outcomeCount + b});
+        }
+        outcomeCount += groups[g].size();
+    }
+    std::vector<DigestOutcome> outcomes(outcomeCount);
+    std::vector<DigestBuffers> buffers(std::min(workers, std::max<size_t>(tasks.size(), 1)));
+    runOnWorkers(tasks.size(), buffers.size(), [&](size_t t, size_t worker) {
+        const Task& task = tasks[t];
+        std::vector<size_t> which(groups[task.group].begin() + static_cast<ptrdiff_t>(task.begin),
+                                  groups[task.group].begin() + static_cast<ptrdiff_t>(task.end));
+        auto results = digest(which, buffers[worker]);
+        for (size_t k = 0; k < results.size(); ++k)
+            outcomes[task.firstOutcome + k] = std::move(results[k]);
     });
 
     StageOutcome out;
@@ -215,9 +234,12 @@ DuplicateDetectionResult detectDuplicates(const std::vector<CollectedFile>& inpu
         refused);
     skip(files, refused, kDuplicateFingerprintBudgetExceeded);
     auto fingerprinted = digestAndSplit(
-        fingerprintGroups, files, workers, std::vector<int64_t>(files.size(), 1),
-        result.skippedItems, [&](const CollectedFile& f, std::vector<unsigned char>&) {
-            return sampledFingerprint(expectedFile(f), options.cancellation);
+        fingerprintGroups, files, workers, 1, std::vector<int64_t>(files.size(), 1),
+        result.skippedItems, [&](const std::vector<size_t>& which, DigestBuffers&) {
+            std::vector<Result<FileDigest, DigestFailure>> out;
+            for (size_t i : which)
+                out.push_back(sampledFingerprint(expectedFile(files[i]), options.cancellation));
+            return out;
         });
     if (fingerprinted.cancelled || cancelled()) {
         result.wasCancelled = true;
@@ -242,11 +264,13 @@ DuplicateDetectionResult detectDuplicates(const std::vector<CollectedFile>& inpu
         },
         refused);
     skip(files, refused, kDuplicateHashBudgetExceeded);
+    // Files of a group are read together, so content they share is hashed once.
     auto confirmed = digestAndSplit(
-        hashGroups, files, workers, std::move(fingerprinted.linkCounts), result.skippedItems,
-        [&](const CollectedFile& f, std::vector<unsigned char>& buffer) {
-            if (buffer.size() != kFullDigestChunkBytes) buffer.resize(kFullDigestChunkBytes);
-            return fullContentDigest(expectedFile(f), buffer, options.cancellation);
+        hashGroups, files, workers, kFilesReadTogether, std::move(fingerprinted.linkCounts),
+        result.skippedItems, [&](const std::vector<size_t>& which, DigestBuffers& buffers) {
+            std::vector<ExpectedFile> expected;
+            for (size_t i : which) expected.push_back(expectedFile(files[i]));
+            return fullContentDigests(expected, buffers, options.cancellation);
         });
     if (confirmed.cancelled || cancelled()) {
         result.wasCancelled = true;

@@ -6,7 +6,10 @@
 //   2. sampled SHA-256 fingerprint (up to three 64 KiB samples, see ContentDigest.h), bounded by
 //      `maximumDuplicateFingerprintFiles` and `maximumDuplicateFingerprintBytes`;
 //   3. full-content SHA-256 in 1 MiB chunks, bounded by `maximumDuplicateHashFiles`,
-//      `maximumDuplicateFullHashBytesPerFile` and `maximumDuplicateHashBytes`.
+//      `maximumDuplicateFullHashBytesPerFile` and `maximumDuplicateHashBytes`. The files of a
+//      fingerprint group are read side by side (up to 32 at once), and bytes they share are
+//      hashed once (see fullContentDigests): every file still gets its own exact digest, and
+//      the budgets charge every file's bytes, but duplicates cost one SHA-256 pass per group.
 //
 // Budgets are granted in a fixed order before any file is read: size groups by size descending,
 // files by path; at stage 3 the fingerprint groups in that same order. A file that does not fit
@@ -21,9 +24,10 @@
 // descending then by their first path, files in a group by path, skipped items by stage and, in
 // a stage, in the budget order. Group ids are "sha256:<hex digest>:<size>".
 //
-// Threading: `detectDuplicates` blocks; it reads independent files on `workerCount` threads
-// (each with one 1 MiB buffer, so memory stays flat) and may be called from any thread.
-// Cancellation is tested before every sample and chunk; a cancelled run returns no groups.
+// Threading: `detectDuplicates` blocks; it reads independent files (stage 2) and groups
+// (stage 3) on `workerCount` threads, each with two 1 MiB buffers, so memory stays flat and may be
+// called from any thread. Cancellation is tested before every sample and chunk; a cancelled run
+// returns no groups.
 #include <cstdint>
 #include <functional>
 #include <optional>

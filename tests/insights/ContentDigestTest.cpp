@@ -63,7 +63,7 @@ TEST(ContentDigest, FullDigestIsTheContentDigestWhateverTheChunkSize) {
     const std::string content = patternContent(1'048'576 + 4'099, 3);
     auto path = writeFile(tree, "a", content);
     for (size_t chunk : {size_t{1}, size_t{7}, size_t{65'536}, kFullDigestChunkBytes}) {
-        std::vector<unsigned char> buffer(chunk);
+        DigestBuffers buffer{std::vector<unsigned char>(chunk), {}};
         if (chunk == 1) {
             // A one-byte buffer on a megabyte is slow under sanitizers; use a short file.
             auto small = writeFile(tree, "small", content.substr(0, 1'000));
@@ -78,12 +78,68 @@ TEST(ContentDigest, FullDigestIsTheContentDigestWhateverTheChunkSize) {
     }
 }
 
+// Files read side by side must each get exactly their own digest, however their bytes agree
+// and part: a shared digest state that is not split at the right chunk gives a wrong digest.
+TEST(ContentDigest, FilesReadTogetherEachGetTheirOwnDigest) {
+    constexpr size_t kChunk = 4'096;
+    const std::string base = patternContent(3 * kChunk + 100, 5);
+    // A variant of `base` with byte `at` changed to `to`.
+    auto changed = [&](size_t at, char to) {
+        std::string s = base;
+        s[at] = to;
+        return s;
+    };
+    const std::string inChunk0 = changed(10, 'x'), inChunk1 = changed(kChunk + 1, 'y'),
+                      inChunk1b = changed(kChunk + 2, 'z'), inLast = changed(base.size() - 1, 'w');
+    const std::vector<std::vector<std::string>> shapes = {
+        {base, base, base},                            // all agree to the end
+        {base, inChunk1, base},                        // one leaves in the middle
+        {inChunk1, base, inChunk1, base},              // two pairs part at the same chunk
+        {base, inChunk1, inChunk1b},                   // three part at one chunk, all different
+        {inChunk0, base, inChunk1, inChunk1, inLast},  // parting at different chunks
+    };
+    for (size_t s = 0; s < shapes.size(); ++s) {
+        TestTree tree;
+        std::vector<ExpectedFile> files;
+        for (size_t i = 0; i < shapes[s].size(); ++i)
+            files.push_back(expected(writeFile(tree, "f" + std::to_string(i), shapes[s][i])));
+        DigestBuffers buffers{std::vector<unsigned char>(kChunk), {}};
+        auto outcomes = fullContentDigests(files, buffers, nullptr);
+        ASSERT_EQ(outcomes.size(), files.size());
+        for (size_t i = 0; i < files.size(); ++i) {
+            ASSERT_TRUE(outcomes[i].ok()) << "shape " << s << " file " << i;
+            EXPECT_EQ(hexText(outcomes[i]->digest), sha256Hex(shapes[s][i]))
+                << "shape " << s << " file " << i;
+        }
+    }
+}
+
+TEST(ContentDigest, AFailingFileDoesNotDisturbTheOthersReadWithIt) {
+    TestTree tree;
+    const std::string content = patternContent(10'000, 9);
+    std::vector<ExpectedFile> files;
+    for (const char* name : {"gone", "a", "rewritten", "b"})
+        files.push_back(expected(writeFile(tree, name, content)));
+    ::unlink(files[0].path.c_str());
+    writeFile(tree, "rewritten", content.substr(0, 5'000));
+    DigestBuffers buffers{std::vector<unsigned char>(1'000), {}};
+    auto outcomes = fullContentDigests(files, buffers, nullptr);
+    ASSERT_FALSE(outcomes[0].ok());
+    EXPECT_EQ(outcomes[0].error().kind, DigestFailure::Kind::changed);
+    ASSERT_FALSE(outcomes[2].ok());
+    EXPECT_EQ(outcomes[2].error().kind, DigestFailure::Kind::changed);
+    for (size_t i : {size_t{1}, size_t{3}}) {
+        ASSERT_TRUE(outcomes[i].ok()) << i;
+        EXPECT_EQ(hexText(outcomes[i]->digest), sha256Hex(content)) << i;
+    }
+}
+
 TEST(ContentDigest, CancellationStopsBeforeReading) {
     TestTree tree;
     auto path = writeFile(tree, "a", patternContent(100'000, 1));
     CancellationToken token;
     token.requestCancellation();
-    std::vector<unsigned char> buffer(kFullDigestChunkBytes);
+    DigestBuffers buffer;
     auto s = sampledFingerprint(expected(path), &token);
     ASSERT_FALSE(s.ok());
     EXPECT_EQ(s.error().kind, DigestFailure::Kind::cancelled);
@@ -95,7 +151,7 @@ TEST(ContentDigest, CancellationStopsBeforeReading) {
 TEST(ContentDigest, AFileThatIsNotTheCollectedOneIsNotRead) {
     TestTree tree;
     auto path = writeFile(tree, "a", patternContent(5'000, 1));
-    std::vector<unsigned char> buffer(kFullDigestChunkBytes);
+    DigestBuffers buffer;
     auto check = [&](ExpectedFile e, const char* what) {
         auto s = sampledFingerprint(e, nullptr);
         ASSERT_FALSE(s.ok()) << what;

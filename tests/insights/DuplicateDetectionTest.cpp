@@ -364,6 +364,32 @@ TEST(DuplicateDetection, OneAndSeveralWorkersGiveTheSameResult) {
     EXPECT_EQ(detectDuplicates(files, options), one);
 }
 
+// More copies than are read together: the group is read in several parts and must still come
+// out whole, with every file's outcome in its place.
+TEST(DuplicateDetection, AGroupLargerThanOneReadingStaysWhole) {
+    TestTree tree;
+    const auto content = patternContent(5'000, 3);
+    std::vector<std::string> paths;
+    for (int i = 0; i < 70; ++i) {
+        char name[16];
+        std::snprintf(name, sizeof name, "c%02d", i);
+        // Every tenth copy differs in its last byte: two groups of one size and fingerprint
+        // only when compared in full.
+        std::string c = content;
+        if (i % 10 == 9) c.back() ^= 1;
+        paths.push_back(writeFile(tree, name, c));
+    }
+    auto files = collectAll(paths);
+    for (size_t workers : {1u, 3u}) {
+        const auto result = detectDuplicates(files, smallFileOptions(tree, workers));
+        ASSERT_EQ(result.groups.size(), 2u) << workers;
+        EXPECT_TRUE(result.skippedItems.empty());
+        EXPECT_EQ(result.groups[0].files.size(), 63u);
+        EXPECT_EQ(result.groups[1].files.size(), 7u);
+        EXPECT_EQ(result.groups[1].files.front().url.path, standardizePath(paths[9]));
+    }
+}
+
 TEST(DuplicateDetection, APathListedTwiceCountsOnce) {
     TestTree tree;
     const auto content = patternContent(9'000, 1);
