@@ -118,28 +118,38 @@ class InsightWalk {
                 const CancellationToken& cancel)
         : config_(config), catalogue_(catalogue), cancel_(cancel) {}
 
-    /// Walks one root; nullopt when the root is not kept (missing, not a folder, a link).
-    std::optional<StorageMapItem> walkRoot(const InsightScanRoot& root, std::string_view home,
-                                           std::optional<std::string_view> platformHome) {
-        auto st = lstatPath(root.path);
-        if (!st || !S_ISDIR(st->st_mode)) return std::nullopt;
+    /// The identities (device, inode) of every kept root: a folder met in one root's walk that
+    /// is another root is left to that root, so the storage map never counts it twice.
+    void setRootIdentities(std::vector<std::pair<dev_t, ino_t>> roots) {
+        rootIdentities_ = std::move(roots);
+    }
+
+    /// Walks one kept root. `st` is what stat (following a link) found at the root's path: a
+    /// root may be a symbolic link to a folder (an XDG folder on another disk, say); only the
+    /// root itself is followed, never anything below it.
+    StorageMapItem walkRoot(const InsightScanRoot& root, const struct stat& st,
+                            std::string_view home, std::optional<std::string_view> platformHome) {
         StorageMapItem item;
         item.id = root.path;
         item.url = FileURL::directory(root.path);
         item.displayName = insightDisplayPath(root.path, home, platformHome);
-        if (isProtectedInsightPath(root.path, catalogue_)) {
+        // A linked root is judged by where it leads as well as by its own path.
+        if (isProtectedInsightPath(root.path, catalogue_) ||
+            isProtectedInsightPath(resolvingSymlinksInPath(root.path), catalogue_)) {
             skip(root.path, true, InsightSkipReason::kProtectedUserDataPath);
             return item;
         }
-        UniqueFd fd = openDirectoryNoFollow(root.path);
+        UniqueFd fd = openDirectoryFollowingLinks(root.path);
         struct stat opened {};
-        if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st->st_dev ||
-            opened.st_ino != st->st_ino) {
+        if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st.st_dev ||
+            opened.st_ino != st.st_ino) {
             skip(root.path, true, InsightSkipReason::kCouldNotEnumerateFolder);
             return item;
         }
         root_ = RootState{};
         root_.inDownloads = root.isDownloads;
+        root_.device = st.st_dev;
+        root_.inode = st.st_ino;
         path_ = root.path;
         walk(fd.get(), 0);
         item.sizeBytes = root_.sizeBytes;
@@ -171,7 +181,15 @@ class InsightWalk {
         bool truncated = false;
         bool stop = false;
         bool inDownloads = false;
+        dev_t device = 0;
+        ino_t inode = 0;
     };
+
+    bool isAnotherRoot(const struct stat& st) const {
+        if (st.st_dev == root_.device && st.st_ino == root_.inode) return false;
+        return std::find(rootIdentities_.begin(), rootIdentities_.end(),
+                         std::pair{st.st_dev, st.st_ino}) != rootIdentities_.end();
+    }
 
     void skip(const std::string& path, bool isDirectory, std::string_view reason) {
         skipped_.push_back({FileURL(path, isDirectory), std::string(reason)});
@@ -245,6 +263,7 @@ class InsightWalk {
             skip(path_, S_ISDIR(st.st_mode), InsightSkipReason::kProtectedUserDataPath);
             return;
         }
+        if (S_ISDIR(st.st_mode) && isAnotherRoot(st)) return;
         if (!countVisit()) return;
         if (S_ISLNK(st.st_mode)) return;
         if (S_ISDIR(st.st_mode)) {
@@ -358,6 +377,7 @@ class InsightWalk {
     Catalogue catalogue_;
     const CancellationToken& cancel_;
     RootState root_;
+    std::vector<std::pair<dev_t, ino_t>> rootIdentities_;
     std::string path_;
     size_t rootLength_ = 0;
     bool cancelled_ = false;
@@ -430,13 +450,25 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
     std::optional<std::string_view> platformHome;
     if (options_.platformHome) platformHome = *options_.platformHome;
 
+    // Kept roots: folders (a link to a folder counts), each folder once however many roots
+    // lead to it. Missing roots and roots that are not folders are dropped silently.
+    std::vector<std::pair<InsightScanRoot, struct stat>> kept;
+    std::vector<std::pair<dev_t, ino_t>> identities;
+    for (auto& root : insightScanRoots(home_, options_.catalogue, options_.configHome)) {
+        auto st = statPath(root.path);
+        if (!st || !S_ISDIR(st->st_mode)) continue;
+        const std::pair identity{st->st_dev, st->st_ino};
+        if (std::find(identities.begin(), identities.end(), identity) != identities.end()) continue;
+        identities.push_back(identity);
+        kept.emplace_back(std::move(root), *st);
+    }
     InsightWalk walk(config, options_.catalogue, cancel);
-    for (const auto& root : insightScanRoots(home_, options_.catalogue, options_.configHome)) {
+    walk.setRootIdentities(std::move(identities));
+    for (const auto& [root, st] : kept) {
         if (walk.cancelled() || cancel.isCancellationRequested()) break;
-        if (auto item = walk.walkRoot(root, home_, platformHome)) {
-            report.isTruncated = report.isTruncated || item->isTruncated;
-            report.heatmapItems.push_back(std::move(*item));
-        }
+        auto item = walk.walkRoot(root, st, home_, platformHome);
+        report.isTruncated = report.isTruncated || item.isTruncated;
+        report.heatmapItems.push_back(std::move(item));
     }
     std::stable_sort(
         report.heatmapItems.begin(), report.heatmapItems.end(),

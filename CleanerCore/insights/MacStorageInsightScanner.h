@@ -4,9 +4,15 @@
 // items with their reasons, plus a system snapshot taken at the start. Never moves, deletes or
 // writes anything.
 //
-// Walk: each root (InsightScanRoots.h) that exists as a real folder (not a link) is walked
-// depth-first through directory descriptors, never following a link (links are neither
-// followed nor counted). Per item: cancellation test; the protected-data rule (below) skips the
+// Roots: each root (InsightScanRoots.h) that is a folder, or a symbolic link to one (an XDG
+// folder kept on another disk), is kept; missing roots and other files are dropped silently.
+// A folder that several roots lead to is kept once, at its first root; a linked root that leads
+// into protected data is skipped with "Protected user data path". A folder met inside one root
+// that is another kept root is left to that root, so no file counts in two map items.
+//
+// Walk: each kept root is walked depth-first through directory descriptors; only the root
+// itself may be reached through a link, nothing below it (links are neither followed nor
+// counted). Per item: cancellation test; the protected-data rule (below) skips the
 // subtree with "Protected user data path"; the item counts as visited, and a visit beyond
 // `maximumVisitedItemsPerRoot` stops the root as truncated with one "Folder inventory limit
 // exceeded"; a package folder (PackageExtensions.h) is one unit whose size is the sum of its

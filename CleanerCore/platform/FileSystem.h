@@ -20,6 +20,9 @@ std::optional<struct stat> statPath(const std::string& path);
 
 /// Opens a directory for reading without following a final symbolic link.
 UniqueFd openDirectoryNoFollow(const std::string& path);
+/// Opens a directory for reading, following links. Only for folders a person chose to have read
+/// (read-only scan roots); nothing that is changed is ever reached this way.
+UniqueFd openDirectoryFollowingLinks(const std::string& path);
 /// The same relative to `dirFd`; `name` is one path component.
 UniqueFd openDirectoryAt(int dirFd, const char* name);
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "support/TestTree.h"
 
@@ -283,16 +284,56 @@ TEST_F(InsightScannerTest, ProtectedFoldersAreSkippedAndNeverListed) {
     EXPECT_FALSE(isProtectedInsightPath("/", Catalogue::macos));
 }
 
-TEST_F(InsightScannerTest, LinksAreNotFollowedNorCounted) {
+TEST_F(InsightScannerTest, LinksBelowARootAreNotFollowedNorCounted) {
     const auto outside = tree.file("elsewhere/huge.bin", 200'000);
     tree.symlink("home/Documents/link", outside);
     tree.symlink("home/Documents/dirlink", tree.path("elsewhere"));
-    tree.symlink("home/Desktop", tree.path("elsewhere"));  // a linked root is not kept
     const auto r = scan(smallConfig());
     ASSERT_EQ(r.heatmapItems.size(), 1u);
     EXPECT_EQ(r.heatmapItems[0].itemCount, 0);
     EXPECT_EQ(r.heatmapItems[0].sizeBytes, 0);
     EXPECT_TRUE(r.largeFiles.empty());
+}
+
+// XDG folders may be links to another disk, may lie inside one another, or may name one folder
+// twice. Each folder is walked once, as the first root that leads to it, and nothing is counted
+// in two map items.
+TEST_F(InsightScannerTest, LinkedAndNestedRootsAreWalkedOnce) {
+    tree.file("home/.config/user-dirs.dirs", 0);
+    {
+        std::FILE* f = std::fopen(tree.path("home/.config/user-dirs.dirs").c_str(), "w");
+        std::fputs(
+            "XDG_DOWNLOAD_DIR=\"$HOME/Documents/Downloads\"\n"
+            "XDG_DESKTOP_DIR=\"$HOME/Desktop\"\n"
+            "XDG_DOCUMENTS_DIR=\"$HOME/Documents\"\n"
+            "XDG_PICTURES_DIR=\"$HOME/Documents\"\n"
+            "XDG_VIDEOS_DIR=\"$HOME/Films\"\n"
+            "XDG_MUSIC_DIR=\"$HOME/Music\"\n",
+            f);
+        std::fclose(f);
+    }
+    const auto download = file("Documents/Downloads/a.deb", 10);
+    file("Documents/b.txt", 10);
+    const auto onOtherDisk = tree.file("disk/movie.mkv", 10);
+    tree.setMtime("disk/movie.mkv", old);
+    tree.symlink("home/Desktop", tree.path("disk"));
+    tree.symlink("home/Films", tree.path("home/Documents"));  // the Documents folder again
+    file(".ssh/id_ed25519", 10);
+    tree.symlink("home/Music", tree.path("home/.ssh"));  // leads into protected data
+
+    const auto r = scan(smallConfig(), Catalogue::linux);
+    std::map<std::string, int64_t> counts;
+    for (const auto& i : r.heatmapItems) counts[i.displayName] = i.itemCount;
+    EXPECT_EQ(
+        counts,
+        (std::map<std::string, int64_t>{
+            {"~/Documents/Downloads", 1}, {"~/Desktop", 1}, {"~/Documents", 1}, {"~/Music", 0}}));
+    ASSERT_EQ(r.downloadFiles.size(), 1u);
+    EXPECT_EQ(r.downloadFiles[0].url.path, download);
+    ASSERT_EQ(r.skippedItems.size(), 1u);
+    EXPECT_EQ(r.skippedItems[0].url.path, home + "/Music");
+    EXPECT_EQ(r.skippedItems[0].reason, "Protected user data path");
+    (void)onOtherDisk;
 }
 
 TEST_F(InsightScannerTest, DuplicatesFoundWithKeeperInDocuments) {
