@@ -4,6 +4,7 @@
 // passed as raw bytes (no shell), so names with newlines or invalid UTF-8 arrive unchanged.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -88,8 +89,10 @@ class CommandHome {
         return run(argv);
     }
 
-    /// Runs `argv[0]` (a path) with the tree's environment; standard input is /dev/null.
-    Outcome run(const std::vector<std::string>& argv) {
+    /// Runs `argv[0]` (a path) with the tree's environment; standard input is /dev/null. With
+    /// `interruptPending`, the program starts with a Ctrl-C (SIGINT) already waiting, blocked:
+    /// it arrives as soon as the program unblocks it, a deterministic "Ctrl-C at the start".
+    Outcome run(const std::vector<std::string>& argv, bool interruptPending = false) {
         const std::string io = tree.dir("io"), stem = io + "/" + std::to_string(runs_++);
         std::vector<std::string> env = {"HOME=" + home,
                                         "XDG_CACHE_HOME=" + home + "/.cache",
@@ -117,6 +120,13 @@ class CommandHome {
             if (in < 0 || out < 0 || err < 0 || ::dup2(in, 0) < 0 || ::dup2(out, 1) < 0 ||
                 ::dup2(err, 2) < 0) {
                 ::_exit(127);
+            }
+            if (interruptPending) {
+                sigset_t set;
+                sigemptyset(&set);
+                sigaddset(&set, SIGINT);
+                if (::sigprocmask(SIG_BLOCK, &set, nullptr) != 0 || ::raise(SIGINT) != 0)
+                    ::_exit(127);
             }
             ::execve(args[0], args.data(), envp.data());
             ::_exit(127);
