@@ -124,6 +124,13 @@ class InsightWalk {
         rootIdentities_ = std::move(roots);
     }
 
+    /// Progress while walking: `report(currentPath, visited, counted)` at each root's start and
+    /// every kProgressInterval visits.
+    void setProgress(std::function<void(const std::string&, int64_t, int64_t)> report) {
+        progress_ = std::move(report);
+    }
+    static constexpr int64_t kProgressInterval = 512;
+
     /// Walks one kept root. `st` is what stat (following a link) found at the root's path: a
     /// root may be a symbolic link to a folder (an XDG folder on another disk, say); only the
     /// root itself is followed, never anything below it.
@@ -151,6 +158,7 @@ class InsightWalk {
         root_.device = st.st_dev;
         root_.inode = st.st_ino;
         path_ = root.path;
+        if (progress_) progress_(path_, visitedTotal_, countedTotal_);
         walk(fd.get(), 0);
         item.sizeBytes = root_.sizeBytes;
         item.itemCount = root_.itemCount;
@@ -159,6 +167,7 @@ class InsightWalk {
     }
 
     bool cancelled() const { return cancelled_; }
+    int64_t visitedItems() const { return visitedTotal_; }
     std::vector<WalkedFile>& files() { return files_; }
     std::vector<SkippedItem>& skipped() { return skipped_; }
 
@@ -202,6 +211,8 @@ class InsightWalk {
 
     // Counts one visit; false (and the root stops as truncated) beyond the limit.
     bool countVisit() {
+        if (++visitedTotal_ % kProgressInterval == 0 && progress_)
+            progress_(path_, visitedTotal_, countedTotal_);
         if (++root_.visited <= config_.maximumVisitedItemsPerRoot) return true;
         stopTruncated();
         return false;
@@ -290,6 +301,7 @@ class InsightWalk {
         }
         root_.sizeBytes = sum;
         ++root_.itemCount;
+        ++countedTotal_;
         WalkedFile f;
         f.path = path_;
         f.sizeBytes = size;
@@ -378,6 +390,9 @@ class InsightWalk {
     const CancellationToken& cancel_;
     RootState root_;
     std::vector<std::pair<dev_t, ino_t>> rootIdentities_;
+    std::function<void(const std::string&, int64_t, int64_t)> progress_;
+    int64_t visitedTotal_ = 0;
+    int64_t countedTotal_ = 0;
     std::string path_;
     size_t rootLength_ = 0;
     bool cancelled_ = false;
@@ -464,11 +479,25 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
     }
     InsightWalk walk(config, options_.catalogue, cancel);
     walk.setRootIdentities(std::move(identities));
+    const auto steps = static_cast<int64_t>(kept.size()) + 1;  // the roots, then duplicates
+    int64_t completedRoots = 0;
+    auto publish = [&](std::optional<FileURL> where, int64_t completed, int64_t visited,
+                       int64_t counted) {
+        options_.progress(StorageScanProgress::make(
+            std::move(where), completed, steps, visited, 0, std::nullopt, counted, 0,
+            static_cast<double>(completed) / static_cast<double>(steps)));
+    };
+    if (options_.progress) {
+        walk.setProgress([&](const std::string& path, int64_t visited, int64_t counted) {
+            publish(FileURL(path), completedRoots, visited, counted);
+        });
+    }
     for (const auto& [root, st] : kept) {
         if (walk.cancelled() || cancel.isCancellationRequested()) break;
         auto item = walk.walkRoot(root, st, home_, platformHome);
         report.isTruncated = report.isTruncated || item.isTruncated;
         report.heatmapItems.push_back(std::move(item));
+        ++completedRoots;
     }
     std::stable_sort(
         report.heatmapItems.begin(), report.heatmapItems.end(),
@@ -553,10 +582,14 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
     };
     dup.workerCount = options_.duplicateWorkerCount;
     dup.cancellation = &cancel;
+    const auto counted = static_cast<int64_t>(files.size());
+    if (options_.progress) publish(std::nullopt, steps - 1, walk.visitedItems(), counted);
     auto found = detectDuplicates(collected, dup);
     report.duplicateGroups = std::move(found.groups);
     for (auto& s : found.skippedItems) report.skippedItems.push_back(std::move(s));
     if (found.budgetExceeded || found.wasCancelled) report.isTruncated = true;
+    if (options_.progress && !found.wasCancelled)
+        publish(std::nullopt, steps, walk.visitedItems(), counted);
     return report;
 }
 

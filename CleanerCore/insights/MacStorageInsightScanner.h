@@ -101,6 +101,13 @@ class MacStorageInsightScanner {
         std::function<Date()> now;
         /// Workers for duplicate reading; 0: detectDuplicates' default.
         size_t duplicateWorkerCount = 0;
+        /// Optional, called on the scanning thread: when each root starts, every 512 visited
+        /// items, when duplicate detection starts, and last with fraction 1 (not after a
+        /// cancellation). `totalLocations` is the kept roots plus one for duplicate detection,
+        /// `completedItems` the items visited, `foundCandidates` the files counted, `currentURL`
+        /// the item being visited (absent during duplicate detection). The fraction never
+        /// decreases. Must not block for long: the walk waits for it.
+        std::function<void(const StorageScanProgress&)> progress;
     };
 
     /// `home` is standardized here; `configuration` is clamped here.

@@ -112,6 +112,7 @@ int run(int argc, char** argv) {
     insightsCommand->add_flag("--json", insights.json, "Print the report as JSON");
     insightsCommand->add_flag("--keepers", insights.keepers,
                               "Print the suggested copy to keep of every duplicate group");
+    insightsCommand->add_flag("--quiet", insights.quiet, "No progress display");
 
     try {
         app.parse(argc, argv);
@@ -121,6 +122,13 @@ int run(int argc, char** argv) {
         return 2;
     }
 
+    // Paths a person typed are relative to where they stand.
+    // (`clean` and `restore` resolve their PATH arguments the same way.)
+    if (home) home = absolutePathFromArgument(*home);
+    for (auto* folders : {&scan.request.customFolders, &clean.request.customFolders,
+                          &restore.request.customFolders}) {
+        for (auto& folder : *folders) folder = absolutePathFromArgument(folder);
+    }
     if (home) {
         auto st = statPath(*home);
         if (!st || !S_ISDIR(st->st_mode)) {

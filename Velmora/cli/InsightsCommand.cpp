@@ -9,7 +9,9 @@
 #include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "Velmora/cli/Interrupt.h"
+#include "Velmora/cli/ProgressBar.h"
 #include "VelmoraUI/dashboard/Formatting.h"
+#include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
 
 namespace velmora::cli {
 
@@ -77,6 +79,11 @@ void printSummary(std::ostream& out, const MacStorageInsightReport& report,
                 << "\n";
         }
         if (keeper != keepers.end()) printKeeperReasons(out, *keeper);
+        if (const int64_t linked = group.hardLinkedMemberCount(); linked > 0) {
+            out << "      " << linked << " of these copies are hard links (one file under "
+                << "several names): deleting such a copy frees no space, and the recoverable "
+                << "figure leaves them out\n";
+        }
     }
     printFindings(out, "Security review", report.securityFindings, home, true);
 
@@ -109,8 +116,20 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     scanOptions.catalogue = options.catalogue;
     scanOptions.configHome = env.xdgConfigHome;
     if (options.homeOverride) scanOptions.platformHome = currentUserEnvironment({}).home;
+    ProgressBar bar(env.home);
+    std::shared_ptr<ScanProgressCoalescer> coalescer;
+    if (!options.quiet && standardErrorIsTerminal()) {
+        coalescer = ScanProgressCoalescer::make(
+            [&bar](const StorageScanProgress& p) { bar.show(p); }, std::make_shared<SteadyClock>(),
+            std::make_shared<ThreadScheduler>());
+        scanOptions.progress = [coalescer](const StorageScanProgress& p) { coalescer->offer(p); };
+    }
     MacStorageInsightScanner scanner(env.home, {}, scanOptions);
     const MacStorageInsightReport report = scanner.scan(cancel);
+    if (coalescer) {
+        coalescer->finish();
+        bar.clear();
+    }
     const auto keepers = duplicateKeeperRecommendations(report, options.catalogue);
 
     if (options.json && options.keepers) {

@@ -2,7 +2,8 @@
 // `velmora insights`: the read-only storage insight scan of the home folder, printed as a
 // summary for people, as the MacStorageInsightReport JSON (`--json`), or as the list of
 // DuplicateKeeperRecommendation records (`--keepers --json`; `--keepers` alone prints the
-// keepers as text). Runs on the calling (main) thread; Ctrl-C cancels the scan.
+// keepers as text). Runs on the calling (main) thread; Ctrl-C cancels the scan. On a terminal,
+// a progress line on standard error follows the walk and the duplicate check.
 #include <optional>
 #include <string>
 
@@ -15,6 +16,7 @@ struct InsightsCommandOptions {
     Catalogue catalogue = Catalogue::linux;
     bool json = false;
     bool keepers = false;
+    bool quiet = false;  ///< no progress line (it is shown only on a terminal anyway)
 };
 
 /// Exit status: 0 done, 130 cancelled (what was found is still printed).

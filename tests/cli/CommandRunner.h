@@ -60,6 +60,14 @@ inline std::string pathOfFileURL(const std::string& url) {
     return path;
 }
 
+struct RunOptions {
+    /// Start with a Ctrl-C (SIGINT) already waiting, blocked: it arrives as soon as the program
+    /// unblocks it, a deterministic "Ctrl-C at the start".
+    bool interruptPending = false;
+    /// Where the program starts; empty: the test's own working directory.
+    std::string workingDirectory;
+};
+
 /// A home folder in a fresh tree and a way to run commands against it.
 class CommandHome {
   public:
@@ -89,10 +97,8 @@ class CommandHome {
         return run(argv);
     }
 
-    /// Runs `argv[0]` (a path) with the tree's environment; standard input is /dev/null. With
-    /// `interruptPending`, the program starts with a Ctrl-C (SIGINT) already waiting, blocked:
-    /// it arrives as soon as the program unblocks it, a deterministic "Ctrl-C at the start".
-    Outcome run(const std::vector<std::string>& argv, bool interruptPending = false) {
+    /// Runs `argv[0]` (a path) with the tree's environment; standard input is /dev/null.
+    Outcome run(const std::vector<std::string>& argv, const RunOptions& options = {}) {
         const std::string io = tree.dir("io"), stem = io + "/" + std::to_string(runs_++);
         std::vector<std::string> env = {"HOME=" + home,
                                         "XDG_CACHE_HOME=" + home + "/.cache",
@@ -121,7 +127,11 @@ class CommandHome {
                 ::dup2(err, 2) < 0) {
                 ::_exit(127);
             }
-            if (interruptPending) {
+            if (!options.workingDirectory.empty() &&
+                ::chdir(options.workingDirectory.c_str()) != 0) {
+                ::_exit(127);
+            }
+            if (options.interruptPending) {
                 sigset_t set;
                 sigemptyset(&set);
                 sigaddset(&set, SIGINT);

@@ -3,6 +3,9 @@
 // duplicate thresholds are never reached), so the checks are about roots, counts, Downloads
 // items, security findings, skipped items and the JSON shape.
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
 
 #include <nlohmann/json.hpp>
 
@@ -67,6 +70,19 @@ TEST_F(InsightsCommandTest, JsonReportOfAMacosHome) {
     EXPECT_TRUE(j.at("systemSnapshot").contains("physicalMemoryBytes"));
 }
 
+// A relative --home is where the person stands, not a path from the root folder.
+TEST_F(InsightsCommandTest, RelativeHomeIsResolvedFromTheWorkingFolder) {
+    oldFile("Documents/tool-keygen.zip", 100);
+    const auto o =
+        h.run({VELMORA_BINARY, "--home", "home", "--catalogue", "macos", "insights", "--json"},
+              {.interruptPending = false, .workingDirectory = h.tree.root()});
+    ASSERT_EQ(o.status, 0) << o.err;
+    const auto j = nlohmann::json::parse(o.out);
+    ASSERT_EQ(j.at("heatmapItems").size(), 1u);
+    EXPECT_EQ(j.at("heatmapItems")[0].at("id"), h.homePath("Documents"));
+    EXPECT_EQ(j.at("securityFindings").size(), 1u);
+}
+
 TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
     oldFile("Documents/x.bin", 10);
     auto o = insights({});
@@ -78,6 +94,23 @@ TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
     o = insights({"--keepers", "--json"});
     ASSERT_EQ(o.status, 0) << o.err;
     EXPECT_EQ(nlohmann::json::parse(o.out), nlohmann::json::array());
+
+    // Duplicates at the default 20 MiB floor (sparse, so cheap): the keeper is marked, and
+    // copies that are hard links are called out, since deleting them frees nothing.
+    for (const char* name : {"Documents/d.iso", "Downloads/d.iso"}) {
+        h.tree.file(std::string("home/") + name, 0);
+        std::filesystem::resize_file(h.homePath(name), 21u << 20);
+        h.tree.setMtime(std::string("home/") + name, old);
+    }
+    h.tree.dir("home/Desktop");
+    ASSERT_EQ(::link(h.homePath("Downloads/d.iso").c_str(), h.homePath("Desktop/d.iso").c_str()),
+              0);
+    o = insights({});
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_NE(o.out.find("3 copies of 22.0 MB, up to 0 bytes recoverable"), std::string::npos)
+        << o.out;
+    EXPECT_NE(o.out.find("keep ~/Documents/d.iso"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("2 of these copies are hard links"), std::string::npos) << o.out;
 
     EXPECT_EQ(insights({"--bogus"}).status, 2);
     EXPECT_EQ(h.run({VELMORA_BINARY, "--home", h.home + "/missing", "insights"}).status, 2);

@@ -29,7 +29,7 @@ TEST(InterruptTest, CtrlCStopsEachLongCommandWithStatus130) {
         std::vector<std::string> argv = {VELMORA_BINARY, "--home", h.home, "--catalogue",
                                          row.catalogue};
         argv.insert(argv.end(), row.args.begin(), row.args.end());
-        const auto o = h.run(argv, /*interruptPending=*/true);
+        const auto o = h.run(argv, {.interruptPending = true, .workingDirectory = {}});
         const std::string what = row.args.front();
         EXPECT_EQ(o.status, 130) << what << "\n" << o.err;
         EXPECT_NE(o.err.find("cancelled"), std::string::npos) << what << "\n" << o.err;
@@ -45,8 +45,8 @@ TEST(InterruptTest, CtrlCStopsEachLongCommandWithStatus130) {
 TEST(InterruptTest, WithoutCtrlCTheSameCommandsFinish) {
     CommandHome h;
     h.tree.file("home/Documents/report.txt", 100);
-    for (const auto& args : std::vector<std::vector<std::string>>{{"scan", "--json"},
-                                                                  {"insights", "--json"}}) {
+    for (const auto& args :
+         std::vector<std::vector<std::string>>{{"scan", "--json"}, {"insights", "--json"}}) {
         EXPECT_EQ(h.velmora(args).status, 0) << args.front();
     }
 }

@@ -336,6 +336,29 @@ TEST_F(InsightScannerTest, LinkedAndNestedRootsAreWalkedOnce) {
     (void)onOtherDisk;
 }
 
+TEST_F(InsightScannerTest, ProgressFollowsTheRootsThenDuplicatesAndEndsComplete) {
+    for (int i = 0; i < 1'100; ++i) file("Documents/f" + std::to_string(i), 1);
+    file("Downloads/a", 1);
+    std::vector<StorageScanProgress> samples;
+    MacStorageInsightScanner::Options o;
+    o.catalogue = Catalogue::macos;
+    o.captureSnapshot = fixedSnapshot;
+    o.progress = [&](const StorageScanProgress& p) { samples.push_back(p); };
+    MacStorageInsightScanner(home, smallConfig(), o).scan(cancel);
+
+    ASSERT_GE(samples.size(), 5u);  // 2 root starts, 2 in Documents, duplicates, the end
+    for (size_t i = 1; i < samples.size(); ++i) {
+        EXPECT_GE(samples[i].fractionCompleted, samples[i - 1].fractionCompleted) << i;
+        EXPECT_GE(samples[i].completedItems, samples[i - 1].completedItems) << i;
+    }
+    EXPECT_EQ(samples.front().currentURL->path, home + "/Downloads");
+    EXPECT_EQ(samples.front().totalLocations, 3);  // two roots and the duplicate check
+    EXPECT_EQ(samples.back().fractionCompleted, 1.0);
+    EXPECT_EQ(samples.back().completedItems, 1'101);
+    EXPECT_EQ(samples.back().foundCandidates, 1'101);
+    EXPECT_FALSE(samples.back().currentURL.has_value());
+}
+
 TEST_F(InsightScannerTest, DuplicatesFoundWithKeeperInDocuments) {
     const auto kept = file("Documents/report.pdf", 70'000);
     const auto copy = file("Downloads/report.pdf", 70'000);
