@@ -49,5 +49,17 @@ TEST(MacStorageInsightCleanupAllowance, OffersOnlyPlainFilesInsideLiveRoots) {
     EXPECT_FALSE(allowance.allows(insightAt(downloads + "/big.iso")));
 }
 
+// The insight scan walks a root that is a link to a folder elsewhere; nothing found through it
+// is offered for the Trash, since no cleanup ever goes through a link.
+TEST(MacStorageInsightCleanupAllowance, NothingUnderALinkedRootIsOffered) {
+    TestTree tree;
+    const std::string home = tree.dir("home");
+    tree.file("disk/Downloads/big.iso");
+    const std::string downloads = tree.symlink("home/Downloads", tree.path("disk/Downloads"));
+    auto allowance = MacStorageInsightCleanupAllowance::make({{downloads, true}}, home,
+                                                             Catalogue::linux, 100'000);
+    EXPECT_FALSE(allowance.allows(insightAt(downloads + "/big.iso")));
+}
+
 }  // namespace
 }  // namespace velmora
