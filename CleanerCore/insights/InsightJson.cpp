@@ -7,6 +7,7 @@
 namespace velmora {
 
 using nlohmann::json;
+using nlohmann::ordered_json;
 
 namespace {
 
@@ -29,16 +30,73 @@ void restoreDisplayPath(std::string& text, const std::string& folder) {
     }
 }
 
-}  // namespace
+// A value coded by the scan model's coders, as a document of type J (the ordered writer's
+// nested scan-model records keep their own, sorted, key order).
+template <typename J, typename T>
+J scanModelValue(const T& value) {
+    return J(json(value));
+}
 
-void to_json(json& j, const StorageMapItem& s) {
-    j = json::object();
+template <typename J>
+void encode(J& j, const StorageMapItem& s) {
+    j = J::object();
     j["id"] = validUTF8(s.id);
-    j["url"] = s.url;
+    j["url"] = scanModelValue<J>(s.url);
     j["displayName"] = validUTF8(s.displayName);
     j["sizeBytes"] = s.sizeBytes;
     j["itemCount"] = s.itemCount;
     j["isTruncated"] = s.isTruncated;
+}
+
+template <typename J>
+void encode(J& j, const FileInsight& f) {
+    j = J::object();
+    j["id"] = validUTF8(f.id);
+    j["url"] = scanModelValue<J>(f.url);
+    j["displayName"] = validUTF8(f.displayName);
+    j["parentPath"] = validUTF8(f.parentPath);
+    j["sizeBytes"] = f.sizeBytes;
+    if (f.lastModified) j["lastModified"] = *f.lastModified;
+    if (f.resourceIdentity) j["resourceIdentity"] = scanModelValue<J>(*f.resourceIdentity);
+    if (f.linkCount) j["linkCount"] = *f.linkCount;
+    j["kind"] = rawValue(f.kind);
+    j["detail"] = validUTF8(f.detail);
+    j["safety"] = rawValue(f.safety);
+}
+
+template <typename J>
+void encode(J& j, const DuplicateFileGroup& g) {
+    j = J::object();
+    j["id"] = validUTF8(g.id);
+    j["sizeBytes"] = g.sizeBytes;
+    J files = J::array();
+    for (const auto& f : g.files) {
+        J file;
+        encode(file, f);
+        files.push_back(std::move(file));
+    }
+    j["files"] = std::move(files);
+}
+
+template <typename J>
+void encode(J& j, const DuplicateKeeperRecommendation& r) {
+    j = J::object();
+    j["groupID"] = validUTF8(r.groupID);
+    j["keeperID"] = validUTF8(r.keeperID);
+    j["keeperPath"] = validUTF8(r.keeperPath);
+    j["duplicateCount"] = r.duplicateCount;
+    J reasons = J::array();
+    for (auto reason : r.reasons) reasons.push_back(rawValue(reason));
+    j["reasons"] = std::move(reasons);
+}
+
+}  // namespace
+
+void to_json(json& j, const StorageMapItem& s) {
+    encode(j, s);
+}
+void to_json(ordered_json& j, const StorageMapItem& s) {
+    encode(j, s);
 }
 void from_json(const json& j, StorageMapItem& s) {
     s.id = j.at("id").get<std::string>();
@@ -52,18 +110,10 @@ void from_json(const json& j, StorageMapItem& s) {
 }
 
 void to_json(json& j, const FileInsight& f) {
-    j = json::object();
-    j["id"] = validUTF8(f.id);
-    j["url"] = f.url;
-    j["displayName"] = validUTF8(f.displayName);
-    j["parentPath"] = validUTF8(f.parentPath);
-    j["sizeBytes"] = f.sizeBytes;
-    if (f.lastModified) j["lastModified"] = *f.lastModified;
-    if (f.resourceIdentity) j["resourceIdentity"] = *f.resourceIdentity;
-    if (f.linkCount) j["linkCount"] = *f.linkCount;
-    j["kind"] = rawValue(f.kind);
-    j["detail"] = validUTF8(f.detail);
-    j["safety"] = rawValue(f.safety);
+    encode(j, f);
+}
+void to_json(ordered_json& j, const FileInsight& f) {
+    encode(j, f);
 }
 void from_json(const json& j, FileInsight& f) {
     f.url = j.at("url").get<FileURL>();
@@ -88,10 +138,10 @@ void from_json(const json& j, FileInsight& f) {
 }
 
 void to_json(json& j, const DuplicateFileGroup& g) {
-    j = json::object();
-    j["id"] = validUTF8(g.id);
-    j["sizeBytes"] = g.sizeBytes;
-    j["files"] = g.files;
+    encode(j, g);
+}
+void to_json(ordered_json& j, const DuplicateFileGroup& g) {
+    encode(j, g);
 }
 void from_json(const json& j, DuplicateFileGroup& g) {
     g.id = j.at("id").get<std::string>();
@@ -100,14 +150,10 @@ void from_json(const json& j, DuplicateFileGroup& g) {
 }
 
 void to_json(json& j, const DuplicateKeeperRecommendation& r) {
-    j = json::object();
-    j["groupID"] = validUTF8(r.groupID);
-    j["keeperID"] = validUTF8(r.keeperID);
-    j["keeperPath"] = validUTF8(r.keeperPath);
-    j["duplicateCount"] = r.duplicateCount;
-    json reasons = json::array();
-    for (auto reason : r.reasons) reasons.push_back(rawValue(reason));
-    j["reasons"] = std::move(reasons);
+    encode(j, r);
+}
+void to_json(ordered_json& j, const DuplicateKeeperRecommendation& r) {
+    encode(j, r);
 }
 void from_json(const json& j, DuplicateKeeperRecommendation& r) {
     r.groupID = j.at("groupID").get<std::string>();

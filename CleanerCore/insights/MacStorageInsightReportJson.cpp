@@ -7,18 +7,30 @@ namespace velmora {
 
 using nlohmann::json;
 
-void to_json(json& j, const MacStorageInsightReport& r) {
-    j = json::object();
+namespace {
+
+template <typename J>
+void encode(J& j, const MacStorageInsightReport& r) {
+    j = J::object();
     j["scannedAt"] = r.scannedAt;
     j["heatmapItems"] = r.heatmapItems;
     j["largeFiles"] = r.largeFiles;
     j["downloadFiles"] = r.downloadFiles;
     j["duplicateGroups"] = r.duplicateGroups;
     j["securityFindings"] = r.securityFindings;
-    j["skippedItems"] = r.skippedItems;
+    j["skippedItems"] = J(json(r.skippedItems));  // scan-model records, sorted keys
     j["isTruncated"] = r.isTruncated;
     j["systemSnapshot"] = r.systemSnapshot;
     j["hasCompletedScan"] = r.hasCompletedScan;
+}
+
+}  // namespace
+
+void to_json(json& j, const MacStorageInsightReport& r) {
+    encode(j, r);
+}
+void to_json(nlohmann::ordered_json& j, const MacStorageInsightReport& r) {
+    encode(j, r);
 }
 
 void from_json(const json& j, MacStorageInsightReport& r) {

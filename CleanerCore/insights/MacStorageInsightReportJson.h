@@ -22,6 +22,8 @@
 namespace velmora {
 
 void to_json(nlohmann::json&, const MacStorageInsightReport&);
+/// The same with the keys in the order listed above (what `velmora insights --json` prints).
+void to_json(nlohmann::ordered_json&, const MacStorageInsightReport&);
 void from_json(const nlohmann::json&, MacStorageInsightReport&);
 
 /// Parses report JSON text; the error names what is missing or wrong.

@@ -322,6 +322,10 @@ void from_json(const json& j, StorageScanProgress& p) {
 std::string dumpJSON(const json& value, bool pretty) {
     return value.dump(pretty ? 2 : -1, ' ', false, json::error_handler_t::replace);
 }
+std::string dumpJSON(const nlohmann::ordered_json& value, bool pretty) {
+    return value.dump(pretty ? 2 : -1, ' ', false,
+                      nlohmann::ordered_json::error_handler_t::replace);
+}
 
 Result<ScanReport> decodeScanReport(std::string_view text) {
     try {

@@ -59,6 +59,7 @@ E decodeEnum(const nlohmann::json& value, F fromRaw, const char* what) {
 
 /// Serializes any JSON value as UTF-8 text (invalid sequences replaced), pretty when asked.
 std::string dumpJSON(const nlohmann::json& value, bool pretty);
+std::string dumpJSON(const nlohmann::ordered_json& value, bool pretty);
 
 /// Parses a report written by `velmora scan --json`; the error says what is wrong.
 Result<ScanReport> decodeScanReport(std::string_view text);

@@ -133,9 +133,9 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     const auto keepers = duplicateKeeperRecommendations(report, options.catalogue);
 
     if (options.json && options.keepers) {
-        std::cout << dumpJSON(nlohmann::json(keepers), true) << "\n";
+        std::cout << dumpJSON(nlohmann::ordered_json(keepers), true) << "\n";
     } else if (options.json) {
-        std::cout << dumpJSON(nlohmann::json(report), true) << "\n";
+        std::cout << dumpJSON(nlohmann::ordered_json(report), true) << "\n";
     } else if (options.keepers) {
         if (keepers.empty()) std::cout << "No duplicate groups.\n";
         for (const auto& k : keepers) {

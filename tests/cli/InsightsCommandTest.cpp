@@ -68,6 +68,25 @@ TEST_F(InsightsCommandTest, JsonReportOfAMacosHome) {
     EXPECT_EQ(pathOfFileURL(j.at("skippedItems")[0].at("url").get<std::string>()),
               h.homePath("Library/Application Support/CloudDocs"));
     EXPECT_TRUE(j.at("systemSnapshot").contains("physicalMemoryBytes"));
+
+    // Keys come in the records' declared order, for people and diff tools reading the output.
+    auto keys = [](const nlohmann::ordered_json& object) {
+        std::vector<std::string> out;
+        for (const auto& item : object.items()) out.push_back(item.key());
+        return out;
+    };
+    const auto ordered = nlohmann::ordered_json::parse(o.out);
+    EXPECT_EQ(keys(ordered),
+              (std::vector<std::string>{"scannedAt", "heatmapItems", "largeFiles", "downloadFiles",
+                                        "duplicateGroups", "securityFindings", "skippedItems",
+                                        "isTruncated", "systemSnapshot", "hasCompletedScan"}));
+    EXPECT_EQ(keys(ordered.at("downloadFiles")[0]),
+              (std::vector<std::string>{"id", "url", "displayName", "parentPath", "sizeBytes",
+                                        "lastModified", "resourceIdentity", "linkCount", "kind",
+                                        "detail", "safety"}));
+    EXPECT_EQ(keys(ordered.at("heatmapItems")[0]),
+              (std::vector<std::string>{"id", "url", "displayName", "sizeBytes", "itemCount",
+                                        "isTruncated"}));
 }
 
 // A relative --home is where the person stands, not a path from the root folder.
@@ -105,6 +124,13 @@ TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
     h.tree.dir("home/Desktop");
     ASSERT_EQ(::link(h.homePath("Downloads/d.iso").c_str(), h.homePath("Desktop/d.iso").c_str()),
               0);
+    o = insights({"--keepers", "--json"});
+    ASSERT_EQ(o.status, 0) << o.err;
+    std::vector<std::string> keeperKeys;
+    const auto keepers = nlohmann::ordered_json::parse(o.out);
+    for (const auto& item : keepers.at(0).items()) keeperKeys.push_back(item.key());
+    EXPECT_EQ(keeperKeys, (std::vector<std::string>{"groupID", "keeperID", "keeperPath",
+                                                    "duplicateCount", "reasons"}));
     o = insights({});
     ASSERT_EQ(o.status, 0) << o.err;
     EXPECT_NE(o.out.find("3 copies of 22.0 MB, up to 0 bytes recoverable"), std::string::npos)
