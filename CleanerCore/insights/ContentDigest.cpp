@@ -254,7 +254,7 @@ std::vector<Result<FileDigest, DigestFailure>> fullContentDigests(
                 break;
             }
             agreeing.push_back(run.members[next++]);
-            before.copyFrom(run.sha);
+            if (next < run.members.size()) before.copyFrom(run.sha);  // others may part here
             run.sha.update(buffers.chunk.data(), want);
             for (; next < run.members.size(); ++next) {
                 const size_t i = run.members[next];
