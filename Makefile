@@ -24,6 +24,7 @@ bench: setup
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS)
 	bench/run.sh
+	bench/dups.sh 2000 build/release
 
 # The history loader under libFuzzer (clang, AddressSanitizer, UBSan) for FUZZ_SECONDS, starting
 # from the seeds in fuzz/corpus; new inputs it finds are kept in build/fuzz/corpus.
