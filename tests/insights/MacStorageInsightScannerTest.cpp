@@ -170,6 +170,17 @@ TEST_F(InsightScannerTest, PackageIsOneUnitAndApplicationBundleFinding) {
     EXPECT_EQ(r.securityFindings[0].url.path, home + "/Downloads/Tool.app");
     ASSERT_EQ(r.downloadFiles.size(), 1u);  // the bundle, never its contents
     EXPECT_EQ(r.downloadFiles[0].sizeBytes, allocated(x) + allocated(y));
+
+    // Workflows and installer packages come as folders too; each is one finding.
+    file("Documents/Rename.workflow/Contents/document.wflow", 100);
+    file("Documents/Setup.pkg/Contents/Archive.pax.gz", 100);
+    const auto again = scan();
+    std::map<std::string, std::string> details;
+    for (const auto& f : again.securityFindings) details[f.displayName] = f.detail;
+    EXPECT_EQ(details,
+              (std::map<std::string, std::string>{{"Tool.app", "Application bundle"},
+                                                  {"Rename.workflow", "Automation workflow"},
+                                                  {"Setup.pkg", "Installer package"}}));
 }
 
 TEST_F(InsightScannerTest, AgeRuleHoldsBackRecentFilesWithBoundedSkippedItems) {
