@@ -11,7 +11,6 @@
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/ProgressBar.h"
 #include "VelmoraUI/dashboard/Formatting.h"
-#include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
 
 namespace velmora::cli {
 
@@ -116,20 +115,11 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     scanOptions.catalogue = options.catalogue;
     scanOptions.configHome = env.xdgConfigHome;
     if (options.homeOverride) scanOptions.platformHome = currentUserEnvironment({}).home;
-    ProgressBar bar(env.home);
-    std::shared_ptr<ScanProgressCoalescer> coalescer;
-    if (!options.quiet && standardErrorIsTerminal()) {
-        coalescer = ScanProgressCoalescer::make(
-            [&bar](const StorageScanProgress& p) { bar.show(p); }, std::make_shared<SteadyClock>(),
-            std::make_shared<ThreadScheduler>());
-        scanOptions.progress = [coalescer](const StorageScanProgress& p) { coalescer->offer(p); };
-    }
+    TerminalProgress progress(env.home, options.quiet);
+    scanOptions.progress = progress.callback();
     MacStorageInsightScanner scanner(env.home, {}, scanOptions);
     const MacStorageInsightReport report = scanner.scan(cancel);
-    if (coalescer) {
-        coalescer->finish();
-        bar.clear();
-    }
+    progress.finish();
     const auto keepers = duplicateKeeperRecommendations(report, options.catalogue);
 
     if (options.json && options.keepers) {

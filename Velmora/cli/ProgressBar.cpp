@@ -61,4 +61,29 @@ void ProgressBar::clear() {
     drawn_ = false;
 }
 
+TerminalProgress::TerminalProgress(std::string home, bool quiet) : bar_(std::move(home)) {
+    if (quiet || !standardErrorIsTerminal()) return;
+    scheduler_ = std::make_unique<ThreadScheduler>();
+    // Not owning: the scheduler lives exactly as long as this object.
+    std::shared_ptr<Scheduler> scheduler(std::shared_ptr<Scheduler>{}, scheduler_.get());
+    coalescer_ = ScanProgressCoalescer::make([this](const StorageScanProgress& p) { bar_.show(p); },
+                                             std::make_shared<SteadyClock>(), scheduler);
+}
+
+TerminalProgress::~TerminalProgress() {
+    finish();
+    scheduler_.reset();  // joins the timer thread; a flush running there completes first
+}
+
+std::function<void(const StorageScanProgress&)> TerminalProgress::callback() const {
+    if (!coalescer_) return {};
+    return [coalescer = coalescer_](const StorageScanProgress& p) { coalescer->offer(p); };
+}
+
+void TerminalProgress::finish() {
+    if (!coalescer_) return;
+    coalescer_->finish();
+    bar_.clear();
+}
+
 }  // namespace velmora::cli

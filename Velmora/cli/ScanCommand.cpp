@@ -7,30 +7,16 @@
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/Output.h"
 #include "Velmora/cli/ProgressBar.h"
-#include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
 
 namespace velmora::cli {
 
 ScanReport scanWithProgress(const ScanSetup& setup, Catalogue catalogue, bool quiet,
                             const CancellationToken& cancel) {
     const std::string& home = setup.environment.home;
-    ProgressBar bar(home);
-    std::shared_ptr<ScanProgressCoalescer> coalescer;
-    std::shared_ptr<ThreadScheduler> scheduler;
-    StorageScanner::ProgressCallback progress;
-    if (!quiet && standardErrorIsTerminal()) {
-        scheduler = std::make_shared<ThreadScheduler>();
-        coalescer =
-            ScanProgressCoalescer::make([&bar](const StorageScanProgress& p) { bar.show(p); },
-                                        std::make_shared<SteadyClock>(), scheduler);
-        progress = [coalescer](const StorageScanProgress& p) { coalescer->offer(p); };
-    }
+    TerminalProgress progress(home, quiet);
     StorageScanner scanner({}, home, catalogue);
-    ScanReport report = scanner.scan(setup.locations, currentDate(), progress, cancel);
-    if (coalescer) {
-        coalescer->finish();
-        bar.clear();
-    }
+    ScanReport report = scanner.scan(setup.locations, currentDate(), progress.callback(), cancel);
+    progress.finish();
     return report;
 }
 
