@@ -5,6 +5,7 @@
 #include <variant>
 
 #include "CleanerCore/platform/FileIdentity.h"
+#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
 
@@ -26,7 +27,33 @@ CleaningError anchorRefusal(const AnchorFailure& failure, const std::string& ite
     return {K::unreadableAttributes, itemPath};
 }
 
+// What a stopped permanent deletion did, in words that stay true: an item of which anything was
+// removed is not reported as if it were intact.
+std::string deletionFailureReason(const RemoveTreeFailure& failure, const std::string& path) {
+    const std::string where =
+        failure.relativePath.empty() ? path : appendingPathComponent(path, failure.relativePath);
+    if (failure.removedSome) {
+        const std::string cause = failure.errorNumber == EXDEV
+                                      ? "it is a mount point, which is never deleted"
+                                      : std::strerror(failure.errorNumber);
+        return partlyDeletedReason(where, cause);
+    }
+    if (failure.errorNumber == EXDEV) {
+        return failure.relativePath.empty() ? mountPointRefusal(path)
+                                            : holdsMountPointRefusal(where);
+    }
+    if (failure.errorNumber == ESTALE) {
+        return CleaningError{K::cleanupCandidateChanged, path}.description();
+    }
+    return std::strerror(failure.errorNumber);
+}
+
 }  // namespace
+
+std::string partlyDeletedReason(const std::string& where, const std::string& cause) {
+    return std::string(kPartlyDeletedReasonStart) + " before the deletion stopped at " + where +
+           ": " + cause;
+}
 
 struct CleaningService::ItemOutcome {
     // Exactly one is set; `cancelled` stops the run with this candidate in neither list.
@@ -89,6 +116,7 @@ CleaningService::ItemOutcome CleaningService::cleanOne(
                                     isCancellationRequested_);
     if (!walked) {
         if (walked.error().cancelled) return ItemOutcome::stop();
+        if (walked.error().reason) return ItemOutcome::failed(*walked.error().reason);
         return ItemOutcome::failed(walked.error().error);
     }
     const CleanupValidationSnapshot& snapshot = *walked;
@@ -112,12 +140,9 @@ CleaningService::ItemOutcome CleaningService::cleanOne(
 
     CleanedItem cleaned{candidate, std::nullopt, std::nullopt, std::nullopt};
     if (mode == CleaningMode::deletePermanently) {
-        if (int error =
+        if (auto failure =
                 removeTreeAt(item.parentFd.get(), item.name, snapshot.device, snapshot.inode)) {
-            if (error == ESTALE) {
-                return ItemOutcome::failed(CleaningError{K::cleanupCandidateChanged, path});
-            }
-            return ItemOutcome::failed(std::string(std::strerror(error)));
+            return ItemOutcome::failed(deletionFailureReason(*failure, path));
         }
     } else {
         if (!context_.trash) {

@@ -34,6 +34,12 @@ struct CleaningContext {
     std::function<Date()> clock = currentDate;
 };
 
+/// How the reason of a permanent deletion that stopped part-way begins: the item is no longer
+/// whole, and what was deleted is gone.
+inline constexpr const char* kPartlyDeletedReasonStart = "Part of the item was deleted";
+/// "Part of the item was deleted before the deletion stopped at <where>: <cause>".
+std::string partlyDeletedReason(const std::string& where, const std::string& cause);
+
 class CleaningService {
   public:
     CleaningService(CleaningContext context, CancellationQuery isCancellationRequested = {});

@@ -9,6 +9,7 @@
 
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/platform/MountIdentity.h"
 #include "CleanerCore/scanning/PackageExtensions.h"
 #include "CleanerCore/scanning/PathRules.h"
 #include "CleanerCore/scanning/ProtectedNameFilter.h"
@@ -23,17 +24,22 @@ using K = CleaningError::Kind;
 constexpr int kMaximumWalkDepth = 2048;
 
 ValidationStop refusal(K kind, std::string path) {
-    return ValidationStop{false, CleaningError{kind, std::move(path)}};
+    return ValidationStop{false, CleaningError{kind, std::move(path)}, std::nullopt};
+}
+
+ValidationStop refusal(std::string reason) {
+    return ValidationStop{false, {}, std::move(reason)};
 }
 
 class ValidationWalk {
   public:
     ValidationWalk(const CleanupValidationOptions& options, Catalogue catalogue,
-                   const CancellationQuery& cancel, std::string candidatePath)
+                   const CancellationQuery& cancel, std::string candidatePath, MountPlace place)
         : options_(options),
           catalogue_(catalogue),
           cancel_(cancel),
-          candidatePath_(std::move(candidatePath)) {}
+          candidatePath_(std::move(candidatePath)),
+          place_(place) {}
 
     std::optional<ValidationStop> walk(int dirFd, std::string& path, bool hidden, bool inPackage,
                                        int depth) {
@@ -43,7 +49,7 @@ class ValidationWalk {
             return refusal(K::unreadableAttributes, path);
         }
         for (const auto& name : names) {
-            if (cancel_ && cancel_()) return ValidationStop{true, {}};
+            if (cancel_ && cancel_()) return ValidationStop{true, {}, std::nullopt};
             const size_t parentLength = path.size();
             path += '/';
             path += name;
@@ -69,11 +75,12 @@ class ValidationWalk {
         if (++traversed_ > options_.maximumTraversalItems) {
             return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
         }
-        struct stat st {};
-        if (::fstatat(dirFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
-            return refusal(K::unreadableAttributes, path);
-        }
+        auto node = statWithMountAt(dirFd, name.c_str());
+        if (!node) return refusal(K::unreadableAttributes, path);
+        const struct stat& st = node->st;
         if (S_ISLNK(st.st_mode)) return std::nullopt;  // neither followed nor counted
+        // Whatever is mounted inside would be deleted or moved along with the item.
+        if (place_.isOtherMount(*node)) return refusal(holdsMountPointRefusal(path));
 
         const bool isDirectory = S_ISDIR(st.st_mode);
         const bool hidden = parentHidden || name[0] == '.';
@@ -98,6 +105,9 @@ class ValidationWalk {
             opened.st_ino != st.st_ino) {
             return refusal(K::unreadableAttributes, path);
         }
+        if (!node->mountId && place_.isOtherMount(NodeStat{opened, mountIdOf(child.get())})) {
+            return refusal(holdsMountPointRefusal(path));
+        }
         const bool isPackage = isPackageExtension(pathExtensionLowercased(name));
         return walk(child.get(), path, hidden, inPackage || isPackage, depth + 1);
     }
@@ -106,11 +116,20 @@ class ValidationWalk {
     Catalogue catalogue_;
     const CancellationQuery& cancel_;
     std::string candidatePath_;
+    MountPlace place_;  ///< the item's own mount; every descendant must be on it
     int64_t traversed_ = 0;
     int64_t descendants_ = 0;
 };
 
 }  // namespace
+
+std::string mountPointRefusal(const std::string& path) {
+    return "Refusing to clean a mount point: " + path;
+}
+
+std::string holdsMountPointRefusal(const std::string& mountPath) {
+    return "Refusing to clean a folder that holds a mount point: " + mountPath;
+}
 
 SafePathPolicy pathRulesFor(const std::vector<ScanLocation>& locations,
                             const std::string& homeFolder, Catalogue catalogue) {
@@ -124,25 +143,40 @@ Result<CleanupValidationSnapshot, ValidationStop> walkForValidation(
     const AnchoredItem& item, const CleanupValidationOptions& options, Catalogue catalogue,
     const CancellationQuery& isCancellationRequested) {
     if (isCancellationRequested && isCancellationRequested()) {
-        return Failure{ValidationStop{true, {}}};
+        return Failure{ValidationStop{true, {}, std::nullopt}};
     }
-    auto st = statAt(item.parentFd.get(), item.name);
-    if (!st) return Failure{refusal(K::unreadableAttributes, item.path)};
-    if (S_ISLNK(st->st_mode)) return Failure{refusal(K::symbolicLink, item.path)};
+    auto node = statWithMountAt(item.parentFd.get(), item.name.c_str());
+    if (!node) return Failure{refusal(K::unreadableAttributes, item.path)};
+    const struct stat& st = node->st;
+    if (S_ISLNK(st.st_mode)) return Failure{refusal(K::symbolicLink, item.path)};
+    // The item's parent is the place it must share: a different device or mount id means
+    // something is mounted at the item.
+    auto parent = MountPlace::of(item.parentFd.get());
+    if (!parent) return Failure{refusal(K::unreadableAttributes, item.path)};
+    if (parent->isOtherMount(*node)) return Failure{refusal(mountPointRefusal(item.path))};
 
-    ValidationWalk walk(options, catalogue, isCancellationRequested, item.path);
-    walk.snapshot.device = st->st_dev;
-    walk.snapshot.inode = st->st_ino;
-    walk.snapshot.isDirectory = S_ISDIR(st->st_mode);
-    walk.snapshot.latestModificationDate = dateFromTimespec(st->st_mtim);
-    if (!S_ISDIR(st->st_mode)) return walk.snapshot;
-
+    if (!S_ISDIR(st.st_mode)) {
+        CleanupValidationSnapshot snapshot;
+        snapshot.device = st.st_dev;
+        snapshot.inode = st.st_ino;
+        snapshot.latestModificationDate = dateFromTimespec(st.st_mtim);
+        return snapshot;
+    }
     UniqueFd fd = openDirectoryAt(item.parentFd.get(), item.name.c_str());
     struct stat opened {};
-    if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st->st_dev ||
-        opened.st_ino != st->st_ino) {
+    if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st.st_dev ||
+        opened.st_ino != st.st_ino) {
         return Failure{refusal(K::unreadableAttributes, item.path)};
     }
+    const MountPlace place{opened.st_dev, mountIdOf(fd.get())};
+    if (parent->isOtherMount(NodeStat{opened, place.mountId})) {
+        return Failure{refusal(mountPointRefusal(item.path))};
+    }
+    ValidationWalk walk(options, catalogue, isCancellationRequested, item.path, place);
+    walk.snapshot.device = st.st_dev;
+    walk.snapshot.inode = st.st_ino;
+    walk.snapshot.isDirectory = true;
+    walk.snapshot.latestModificationDate = dateFromTimespec(st.st_mtim);
     std::string path = item.path;
     if (auto stop = walk.walk(fd.get(), path, false, false, 0)) return Failure{*stop};
     return walk.snapshot;

@@ -40,8 +40,16 @@ struct CleanupValidationSnapshot {
 /// Why a validation stopped: a refusal for this item, or a cancellation of the whole run.
 struct ValidationStop {
     bool cancelled = false;
-    CleaningError error;  ///< meaningful when not cancelled
+    CleaningError error;  ///< meaningful when not cancelled and `reason` is empty
+    /// A refusal that has no `CleaningError` case (a mount point); its reason text.
+    std::optional<std::string> reason;
 };
+
+/// The reason an item that is a mount point is refused: whatever is mounted there would be
+/// emptied or moved with it.
+std::string mountPointRefusal(const std::string& path);
+/// The reason a folder holding a mount point (named by `mountPath`) is refused.
+std::string holdsMountPointRefusal(const std::string& mountPath);
 
 /// The clean-time path rules for a run: the locations' roots are the allowed roots.
 SafePathPolicy pathRulesFor(const std::vector<ScanLocation>& locations,
@@ -53,7 +61,9 @@ inline bool identitiesEqual(const FileResourceIdentity& a, const FileResourceIde
 }
 
 /// Walks `item` with the root's options. Fails with `unreadableAttributes` (the item, or the
-/// descendant that could not be read), `symbolicLink` (the item is a link),
+/// descendant that could not be read), `symbolicLink` (the item is a link), a mount point
+/// refusal (the item is mounted on, or holds a mount point: another device or another mount
+/// id than the item's parent folder),
 /// `cleanupValidationItemLimitExceeded` (the candidate's path), or a cancellation. A descendant
 /// on a protected path ends the walk early with `noTouchDescendantURL` set.
 Result<CleanupValidationSnapshot, ValidationStop> walkForValidation(

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/platform/MountIdentity.h"
 #include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
@@ -115,51 +116,98 @@ Result<AnchoredItem, AnchorFailure> openAnchoredItem(const std::string& anchorPa
 
 namespace {
 
-int removeContents(int dirFd, int depth) {
-    if (depth > 4096) return ELOOP;
-    std::vector<std::string> names;
-    if (!forEachDirectoryEntry(
-            dirFd, [&](const char* name, unsigned char) { names.emplace_back(name); })) {
-        return errno ? errno : EIO;
+// One permanent removal: depth first, through descriptors, stopping at the first failure and
+// remembering where that was and whether anything had been removed before it.
+class TreeRemoval {
+  public:
+    RemoveTreeFailure failure;
+    bool removedSome = false;
+
+    // Removes everything inside the folder `dirFd`, which lies on `place`. False on failure.
+    bool removeContents(int dirFd, const MountPlace& place, int depth) {
+        if (depth > 4096) return fail(ELOOP);
+        std::vector<std::string> names;
+        if (!forEachDirectoryEntry(
+                dirFd, [&](const char* name, unsigned char) { names.emplace_back(name); })) {
+            return fail(errno ? errno : EIO);
+        }
+        for (const auto& name : names) {
+            const size_t parentLength = relative_.size();
+            if (!relative_.empty()) relative_ += '/';
+            relative_ += name;
+            if (!removeEntry(dirFd, name, place, depth)) return false;
+            relative_.resize(parentLength);
+        }
+        return true;
     }
-    struct stat self {};
-    if (::fstat(dirFd, &self) != 0) return errno;
-    for (const auto& name : names) {
-        auto st = statAt(dirFd, name);
-        if (!st) {
-            if (errno == ENOENT) continue;
-            return errno;
+
+    bool fail(int error) {
+        failure = {error, relative_, removedSome};
+        return false;
+    }
+
+  private:
+    bool removeEntry(int dirFd, const std::string& name, const MountPlace& place, int depth) {
+        auto node = statWithMountAt(dirFd, name.c_str());
+        if (!node) return errno == ENOENT || fail(errno);
+        // A mount point (a file can be bound, too) is neither entered nor removed.
+        if (place.isOtherMount(*node)) return fail(EXDEV);
+        if (!S_ISDIR(node->st.st_mode)) {
+            if (::unlinkat(dirFd, name.c_str(), 0) != 0) return errno == ENOENT || fail(errno);
+            removedSome = true;
+            return true;
         }
-        if (!S_ISDIR(st->st_mode)) {
-            if (::unlinkat(dirFd, name.c_str(), 0) != 0 && errno != ENOENT) return errno;
-            continue;
-        }
-        if (st->st_dev != self.st_dev) return EXDEV;
         UniqueFd child(::openat(dirFd, name.c_str(), kDirectoryFlags | O_NOFOLLOW));
-        struct stat opened {};
-        if (!child) return errno;
-        if (::fstat(child.get(), &opened) != 0) return errno;
-        if (opened.st_dev != st->st_dev || opened.st_ino != st->st_ino) return ESTALE;
-        if (int error = removeContents(child.get(), depth + 1)) return error;
-        if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) return errno;
+        if (!child) return fail(errno);
+        auto opened = MountPlace::of(child.get());
+        struct stat st {};
+        if (!opened || ::fstat(child.get(), &st) != 0) return fail(errno);
+        if (st.st_dev != node->st.st_dev || st.st_ino != node->st.st_ino) return fail(ESTALE);
+        if (place.isOtherMount(NodeStat{st, opened->mountId})) return fail(EXDEV);
+        if (!removeContents(child.get(), *opened, depth + 1)) return false;
+        if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0) {
+            return errno == ENOENT || fail(errno);
+        }
+        removedSome = true;
+        return true;
     }
-    return 0;
-}
+
+    std::string relative_;
+};
 
 }  // namespace
 
-int removeTreeAt(int dirFd, const std::string& name, dev_t device, ino_t inode) {
-    auto st = statAt(dirFd, name);
-    if (!st) return errno;
-    if (st->st_dev != device || st->st_ino != inode) return ESTALE;
-    if (!S_ISDIR(st->st_mode)) return ::unlinkat(dirFd, name.c_str(), 0) == 0 ? 0 : errno;
+std::optional<RemoveTreeFailure> removeTreeAt(int dirFd, const std::string& name, dev_t device,
+                                              ino_t inode) {
+    TreeRemoval removal;
+    auto parent = MountPlace::of(dirFd);
+    if (!parent) return RemoveTreeFailure{errno, {}, false};
+    auto node = statWithMountAt(dirFd, name.c_str());
+    if (!node) return RemoveTreeFailure{errno, {}, false};
+    if (node->st.st_dev != device || node->st.st_ino != inode) {
+        return RemoveTreeFailure{ESTALE, {}, false};
+    }
+    // The item itself may be a mount point: removing it would empty what is mounted there.
+    if (parent->isOtherMount(*node)) return RemoveTreeFailure{EXDEV, {}, false};
+    if (!S_ISDIR(node->st.st_mode)) {
+        if (::unlinkat(dirFd, name.c_str(), 0) != 0) return RemoveTreeFailure{errno, {}, false};
+        return std::nullopt;
+    }
     UniqueFd fd(::openat(dirFd, name.c_str(), kDirectoryFlags | O_NOFOLLOW));
-    if (!fd) return errno;
-    struct stat opened {};
-    if (::fstat(fd.get(), &opened) != 0) return errno;
-    if (opened.st_dev != device || opened.st_ino != inode) return ESTALE;
-    if (int error = removeContents(fd.get(), 0)) return error;
-    return ::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
+    if (!fd) return RemoveTreeFailure{errno, {}, false};
+    auto opened = MountPlace::of(fd.get());
+    struct stat st {};
+    if (!opened || ::fstat(fd.get(), &st) != 0) return RemoveTreeFailure{errno, {}, false};
+    if (st.st_dev != device || st.st_ino != inode) return RemoveTreeFailure{ESTALE, {}, false};
+    if (parent->isOtherMount(NodeStat{st, opened->mountId})) {
+        return RemoveTreeFailure{EXDEV, {}, false};
+    }
+    if (!removal.removeContents(fd.get(), *opened, 0)) return removal.failure;
+    if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0) {
+        removal.fail(errno);
+        return removal.failure;
+    }
+    return std::nullopt;
 }
 
 }  // namespace velmora

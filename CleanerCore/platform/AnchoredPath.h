@@ -66,10 +66,20 @@ Result<AnchoredItem, AnchorFailure> openAnchoredItem(const std::string& anchorPa
 /// lstat of `name` in `dirFd`; nullopt when it cannot be read (errno set).
 std::optional<struct stat> statAt(int dirFd, const std::string& name);
 
+/// Where and why a permanent removal stopped.
+struct RemoveTreeFailure {
+    int errorNumber = 0;       ///< EXDEV: a mount point; ESTALE: not the expected object
+    std::string relativePath;  ///< the entry it stopped at, relative to the item; "": the item
+    bool removedSome = false;  ///< something inside the item had been removed before it stopped
+};
+
 /// Removes `name` from `dirFd` and, for a folder, everything inside it, opening each folder with
-/// O_NOFOLLOW and checking it is the object listed; links are removed, never followed, and other
-/// file systems mounted inside are not entered (the removal fails with EXDEV). The item must be
-/// (device, inode). Returns 0 or the errno of the first failure (what was removed stays removed).
-int removeTreeAt(int dirFd, const std::string& name, dev_t device, ino_t inode);
+/// O_NOFOLLOW and checking it is the object listed; links are removed, never followed. A mount
+/// point — another device, or another mount id (a bind mount of the same file system) — is
+/// neither entered nor removed: the removal stops there with EXDEV, also when the item itself is
+/// mounted on (compared with `dirFd`). The item must be (device, inode). What was removed before
+/// a failure stays removed, and the failure says so.
+std::optional<RemoveTreeFailure> removeTreeAt(int dirFd, const std::string& name, dev_t device,
+                                              ino_t inode);
 
 }  // namespace velmora

@@ -206,8 +206,13 @@ bool isKnownReason(const std::string& reason) {
          reason.ends_with(" is not a folder."))) {
         return true;
     }
+    // A deletion that a swap stopped part-way says that part of the item is gone.
+    const std::string partly = std::string(kPartlyDeletedReasonStart) + " before the deletion";
     for (int e : {ENOENT, ENOTDIR, EISDIR, ELOOP}) {
         if (reason == std::strerror(e)) return true;
+        if (reason.starts_with(partly) && reason.ends_with(std::string(": ") + std::strerror(e))) {
+            return true;
+        }
     }
     return false;
 }
