@@ -13,6 +13,7 @@
 
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/platform/MountIdentity.h"
 #include "CleanerCore/scanning/PackageExtensions.h"
 #include "CleanerCore/scanning/PathRules.h"
 #include "CleanerCore/scanning/ProtectedNameFilter.h"
@@ -152,8 +153,10 @@ class Inventory {
           locationIndex_(locationIndex),
           entryURL_(entryURL) {}
 
-    DirectoryInventory walkDirectory(int dirFd, const std::string& path, Date ownDate) {
+    DirectoryInventory walkDirectory(int dirFd, const std::string& path, Date ownDate,
+                                     dev_t device) {
         result_.latestModificationDate = ownDate;
+        device_ = device;
         path_ = path;
         levels_.reserve(64);
         walk(dirFd, 0);
@@ -242,6 +245,11 @@ class Inventory {
             return;
         }
         if (S_ISLNK(st.st_mode)) return;
+        if (st.st_dev != device_) {
+            result_.containsMountPoint = true;
+            stop_ = true;
+            return;
+        }
         const Date date = modificationDate(st);
         if (!result_.latestModificationDate || date > *result_.latestModificationDate) {
             result_.latestModificationDate = date;
@@ -285,6 +293,7 @@ class Inventory {
     DirectoryInventory result_;
     std::string path_;
     std::vector<std::string> levels_;
+    dev_t device_ = 0;
     int64_t count_ = 0;
     int64_t unpublished_ = 0;
     bool stop_ = false;
@@ -312,6 +321,7 @@ class ScanRun {
           plans_(locations.size()) {}
 
     ScanReport run(std::vector<SkippedItem> initialSkippedItems) {
+        mountPoints_ = readMountPoints();
         size_t planned = 0;
         while (planned < locations_.size() && !cancel_.isCancellationRequested()) plan(planned++);
         results_.resize(tasks_.size());
@@ -345,6 +355,11 @@ class ScanRun {
         std::optional<SkippedItem> rootSkip;
         UniqueFd entriesDirFd;  // the root, or for directoryItself the root's parent
         std::string entriesDirPath;
+        dev_t entriesDevice = 0;
+        // The entries folder with links resolved, as the mount table names it, and the mount
+        // points strictly below it (usually none).
+        std::string resolvedEntriesDirPath;
+        std::vector<std::string> mountPointsBelow;
         size_t firstTask = 0;
         size_t taskCount = 0;
     };
@@ -404,6 +419,19 @@ class ScanRun {
                 return skipRoot(SkipReason::kCouldNotEnumerate);
             }
         }
+        struct stat entriesDir {};
+        if (::fstat(plan.entriesDirFd.get(), &entriesDir) != 0) {
+            tasks_.resize(plan.firstTask);
+            return skipRoot(SkipReason::kCouldNotEnumerate);
+        }
+        plan.entriesDevice = entriesDir.st_dev;
+        plan.resolvedEntriesDirPath = resolvingSymlinksInPath(plan.entriesDirPath);
+        for (const auto& mountPoint : mountPoints_) {
+            if (mountPoint != plan.resolvedEntriesDirPath &&
+                isWithin(mountPoint, plan.resolvedEntriesDirPath)) {
+                plan.mountPointsBelow.push_back(mountPoint);
+            }
+        }
         plan.taskCount = tasks_.size() - plan.firstTask;
         hub_.setEntryCount(index, static_cast<int64_t>(plan.taskCount));
         hub_.finishIfEmpty(index);
@@ -433,6 +461,27 @@ class ScanRun {
         for (auto& t : pool) t.join();
     }
 
+    // `path` is `folder` or lies below it (both standardized).
+    static bool isWithin(const std::string& path, const std::string& folder) {
+        if (folder == "/") return true;
+        return path.size() >= folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+               (path.size() == folder.size() || path[folder.size()] == '/');
+    }
+
+    // Why an entry is skipped for a mount point at or below it; none when there is none.
+    const char* mountSkipReason(const LocationPlan& plan, const std::string& name,
+                                const struct stat& st) const {
+        if (st.st_dev != plan.entriesDevice) return SkipReason::kMountPoint;
+        if (plan.mountPointsBelow.empty()) return nullptr;
+        const std::string resolved = appendingPathComponent(plan.resolvedEntriesDirPath, name);
+        const char* reason = nullptr;
+        for (const auto& mountPoint : plan.mountPointsBelow) {
+            if (mountPoint == resolved) return SkipReason::kMountPoint;
+            if (isWithin(mountPoint, resolved)) reason = SkipReason::kContainsMountPoint;
+        }
+        return reason;
+    }
+
     FileURL entryURL(const EntryTask& task) const {
         return FileURL(appendingPathComponent(plans_[task.location].entriesDirPath, task.name));
     }
@@ -444,6 +493,7 @@ class ScanRun {
     // The reason an inventoried entry is not offered, in order of precedence; none for a candidate.
     const char* skipReason(const ScanLocation& loc, const DirectoryInventory& inv,
                            bool entryIsRecent) const {
+        if (inv.containsMountPoint) return SkipReason::kContainsMountPoint;
         if (inv.noTouchDescendantURL) return SkipReason::kContainsProtected;
         if (inv.unreadableFolderURL) return SkipReason::kCouldNotEnumerate;
         if (inv.exceededItemLimit) return SkipReason::kInventoryLimit;
@@ -476,6 +526,9 @@ class ScanRun {
         };
         if (S_ISLNK(st.st_mode)) return skip(SkipReason::kSymbolicLink);
         if (isProtectedUserDataPath(path, catalogue_)) return skip(SkipReason::kProtectedPath);
+        if (const char* reason = mountSkipReason(plans_[task.location], task.name, st)) {
+            return skip(reason);
+        }
         const Date ownDate = modificationDate(st);
         const bool recent = isRecent(loc, ownDate);
         if (recent && !isDir) return skip(SkipReason::kRecentlyModified);
@@ -489,7 +542,7 @@ class ScanRun {
             Inventory walker(loc, referenceDate_, config_.maximumInventoryItemsPerCandidate,
                              config_.inventoryProgressItemInterval, catalogue_, cancel_, hub_,
                              task.location, url);
-            inv = walker.walkDirectory(fd.get(), path, ownDate);
+            inv = walker.walkDirectory(fd.get(), path, ownDate, st.st_dev);
             unpublished = walker.unpublishedItems();
         } else {
             inv.byteSize = S_ISREG(st.st_mode) ? static_cast<int64_t>(st.st_blocks) * 512 : 0;
@@ -528,6 +581,7 @@ class ScanRun {
     std::vector<LocationPlan> plans_;
     std::vector<EntryTask> tasks_;
     std::vector<EntryResult> results_;
+    std::vector<std::string> mountPoints_;  // of this process, read once per scan
 };
 
 }  // namespace

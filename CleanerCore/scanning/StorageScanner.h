@@ -9,6 +9,11 @@
 // of worker threads. Results are merged in location and listing order, so the report is the one
 // a one-thread scan produces.
 //
+// Mount points: an entry that is one, or that holds one, is skipped. A device change shows a
+// file system mounted inside; a bind mount of the same file system does not change the device,
+// so the mount table is read once per scan and the few mount points below the roots are matched
+// against each entry by path. No file costs an extra system call for this.
+//
 // Threading: `scan` blocks its caller; the progress callback is called from the scan's threads,
 // one call at a time, with a fraction that never decreases. Cancellation is cooperative (checked
 // before each location and entry, inside inventories and after each inventory); a cancelled scan
@@ -35,6 +40,8 @@ inline constexpr const char* kContainsProtected = "Contains protected user data"
 inline constexpr const char* kInventoryLimit = "Folder inventory limit exceeded";
 inline constexpr const char* kRecentlyModified = "Recently modified";
 inline constexpr const char* kEmptyItem = "Empty item";
+inline constexpr const char* kMountPoint = "Mount points are skipped for safety";
+inline constexpr const char* kContainsMountPoint = "Contains a mount point";
 }  // namespace SkipReason
 
 /// The result of inventorying one item.
@@ -47,6 +54,9 @@ struct DirectoryInventory {
     /// A folder inside the item could not be listed; the item is skipped as unreadable,
     /// because it could not be validated for cleaning either.
     std::optional<FileURL> unreadableFolderURL;
+    /// Something inside lies on another file system (another device): it is not walked, and
+    /// the item is not offered, since cleaning it would empty or move what is mounted there.
+    bool containsMountPoint = false;
 };
 
 class StorageScanner {
