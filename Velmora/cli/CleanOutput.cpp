@@ -6,6 +6,7 @@
 #include <ctime>
 #include <ostream>
 
+#include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/review/CleanupSelectionPreview.h"
 #include "CleanerCore/review/CleanupStorageImpactReport.h"
 #include "VelmoraUI/dashboard/Formatting.h"
@@ -65,16 +66,24 @@ void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode
         out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.candidate.url.path, home)
             << "\n";
     }
+    // A deletion that stopped part-way left the item no longer whole: it is neither "not
+    // deleted" nor "left in place".
+    size_t partlyDeleted = 0;
     for (const auto& item : result.failedItems) {
-        out << "Not " << (trash ? "moved" : "deleted") << ": "
+        const bool partly = !trash && item.reason.starts_with(kPartlyDeletedReasonStart);
+        if (partly) ++partlyDeleted;
+        out << (partly  ? "Partly deleted: "
+                : trash ? "Not moved: "
+                        : "Not deleted: ")
             << shown(item.candidate.url.path, home) << "\n    " << printable(item.reason) << "\n";
     }
     out << "\n"
         << plural(static_cast<int64_t>(result.cleanedItems.size()), "item", "items") << " ("
         << formatBytes(bytes) << ") " << (trash ? "moved to the Trash" : "deleted");
-    if (!result.failedItems.empty()) {
-        out << ", " << result.failedItems.size() << " left in place";
+    if (result.failedItems.size() > partlyDeleted) {
+        out << ", " << result.failedItems.size() - partlyDeleted << " left in place";
     }
+    if (partlyDeleted > 0) out << ", " << partlyDeleted << " partly deleted";
     out << ".";
     if (result.wasCancelled) out << " Cancelled: the remaining items were not touched.";
     if (trash && !result.cleanedItems.empty()) {
