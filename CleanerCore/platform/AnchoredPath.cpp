@@ -159,12 +159,17 @@ class TreeRemoval {
         }
         UniqueFd child(::openat(dirFd, name.c_str(), kDirectoryFlags | O_NOFOLLOW));
         if (!child) return fail(errno);
-        auto opened = MountPlace::of(child.get());
-        struct stat st {};
-        if (!opened || ::fstat(child.get(), &st) != 0) return fail(errno);
-        if (st.st_dev != node->st.st_dev || st.st_ino != node->st.st_ino) return fail(ESTALE);
-        if (place.isOtherMount(NodeStat{st, opened->mountId})) return fail(EXDEV);
-        if (!removeContents(child.get(), *opened, depth + 1)) return false;
+        // The mount id of the opened folder, not of the name: a bind mount placed on the name
+        // after the look above shows the same device and inode.
+        NodeStat opened{{}, mountIdOf(child.get())};
+        if (::fstat(child.get(), &opened.st) != 0) return fail(errno);
+        if (opened.st.st_dev != node->st.st_dev || opened.st.st_ino != node->st.st_ino) {
+            return fail(ESTALE);
+        }
+        if (place.isOtherMount(opened)) return fail(EXDEV);
+        if (!removeContents(child.get(), {opened.st.st_dev, opened.mountId}, depth + 1)) {
+            return false;
+        }
         if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0) {
             return errno == ENOENT || fail(errno);
         }
@@ -195,14 +200,15 @@ std::optional<RemoveTreeFailure> removeTreeAt(int dirFd, const std::string& name
     }
     UniqueFd fd(::openat(dirFd, name.c_str(), kDirectoryFlags | O_NOFOLLOW));
     if (!fd) return RemoveTreeFailure{errno, {}, false};
-    auto opened = MountPlace::of(fd.get());
-    struct stat st {};
-    if (!opened || ::fstat(fd.get(), &st) != 0) return RemoveTreeFailure{errno, {}, false};
-    if (st.st_dev != device || st.st_ino != inode) return RemoveTreeFailure{ESTALE, {}, false};
-    if (parent->isOtherMount(NodeStat{st, opened->mountId})) {
-        return RemoveTreeFailure{EXDEV, {}, false};
+    NodeStat opened{{}, mountIdOf(fd.get())};
+    if (::fstat(fd.get(), &opened.st) != 0) return RemoveTreeFailure{errno, {}, false};
+    if (opened.st.st_dev != device || opened.st.st_ino != inode) {
+        return RemoveTreeFailure{ESTALE, {}, false};
     }
-    if (!removal.removeContents(fd.get(), *opened, 0)) return removal.failure;
+    if (parent->isOtherMount(opened)) return RemoveTreeFailure{EXDEV, {}, false};
+    if (!removal.removeContents(fd.get(), {opened.st.st_dev, opened.mountId}, 0)) {
+        return removal.failure;
+    }
     if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0) {
         removal.fail(errno);
         return removal.failure;
