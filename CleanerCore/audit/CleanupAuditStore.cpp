@@ -14,6 +14,7 @@
 #include "CleanerCore/audit/CleanupAuditDecoding.h"
 #include "CleanerCore/audit/CleanupAuditDigest.h"
 #include "CleanerCore/audit/CleanupAuditJson.h"
+#include "CleanerCore/audit/CleanupAuditMarkers.h"
 #include "CleanerCore/audit/ExclusiveFileLock.h"
 #include "CleanerCore/audit/UUID.h"
 #include "CleanerCore/platform/UniqueFd.h"
@@ -71,31 +72,37 @@ ReadOutcome readCapped(const std::string& path) {
     return {ReadState::data, std::move(data)};
 }
 
-// Moves the file aside in its folder. False when it could not be moved.
-bool backUp(const std::string& path, std::string_view reason) {
-    const std::string aside = path + "." + std::string(reason) + "-" +
-                              std::to_string(static_cast<long long>(::time(nullptr))) + "-" +
-                              makeUUIDString();
-    return ::rename(path.c_str(), aside.c_str()) == 0;
+// Moves the file aside in its folder. The new path, or nullopt when it could not be moved.
+std::optional<std::string> backUp(const std::string& path, std::string_view reason) {
+    std::string aside = path + "." + std::string(reason) + "-" +
+                        std::to_string(static_cast<long long>(::time(nullptr))) + "-" +
+                        makeUUIDString();
+    if (::rename(path.c_str(), aside.c_str()) != 0) return std::nullopt;
+    return aside;
 }
 
 struct LoadedHistory {
     std::vector<CleanupAuditEntry> entries;
     std::optional<std::string> fileText;  ///< the bytes read, when they decoded strictly
     bool mayWrite = true;  ///< false when writing could destroy a file nobody set aside
+    std::optional<std::string> damage;      ///< why the file could not be used as it was
+    std::optional<std::string> backupPath;  ///< where it was moved
 };
 
 LoadedHistory load(const std::string& path, bool mayModify) {
     LoadedHistory out;
     ReadOutcome read = readCapped(path);
     auto setAside = [&](std::string_view reason) {
-        out.mayWrite = mayModify && backUp(path, reason);
+        out.damage = std::string(reason);
+        if (mayModify) out.backupPath = backUp(path, reason);
+        out.mayWrite = out.backupPath.has_value();
     };
     switch (read.state) {
         case ReadState::missing:
             return out;
         case ReadState::unavailable:
             out.mayWrite = false;
+            out.damage = "unavailable";
             return out;
         case ReadState::oversized:
             setAside("oversized");
@@ -195,6 +202,10 @@ std::string CleanupAuditStore::defaultFilePath(const UserEnvironment& environmen
 }
 
 std::vector<CleanupAuditEntry> CleanupAuditStore::recentEntries(int64_t limit) const {
+    return readRecentEntries(limit).entries;
+}
+
+CleanupAuditReadResult CleanupAuditStore::readRecentEntries(int64_t limit) const {
     if (limit < 1) return {};
     std::lock_guard queue(auditQueue());
     struct stat st {};
@@ -209,21 +220,27 @@ std::vector<CleanupAuditEntry> CleanupAuditStore::recentEntries(int64_t limit) c
         auto text = encodeWithinCap(loaded.entries, std::nullopt);
         if (text && text != loaded.fileText) (void)writer_(filePath_, *text);
     }
-    return firstEntries(loaded.entries, limit);
+    return {firstEntries(loaded.entries, limit), std::move(loaded.damage),
+            std::move(loaded.backupPath)};
 }
 
 std::vector<CleanupAuditEntry> CleanupAuditStore::append(CleanupAuditEntry entry,
                                                          int64_t limit) const {
-    return appendEntry(std::move(entry), limit, Timing::asGiven);
+    return appendEntry(std::move(entry), limit, Timing::asGiven).entries;
 }
 
 std::vector<CleanupAuditEntry> CleanupAuditStore::appendAtCurrentTime(CleanupAuditEntry entry,
                                                                       int64_t limit) const {
+    return appendEntry(std::move(entry), limit, Timing::stampedWhileLocked).entries;
+}
+
+CleanupAuditAppendResult CleanupAuditStore::recordAtCurrentTime(CleanupAuditEntry entry,
+                                                                int64_t limit) const {
     return appendEntry(std::move(entry), limit, Timing::stampedWhileLocked);
 }
 
-std::vector<CleanupAuditEntry> CleanupAuditStore::appendEntry(CleanupAuditEntry entry,
-                                                              int64_t limit, Timing timing) const {
+CleanupAuditAppendResult CleanupAuditStore::appendEntry(CleanupAuditEntry entry, int64_t limit,
+                                                        Timing timing) const {
     if (limit < 1) return {};
     // An entry that cannot be encoded changes nothing; find out before touching the file.
     auto id = canonicalUUIDText(entry.id);
@@ -274,8 +291,13 @@ std::vector<CleanupAuditEntry> CleanupAuditStore::appendEntry(CleanupAuditEntry 
     const bool keptNew = newIndex < sorted.size();
     auto text = encodeWithinCap(sorted, keptNew ? std::optional(newIndex) : std::nullopt);
     if (!text) return {};
-    if (lock && loaded.mayWrite) (void)writer_(filePath_, *text);
-    return firstEntries(sorted, limit);
+    const bool written = lock && loaded.mayWrite && !writer_(filePath_, *text);
+    if (written && sorted.front().chainLink) {
+        (void)writeCleanupAuditHead(filePath_,
+                                    {sorted.front().id, sorted.front().chainLink->entryDigest});
+    }
+    // Dropping the oldest to fit the size cap may have dropped an old-dated new entry too.
+    return {firstEntries(sorted, limit), written && newIndex < sorted.size()};
 }
 
 }  // namespace velmora

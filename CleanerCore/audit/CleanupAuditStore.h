@@ -34,10 +34,14 @@
 // lock cannot be taken (folder missing or read-only, lock file unusable) the cycle only reads:
 // nothing is moved aside and nothing is written. Calls block; run them off the interface thread.
 //
-// Errors: none reach the caller. Failures to create the folder or write the file leave the old
-// file byte-identical (AtomicFileWrite.h) and the append still returns the list it built. An
-// entry that cannot be encoded (id not a UUID, a date not finite) makes the append return an
-// empty list and change nothing.
+// After each append that reached the disk, the new newest entry's id and digest are recorded as
+// the history's head beside it (CleanupAuditMarkers.h), still under the lock.
+//
+// Errors: failures to create the folder or write the file leave the old file byte-identical
+// (AtomicFileWrite.h) and the append still returns the list it built; `record...` and
+// `readRecentEntries` also say whether the file was written, and what was wrong with a file that
+// had to be set aside. An entry that cannot be encoded (id not a UUID, a date not finite) makes
+// the append return an empty list and change nothing.
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -56,6 +60,23 @@ namespace velmora {
 /// writeFileAtomically; tests substitute failing writers.
 using CleanupAuditFileWriter =
     std::function<std::optional<AtomicWriteFailure>(const std::string& path, std::string_view)>;
+
+/// An append, and whether the history file on disk now holds the new entry.
+struct CleanupAuditAppendResult {
+    std::vector<CleanupAuditEntry> entries;  ///< what `append` returns
+    bool written = false;
+};
+
+/// The newest entries, and what happened to a file that could not be used as it was.
+struct CleanupAuditReadResult {
+    std::vector<CleanupAuditEntry> entries;
+    /// "oversized", "unreadable" or "undecodable" when the file was found damaged (and, when
+    /// `backupPath` is set, moved there); "unavailable" when it could not be opened for a reason
+    /// that says nothing about the file (out of descriptors or memory). Absent when the file was
+    /// read as it is, or is missing.
+    std::optional<std::string> damage;
+    std::optional<std::string> backupPath;
+};
 
 class CleanupAuditStore {
   public:
@@ -88,13 +109,20 @@ class CleanupAuditStore {
     std::vector<CleanupAuditEntry> appendAtCurrentTime(CleanupAuditEntry entry,
                                                        int64_t limit = kDefaultLimit) const;
 
+    /// `appendAtCurrentTime`, also telling whether the entry reached the disk.
+    CleanupAuditAppendResult recordAtCurrentTime(CleanupAuditEntry entry,
+                                                 int64_t limit = kDefaultLimit) const;
+
     /// The newest entries, at most `limit` (a limit below 1 gives an empty list).
     std::vector<CleanupAuditEntry> recentEntries(int64_t limit = kDefaultLimit) const;
 
+    /// `recentEntries`, also telling whether the file had to be set aside and where it went.
+    CleanupAuditReadResult readRecentEntries(int64_t limit = kDefaultLimit) const;
+
   private:
     enum class Timing { asGiven, stampedWhileLocked };
-    std::vector<CleanupAuditEntry> appendEntry(CleanupAuditEntry entry, int64_t limit,
-                                               Timing timing) const;
+    CleanupAuditAppendResult appendEntry(CleanupAuditEntry entry, int64_t limit,
+                                         Timing timing) const;
 
     std::string filePath_;
     CleanupAuditFileWriter writer_;

@@ -10,6 +10,7 @@
 #include "CleanerCore/audit/CleanupAuditDecoding.h"
 #include "CleanerCore/audit/CleanupAuditDigest.h"
 #include "CleanerCore/audit/CleanupAuditJson.h"
+#include "CleanerCore/audit/CleanupAuditMarkers.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
 #include "audit/AuditTestSupport.h"
 #include "support/TestTree.h"
@@ -85,7 +86,8 @@ TEST_F(CleanupAuditStoreTest, FirstAppendCreatesTheFolderAndAnUnlinkedFirstEntry
     EXPECT_EQ(st.st_mode & 0777, 0700u);
     ASSERT_EQ(::stat(file().c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
-    EXPECT_EQ(namesIn(folder()), (std::vector<std::string>{kName, std::string(kName) + ".lock"}));
+    EXPECT_EQ(namesIn(folder()), (std::vector<std::string>{"cleanup-audit-head.json", kName,
+                                                           std::string(kName) + ".lock"}));
     EXPECT_EQ(readFile(file()).substr(0, 9), "[\n  {\n   ");  // pretty, one array
 }
 
@@ -252,6 +254,60 @@ TEST_F(CleanupAuditStoreTest, FailedWritesLeaveTheOldFileByteIdentical) {
     tree.file("blocked");
     CleanupAuditStore blocked(tree.path("blocked/Velmora/") + kName);
     EXPECT_EQ(blocked.append(entryAt(1)).size(), 1u);
+}
+
+// The caller learns whether the entry reached the disk, and only an entry on disk becomes the
+// head recorded beside the history.
+TEST_F(CleanupAuditStoreTest, RecordSaysWhetherTheEntryReachedTheDisk) {
+    store().append(entryAt(1));
+    const auto head = readCleanupAuditHead(file());
+    ASSERT_TRUE(head);
+    EXPECT_EQ(head->entryID, onDisk()[0].id);
+    EXPECT_EQ(head->entryDigest, onDisk()[0].chainLink->entryDigest);
+
+    struct Case {
+        const char* what;
+        std::function<CleanupAuditStore()> make;
+        bool written;
+    };
+    const std::vector<Case> cases = {
+        {"write fails",
+         [&] {
+             return CleanupAuditStore(file(), [](const std::string&, std::string_view) {
+                 return std::optional(AtomicWriteFailure{AtomicWriteStep::write, ENOSPC});
+             });
+         },
+         false},
+        {"lock file is a folder",
+         [&] {
+             ::unlink((file() + ".lock").c_str());
+             tree.dir("data/Velmora/" + std::string(kName) + ".lock");
+             return store();
+         },
+         false},
+        {"lock usable again",
+         [&] {
+             ::rmdir((file() + ".lock").c_str());
+             return store();
+         },
+         true},
+    };
+    int64_t day = 2;
+    for (const auto& c : cases) {
+        const auto before = readCleanupAuditHead(file());
+        const auto e = entryAt(day++);
+        const CleanupAuditAppendResult result = c.make().recordAtCurrentTime(e);
+        EXPECT_EQ(result.written, c.written) << c.what;
+        ASSERT_FALSE(result.entries.empty()) << c.what;  // the list it built, either way
+        EXPECT_EQ(result.entries[0].id, e.id) << c.what;
+        const bool onDiskNow = onDisk()[0].id == e.id;
+        EXPECT_EQ(onDiskNow, c.written) << c.what;
+        if (c.written) {
+            EXPECT_EQ(readCleanupAuditHead(file())->entryID, e.id) << c.what;
+        } else {
+            EXPECT_EQ(readCleanupAuditHead(file()), before) << c.what;
+        }
+    }
 }
 
 TEST_F(CleanupAuditStoreTest, EntriesThatCannotBeEncodedChangeNothing) {
