@@ -143,7 +143,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
         report = scanWithProgress(*setup, catalogue, options.quiet || options.json, cancel);
         if (!report.hasCompletedScan) {
             std::cerr << "velmora: the scan was cancelled; nothing was cleaned.\n";
-            return 130;
+            return interrupts.exitStatus();
         }
     }
     auto selection = select(options, report);
@@ -177,7 +177,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
                 : "Delete these items permanently? They cannot be restored.";
         if (!askToConfirm(question, std::cin, info)) {
             info << "Nothing was changed.\n";
-            return cancel.isCancellationRequested() ? 130 : 0;
+            return cancel.isCancellationRequested() ? interrupts.exitStatus() : 0;
         }
     }
 
@@ -201,7 +201,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
     } else {
         printCleanResult(std::cout, result, mode, home, historyKeptItems);
     }
-    if (result.wasCancelled) return 130;
+    if (result.wasCancelled) return interrupts.exitStatus();
     return result.failedItems.empty() ? 0 : 1;
 }
 
@@ -273,7 +273,7 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
         }
         if (!askToConfirm("Put these items back?", std::cin, info)) {
             info << "Nothing was changed.\n";
-            return cancel.isCancellationRequested() ? 130 : 0;
+            return cancel.isCancellationRequested() ? interrupts.exitStatus() : 0;
         }
     }
 
@@ -289,7 +289,7 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
     } else {
         printRestoreResult(std::cout, result, home);
     }
-    if (result.wasCancelled) return 130;
+    if (result.wasCancelled) return interrupts.exitStatus();
     return result.failedItems.empty() ? 0 : 1;
 }
 

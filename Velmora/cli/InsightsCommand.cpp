@@ -140,7 +140,7 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     if (cancel.isCancellationRequested()) {
         std::cerr << "velmora: the insight scan was cancelled; what was found before it stopped "
                      "is shown.\n";
-        return 130;
+        return interrupts.exitStatus();
     }
     return 0;
 }

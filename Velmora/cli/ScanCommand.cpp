@@ -46,7 +46,7 @@ int runScanCommand(const ScanCommandOptions& options) {
     if (!report.hasCompletedScan) {
         std::cerr << "velmora: the scan was cancelled; the report shows what was found before it "
                      "stopped.\n";
-        return 130;
+        return interrupts.exitStatus();
     }
     return 0;
 }

@@ -66,6 +66,8 @@ struct RunOptions {
     bool interruptPending = false;
     /// Where the program starts; empty: the test's own working directory.
     std::string workingDirectory;
+    /// As `interruptPending`, with this signal instead of SIGINT (0: none).
+    int signalPending = 0;
 };
 
 /// A home folder in a fresh tree and a way to run commands against it.
@@ -131,11 +133,12 @@ class CommandHome {
                 ::chdir(options.workingDirectory.c_str()) != 0) {
                 ::_exit(127);
             }
-            if (options.interruptPending) {
+            const int pending = options.interruptPending ? SIGINT : options.signalPending;
+            if (pending != 0) {
                 sigset_t set;
                 sigemptyset(&set);
-                sigaddset(&set, SIGINT);
-                if (::sigprocmask(SIG_BLOCK, &set, nullptr) != 0 || ::raise(SIGINT) != 0)
+                sigaddset(&set, pending);
+                if (::sigprocmask(SIG_BLOCK, &set, nullptr) != 0 || ::raise(pending) != 0)
                     ::_exit(127);
             }
             ::execve(args[0], args.data(), envp.data());

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandRunner.h"
@@ -39,6 +40,32 @@ TEST(InterruptTest, CtrlCStopsEachLongCommandWithStatus130) {
             ASSERT_FALSE(j.is_discarded()) << what << "\n" << o.out;
             EXPECT_TRUE(j.contains(row.jsonKeyThatMustExist)) << what;
         }
+    }
+}
+
+// SIGTERM (a logout, `kill`, a service manager) and SIGHUP (a closed terminal) during a clean
+// are handled as Ctrl-C is: the run stops before the next item, the history records it as
+// cancelled, and the exit status names the signal.
+TEST(InterruptTest, TermAndHangUpStopACleanAndAreRecordedAsCancelled) {
+    for (const auto& [signal, status] :
+         std::vector<std::pair<int, int>>{{SIGINT, 130}, {SIGTERM, 143}, {SIGHUP, 129}}) {
+        CommandHome h;
+        const auto cached = h.oldCacheFile("app/blob.bin", std::string(4096, 'x'));
+        const std::string report = h.tree.path("io/report.json");
+        const Outcome scan = h.velmora({"scan", "--json"});
+        ASSERT_EQ(scan.status, 0) << scan.err;
+        std::ofstream(report, std::ios::binary) << scan.out;
+
+        const auto o =
+            h.run({VELMORA_BINARY, "--home", h.home, "--catalogue", "linux", "clean", "--report",
+                   report, "--defaults", "--yes", "--json"},
+                  {.interruptPending = false, .workingDirectory = {}, .signalPending = signal});
+        EXPECT_EQ(o.status, status) << signal << "\n" << o.err;
+        EXPECT_TRUE(std::filesystem::exists(cached)) << signal;
+        const auto history = nlohmann::json::parse(
+            readAll(h.dataHome + "/Velmora/cleanup-audit-log.json"), nullptr, false);
+        ASSERT_TRUE(history.is_array() && history.size() == 1) << signal;
+        EXPECT_EQ(history[0]["wasCancelled"], true) << signal;
     }
 }
 
