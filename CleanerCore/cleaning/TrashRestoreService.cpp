@@ -8,6 +8,7 @@
 
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/scanning/Text.h"
 
 namespace velmora {
 
@@ -17,6 +18,26 @@ using K = CleaningError::Kind;
 
 void addUnique(std::vector<std::string>& list, const std::string& path) {
     if (std::find(list.begin(), list.end(), path) == list.end()) list.push_back(path);
+}
+
+// The `files` folder holding `trashed`, or the trash folder above it, when that is a symbolic
+// link; nullopt otherwise.
+std::optional<std::string> linkedTrashFolder(const std::string& trashed) {
+    const std::string files = deletingLastPathComponent(trashed);
+    for (const std::string& folder : {files, deletingLastPathComponent(files)}) {
+        if (auto st = lstatPath(folder); st && S_ISLNK(st->st_mode)) return folder;
+    }
+    return std::nullopt;
+}
+
+bool isDirectlyInsideRoot(const SafePathPolicy& rules, const std::string& key) {
+    const auto match = rules.containingRoot(key);
+    if (!match || key == match->key) return false;
+    std::string parent = deletingLastPathComponent(key);
+    if (match->root->usesCaseInsensitivePathComparison) {
+        return asciiLowercased(parent) == asciiLowercased(match->key);
+    }
+    return parent == match->key;
 }
 
 }  // namespace
@@ -87,7 +108,25 @@ std::optional<CleaningError> TrashRestoreService::restoreOne(const CleanedItem& 
     const auto trashRoots = allowedTrashRoots(item);
     const SafePathPolicy trashRules =
         SafePathPolicy::make(trashRoots, context_.homeFolder, context_.catalogue);
-    if (trashRules.checkTrashedPath(trashed)) return CleaningError{K::pathNotAllowed, trashed};
+    if (trashRules.checkTrashedPath(trashed)) {
+        // A trash folder that is a link is never used, so nothing under it is a restore source;
+        // say so rather than call the Trash "outside the scan scope".
+        if (auto linked = linkedTrashFolder(trashed)) {
+            systemFailure = "Could not restore because the Trash folder " + *linked +
+                            " is a symbolic link, and Velmora never follows links in the Trash.";
+            return std::nullopt;
+        }
+        return CleaningError{K::pathNotAllowed, trashed};
+    }
+    // A restore source is exactly one item directly inside a trash's `files` folder: never the
+    // folder itself, nor the trash above it, nor something deeper inside a trashed folder.
+    if (!isDirectlyInsideRoot(trashRules, trashed)) {
+        systemFailure =
+            "Could not restore because the recorded place in the Trash is not an item "
+            "directly inside the Trash's files folder: " +
+            trashed;
+        return std::nullopt;
+    }
 
     if (!item.restoreSourceIdentity) {
         return CleaningError{K::missingRestoreSourceIdentity, trashed};

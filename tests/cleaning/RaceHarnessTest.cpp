@@ -206,6 +206,11 @@ bool isKnownReason(const std::string& reason) {
          reason.ends_with(" is not a folder."))) {
         return true;
     }
+    // A restore whose trash folder was swapped for a link.
+    if (reason.rfind("Could not restore because the Trash folder ", 0) == 0 &&
+        reason.ends_with(" is a symbolic link, and Velmora never follows links in the Trash.")) {
+        return true;
+    }
     // A deletion that a swap stopped part-way says that part of the item is gone.
     const std::string partly = std::string(kPartlyDeletedReasonStart) + " before the deletion";
     for (int e : {ENOENT, ENOTDIR, EISDIR, ELOOP}) {
