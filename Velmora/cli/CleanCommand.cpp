@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
+#include "CleanerCore/audit/CleanupAuditMarkers.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
+#include "CleanerCore/audit/UUID.h"
 #include "CleanerCore/cleaning/CleaningJson.h"
 #include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/cleaning/TrashRestoreService.h"
@@ -106,6 +108,26 @@ Result<std::vector<CleanupCandidate>> select(const CleanCommandOptions& options,
     return selection;
 }
 
+// Why `restore --last` must not pick the newest cleanup in `entries`: the newest cleanup that
+// was run is missing from the history (or its marker cannot be read). nullopt when it may.
+std::optional<std::string> lastCleanupRefusal(const CleanupAuditStore& store,
+                                              const std::vector<CleanupAuditEntry>& entries) {
+    const UnrecordedCleanupMarker marker = readUnrecordedCleanupMarker(store.filePath());
+    if (marker.state == UnrecordedCleanupState::none) return std::nullopt;
+    if (marker.state == UnrecordedCleanupState::named) {
+        for (const auto& e : entries) {
+            if (e.id == marker.cleanup->entryID) return std::nullopt;
+        }
+    }
+    std::string when;
+    if (marker.cleanup && marker.cleanup->startedAt != 0)
+        when = " (started " + formatLocalTime(marker.cleanup->startedAt) + ")";
+    return "the newest cleanup" + when +
+           " could not be recorded in the history, so --last would put back an earlier one "
+           "instead. Choose the cleanup to restore with --entry ID (see `velmora history`); the "
+           "items of the unrecorded cleanup can be put back from your desktop's Trash.";
+}
+
 }  // namespace
 
 std::string absolutePathFromArgument(const std::string& argument) {
@@ -181,27 +203,50 @@ int runCleanCommand(const CleanCommandOptions& options) {
         }
     }
 
+    // Until the run is in the history, a marker beside it keeps `restore --last` from taking
+    // an older cleanup for this one. Failing to write it does not stop the cleanup (a full disk
+    // is a reason to clean); the person is then told what `restore --last` would do.
+    CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
+    const std::string entryID = makeUUIDString();
+    const bool marked = markCleanupUnrecorded(store.filePath(), {entryID, currentDate()});
+
     CleaningService service({home, catalogue, trashFor(setup->environment), currentDate},
                             [&cancel] { return cancel.isCancellationRequested(); });
     const CleanResult result =
         service.clean(*selection, setup->locations, mode, policyFor(*setup, catalogue));
 
-    CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
     CleanupAuditEntry entry = makeCleanAuditEntry(
         *selection, result, mode, CleanupAuditSource::cleanupDashboard, currentDate());
-    const std::string entryID = entry.id;
-    // A cleanup too large for the history's size cap is kept without its item list.
-    bool historyKeptItems = false;
-    for (const auto& kept : store.appendAtCurrentTime(std::move(entry))) {
-        if (kept.id == entryID) historyKeptItems = !kept.cleanedItems.empty();
+    entry.id = entryID;
+    const CleanupAuditAppendResult recorded = store.recordAtCurrentTime(std::move(entry));
+    CleanHistoryRecord record = CleanHistoryRecord::notWritten;
+    if (recorded.written) {
+        (void)clearUnrecordedCleanupMarker(store.filePath(), entryID);
+        // A cleanup too large for the history's size cap is kept without its item list.
+        record = CleanHistoryRecord::withoutItems;
+        for (const auto& kept : recorded.entries) {
+            if (kept.id == entryID && !kept.cleanedItems.empty())
+                record = CleanHistoryRecord::withItems;
+        }
     }
 
     if (options.json) {
         std::cout << dumpJSON(nlohmann::json(result), true) << "\n";
     } else {
-        printCleanResult(std::cout, result, mode, home, historyKeptItems);
+        printCleanResult(std::cout, result, mode, home, record);
+    }
+    std::cout.flush();
+    if (record == CleanHistoryRecord::notWritten) {
+        std::cerr << "velmora: the cleanup history " << printable(store.filePath())
+                  << " could not be written, so this cleanup is not recorded.";
+        if (!marked) {
+            std::cerr << " `velmora restore --last` would now put back an earlier cleanup, not "
+                         "this one.";
+        }
+        std::cerr << "\n";
     }
     if (result.wasCancelled) return interrupts.exitStatus();
+    if (record == CleanHistoryRecord::notWritten) return 1;
     return result.failedItems.empty() ? 0 : 1;
 }
 
@@ -221,6 +266,12 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
 
     CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
     const auto entries = store.recentEntries();
+    if (options.last) {
+        if (auto refusal = lastCleanupRefusal(store, entries)) {
+            std::cerr << "velmora: " << *refusal << "\n";
+            return kUsageError;
+        }
+    }
     const CleanupAuditEntry* entry = nullptr;
     for (const auto& e : entries) {
         if (e.operation != CleanupAuditOperation::clean) continue;
@@ -281,15 +332,24 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
                                 [&cancel] { return cancel.isCancellationRequested(); });
     const RestoreResult result =
         service.restore(items, setup->locations, policyFor(*setup, catalogue));
-    store.appendAtCurrentTime(
-        makeRestoreAuditEntry(items, result, CleanupAuditSource::cleanupDashboard, currentDate()));
+    const bool recorded =
+        store
+            .recordAtCurrentTime(makeRestoreAuditEntry(
+                items, result, CleanupAuditSource::cleanupDashboard, currentDate()))
+            .written;
 
     if (options.json) {
         std::cout << dumpJSON(nlohmann::json(result), true) << "\n";
     } else {
         printRestoreResult(std::cout, result, home);
     }
+    std::cout.flush();
+    if (!recorded) {
+        std::cerr << "velmora: the cleanup history " << printable(store.filePath())
+                  << " could not be written, so this restore is not recorded.\n";
+    }
     if (result.wasCancelled) return interrupts.exitStatus();
+    if (!recorded) return 1;
     return result.failedItems.empty() ? 0 : 1;
 }
 

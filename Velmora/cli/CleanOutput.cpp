@@ -58,13 +58,16 @@ void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate
 }
 
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home, bool historyKeptItems) {
+                      const std::string& home, CleanHistoryRecord record) {
     const bool trash = mode == CleaningMode::moveToTrash;
     int64_t bytes = 0;
     for (const auto& item : result.cleanedItems) {
         bytes += item.candidate.sizeBytes;
         out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.candidate.url.path, home)
             << "\n";
+        if (record == CleanHistoryRecord::notWritten && item.destinationURL) {
+            out << "    now at " << shown(item.destinationURL->path, home) << "\n";
+        }
     }
     // A deletion that stopped part-way left the item no longer whole: it is neither "not
     // deleted" nor "left in place".
@@ -87,9 +90,20 @@ void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode
     out << ".";
     if (result.wasCancelled) out << " Cancelled: the remaining items were not touched.";
     if (trash && !result.cleanedItems.empty()) {
-        out << (historyKeptItems ? "\nTo put them back: velmora restore --last"
-                                 : "\nThe history could not keep the list of so many items; "
-                                   "they can be put back from your desktop's Trash.");
+        switch (record) {
+            case CleanHistoryRecord::withItems:
+                out << "\nTo put them back: velmora restore --last";
+                break;
+            case CleanHistoryRecord::withoutItems:
+                out << "\nThe history could not keep the list of so many items; they can be put "
+                       "back from your desktop's Trash.";
+                break;
+            case CleanHistoryRecord::notWritten:
+                out << "\nThis cleanup is not in the history, so `velmora restore` cannot put "
+                       "these items back; each one's place in the Trash is listed above, and your "
+                       "desktop's Trash can put them back.";
+                break;
+        }
     }
     out << "\n";
 }

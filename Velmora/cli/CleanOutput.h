@@ -15,10 +15,18 @@ namespace velmora::cli {
 void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate>& selection,
                            const std::string& home);
 
+/// What became of a cleanup's history entry.
+enum class CleanHistoryRecord {
+    withItems,     ///< recorded with the item list `restore` needs
+    withoutItems,  ///< recorded, but too large for the history to keep its item list
+    notWritten,    ///< not recorded at all
+};
+
 /// One line per item (moved / refused with its reason), then a summary sentence and how to undo
-/// it (`historyKeptItems`: the history entry kept the item list `restore` needs).
+/// it. When the history was not written, each moved item's place in the Trash is listed too:
+/// the output is then the only record of where the items went.
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home, bool historyKeptItems);
+                      const std::string& home, CleanHistoryRecord record);
 void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home);
 
 /// The history, newest first: one block per entry.

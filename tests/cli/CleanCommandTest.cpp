@@ -126,6 +126,7 @@ TEST(CleanCommandTest, HistoryVerifyFailsOnceAStoredEntryIsEdited) {
 
     const std::string file = h.dataHome + "/Velmora/cleanup-audit-log.json";
     std::string text = test::readAll(file);
+    const std::string edited = nlohmann::json::parse(text)[0]["id"];  // the first affectedBytes
     const std::string key = "\"affectedBytes\": ";
     const size_t at = text.find(key);
     ASSERT_NE(at, std::string::npos) << text;
@@ -138,7 +139,8 @@ TEST(CleanCommandTest, HistoryVerifyFailsOnceAStoredEntryIsEdited) {
     EXPECT_EQ(broken.status, 1);
     EXPECT_EQ(broken.out,
               "Record integrity: an entry was changed or removed. This log no longer matches what "
-              "was written.\n");
+              "was written. The chain breaks at entry " +
+                  edited + ".\n");
 }
 
 // Whether a line of trash-list's output ends in " <path>".

@@ -39,6 +39,134 @@ struct HistoryHome : CommandHome {
     }
 };
 
+TEST(HistoryRecordingTest, AnUnrecordedCleanupIsReportedAndRestoreLastRefusesToGuess) {
+    struct Case {
+        const char* what;
+        std::function<void(HistoryHome&)> breakHistory;
+    };
+    const std::vector<Case> cases = {
+        {"lock file is a folder",
+         [](HistoryHome& h) {
+             fs::remove(h.historyFile + ".lock");
+             fs::create_directory(h.historyFile + ".lock");
+         }},
+        {"lock file is a link",
+         [](HistoryHome& h) {
+             fs::remove(h.historyFile + ".lock");
+             fs::create_symlink(h.tree.path("io/elsewhere"), h.historyFile + ".lock");
+         }},
+    };
+    for (const auto& c : cases) {
+        HistoryHome h({"first", "second", "third"});
+        ASSERT_EQ(h.clean("first").status, 0) << c.what;
+        c.breakHistory(h);
+
+        const Outcome o = h.clean("second");
+        EXPECT_EQ(o.status, 1) << c.what << "\n" << o.err;
+        EXPECT_NE(o.err.find("could not be written, so this cleanup is not recorded"),
+                  std::string::npos)
+            << c.what << "\n"
+            << o.err;
+        EXPECT_NE(o.out.find("Moved to Trash: ~/.cache/second\n"
+                             "    now at ~/.local/share/Trash/files/second\n"),
+                  std::string::npos)
+            << c.what << "\n"
+            << o.out;
+        EXPECT_EQ(o.out.find("velmora restore --last"), std::string::npos) << c.what;
+
+        // The history still ends with the first cleanup; --last must not put that one back.
+        const Outcome restore = h.velmora({"restore", "--last", "--yes"});
+        EXPECT_EQ(restore.status, 2) << c.what << "\n" << restore.err;
+        EXPECT_NE(restore.err.find("could not be recorded in the history"), std::string::npos)
+            << c.what << "\n"
+            << restore.err;
+        EXPECT_NE(restore.err.find("--entry"), std::string::npos) << c.what;
+        EXPECT_TRUE(fs::exists(h.trashFiles + "/first")) << c.what;
+        EXPECT_TRUE(fs::exists(h.trashFiles + "/second")) << c.what;
+
+        // Once a cleanup is recorded again, --last means that one.
+        fs::remove(h.historyFile + ".lock");
+        ASSERT_EQ(h.clean("third").status, 0) << c.what;
+        const Outcome again = h.velmora({"restore", "--last", "--yes"});
+        EXPECT_EQ(again.status, 0) << c.what << "\n" << again.err;
+        EXPECT_TRUE(fs::exists(h.cache("third/inner/data"))) << c.what;
+        EXPECT_TRUE(fs::exists(h.trashFiles + "/first")) << c.what;
+    }
+}
+
+TEST(HistoryRecordingTest, VerifyRefusesToVouchForAHistoryItCouldNotRead) {
+    HistoryHome source({"a", "b"});
+    ASSERT_EQ(source.clean("a").status, 0);
+    ASSERT_EQ(source.clean("b").status, 0);
+    const std::string good = test::readAll(source.historyFile);
+
+    struct Case {
+        const char* what;
+        std::function<void(HistoryHome&)> damage;
+    };
+    const auto text = [](std::string t) {
+        return [t](HistoryHome& h) { std::ofstream(h.historyFile, std::ios::binary) << t; };
+    };
+    const std::vector<Case> cases = {
+        {"truncated", text(good.substr(0, good.size() / 2))},
+        {"trailing garbage", text(good + "\n}garbage")},
+        {"over 1 MiB", text(good + std::string(2 << 20, ' '))},
+        {"invalid UTF-8", text("[\"\xff\xfe\"]")},
+        {"a link", [&](HistoryHome& h) { fs::create_symlink(source.historyFile, h.historyFile); }},
+        {"a FIFO", [](HistoryHome& h) { ASSERT_EQ(::mkfifo(h.historyFile.c_str(), 0600), 0); }},
+        {"a folder", [](HistoryHome& h) { fs::create_directory(h.historyFile); }},
+    };
+    for (const auto& c : cases) {
+        HistoryHome h({});
+        fs::create_directories(h.folder);
+        c.damage(h);
+        const Outcome o = h.velmora({"history", "--verify"});
+        EXPECT_EQ(o.status, 1) << c.what << "\n" << o.out;
+        EXPECT_NE(o.out.find("could not be read"), std::string::npos) << c.what << "\n" << o.out;
+        EXPECT_EQ(o.out.find("checked records"), std::string::npos) << c.what << "\n" << o.out;
+        // The sentence names the backup, and the backup is there.
+        const std::string aside = "moved aside to ";
+        const size_t at = o.out.find(aside);
+        ASSERT_NE(at, std::string::npos) << c.what << "\n" << o.out;
+        const size_t from = at + aside.size();
+        const std::string backup = o.out.substr(from, o.out.find_first_of(",;", from) - from);
+        EXPECT_TRUE(fs::symlink_status(backup).type() != fs::file_type::not_found)
+            << c.what << ": " << backup;
+    }
+}
+
+TEST(HistoryRecordingTest, VerifyNoticesEntriesRemovedFromTheNewestEnd) {
+    struct Case {
+        const char* what;
+        std::function<void(HistoryHome&)> remove;
+    };
+    const std::vector<Case> cases = {
+        {"newest entry removed",
+         [](HistoryHome& h) {
+             nlohmann::json j = h.history();
+             j.erase(j.begin());
+             h.writeHistory(j);
+         }},
+        {"history file removed", [](HistoryHome& h) { fs::remove(h.historyFile); }},
+    };
+    for (const auto& c : cases) {
+        HistoryHome h({"a", "b"});
+        ASSERT_EQ(h.clean("a").status, 0);
+        ASSERT_EQ(h.clean("b").status, 0);
+        const std::string newest = h.history()[0]["id"];
+        ASSERT_EQ(h.velmora({"history", "--verify"}).status, 0) << c.what;
+        c.remove(h);
+        for (int run = 0; run < 2; ++run) {  // and it stays reported
+            const Outcome o = h.velmora({"history", "--verify"});
+            EXPECT_EQ(o.status, 1) << c.what << "\n" << o.out;
+            EXPECT_NE(o.out.find("newest entry that was recorded (" + newest + ")"),
+                      std::string::npos)
+                << c.what << "\n"
+                << o.out;
+        }
+    }
+}
+
 // A forged history entry points a restore at the Trash's `files` folder itself, or at something
 // deep inside a trashed folder, with the identity of that object so the identity check passes.
 TEST(HistoryRecordingTest, RestoreTakesOnlyAnItemDirectlyInsideTheTrash) {
