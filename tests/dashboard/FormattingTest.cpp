@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <utility>
+#include <vector>
+
 namespace velmora {
 namespace {
 
@@ -35,10 +39,42 @@ TEST(FormattingTest, HostileNamesCannotSteerTheTerminal) {
     EXPECT_EQ(printable("\xc2\x9b"
                         "2J"),
               "\\u009b2J");  // C1 control sequence introducer
-    EXPECT_EQ(printable("bad\xff"), "bad\xEF\xBF\xBD");
     EXPECT_EQ(printable("caf\xC3\xA9 \xE6\x97\xA5"), "caf\xC3\xA9 \xE6\x97\xA5");
     EXPECT_EQ(displayWidth("caf\xC3\xA9"), 4u);
     EXPECT_EQ(displayWidth("\xE6\x97\xA5\xE6\x9C\xAC"), 4u);
+}
+
+// What is printed must name one path only: every escape is distinct from the text it could be
+// confused with, and characters that hide or reorder text are shown as escapes.
+TEST(FormattingTest, PrintedNamesAreUnambiguous) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"\x1b", "\\x1b"},
+        {"\\x1b", "\\\\x1b"},  // the text "\x1b" itself
+        {"a\\b", "a\\\\b"},
+        {"\\n", "\\\\n"},
+        {"bad\xff", "bad\\xff"},  // a byte that is not UTF-8
+        {"bad\\xff", "bad\\\\xff"},
+        {"\xEF\xBF\xBD", "\xEF\xBF\xBD"},                   // U+FFFD itself stays
+        {"\xC0\xAF", "\\xc0\\xaf"},                         // an overlong "/"
+        {"\xED\xA0\x80", "\\xed\\xa0\\x80"},                // a surrogate
+        {"\xE6\x97", "\\xe6\\x97"},                         // a cut-off sequence
+        {"evil\xE2\x80\xAEtxt.exe", "evil\\u202etxt.exe"},  // right-to-left override
+        {"a\xE2\x80\x8B"
+         "b",
+         "a\\u200bb"},  // zero-width space
+        {"a\xE2\x80\x8D"
+         "b",
+         "a\\u200db"},                        // zero-width joiner
+        {"\xEF\xBB\xBFname", "\\ufeffname"},  // byte-order mark
+        {"a\xE2\x81\xA6"
+         "b",
+         "a\\u2066b"},  // left-to-right isolate
+    };
+    std::set<std::string> shown;
+    for (const auto& [name, expected] : cases) {
+        EXPECT_EQ(printable(name), expected) << expected;
+        EXPECT_TRUE(shown.insert(printable(name)).second) << expected;
+    }
 }
 
 }  // namespace
