@@ -48,6 +48,15 @@ std::string deletionFailureReason(const RemoveTreeFailure& failure, const std::s
     return std::strerror(failure.errorNumber);
 }
 
+// The scanner offers nothing whose newest content is younger than the root's minimum age; an
+// item whose dates cannot be read at all is not offered either.
+bool isYoungerThanRootAllows(const CleanupValidationSnapshot& snapshot,
+                             const CleanupEligibilityPolicy::Root& root, Date now) {
+    if (root.minimumModificationAge <= 0) return false;
+    if (!snapshot.latestModificationDate) return true;
+    return now - *snapshot.latestModificationDate < root.minimumModificationAge;
+}
+
 }  // namespace
 
 std::string partlyDeletedReason(const std::string& where, const std::string& cause) {
@@ -104,7 +113,11 @@ CleaningService::ItemOutcome CleaningService::cleanOne(
     if (isProtectedUserDataPath(path, context_.catalogue)) {
         return ItemOutcome::failed(CleaningError{K::pathNotAllowed, path});
     }
-    const auto* root = policy.rootFor(path);
+    // Only what a scan of the same locations would offer: an entry of a live root in the
+    // position its depth gives (never an `immediateChildren` root itself), hidden only where the
+    // root includes hidden files. The candidate's own fields are not trusted for this; a report
+    // may have been edited.
+    const auto* root = policy.rootAdmitting(path);
     if (!root) return ItemOutcome::failed(CleaningError{K::pathNotAllowed, path});
     if (auto refusal = rules.checkCleanPath(path)) return ItemOutcome::failed(*refusal);
 
@@ -126,6 +139,11 @@ CleaningService::ItemOutcome CleaningService::cleanOne(
     }
     if (auto refusal = checkIdentityAndFreshness(candidate, item, snapshot)) {
         return ItemOutcome::failed(*refusal);
+    }
+    // The root's age rule, judged on what the walk found now rather than on the recorded date,
+    // so an item without a recorded date or identity is held to it as well.
+    if (isYoungerThanRootAllows(snapshot, *root, context_.clock())) {
+        return ItemOutcome::failed(CleaningError{K::cleanupCandidateRecentlyModified, path});
     }
     if (cancelled()) return ItemOutcome::stop();
     // The last checks before acting: the path rules again, and the object at the anchored name

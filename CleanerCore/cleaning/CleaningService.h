@@ -30,7 +30,7 @@ struct CleaningContext {
     /// The Trash to move into; absent where there is none (items then fail with
     /// `moveToTrashUnavailable`).
     std::optional<Trash> trash;
-    /// "Now" for the `.trashinfo` deletion date.
+    /// "Now" for the roots' age rules and the `.trashinfo` deletion date.
     std::function<Date()> clock = currentDate;
 };
 

@@ -30,7 +30,9 @@ CleanupEligibilityPolicy CleanupEligibilityPolicy::make(const std::vector<ScanLo
         policy.roots.push_back({path,
                                 *identity,
                                 {location.includesHiddenFiles, location.includesPackageDescendants,
-                                 descendants, traversal}});
+                                 descendants, traversal},
+                                location.depth,
+                                std::max(location.minimumModificationAge, 0.0)});
     }
     std::stable_sort(policy.roots.begin(), policy.roots.end(), [](const Root& a, const Root& b) {
         if (a.path.size() != b.path.size()) return a.path.size() > b.path.size();
@@ -44,6 +46,24 @@ const CleanupEligibilityPolicy::Root* CleanupEligibilityPolicy::rootFor(
     const std::string key = lexicalPathKey(path);
     for (const auto& root : roots) {
         if (!StoragePathContainment::pathIsWithin(key, root.path)) continue;
+        auto identity = AnchorIdentity::ofPath(root.path);
+        if (identity && *identity == root.identity) return &root;
+    }
+    return nullptr;
+}
+
+bool CleanupEligibilityPolicy::Root::admitsByPosition(const std::string& itemPath) const {
+    const std::string key = lexicalPathKey(itemPath);
+    if (depth == ScanDepth::directoryItself) return key == path;
+    if (key == path || deletingLastPathComponent(key) != path) return false;
+    return validationOptions.includesHiddenFiles || lastPathComponent(key)[0] != '.';
+}
+
+const CleanupEligibilityPolicy::Root* CleanupEligibilityPolicy::rootAdmitting(
+    const std::string& path) const {
+    const std::string key = lexicalPathKey(path);
+    for (const auto& root : roots) {
+        if (!root.admitsByPosition(key)) continue;
         auto identity = AnchorIdentity::ofPath(root.path);
         if (identity && *identity == root.identity) return &root;
     }

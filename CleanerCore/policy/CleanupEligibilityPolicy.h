@@ -35,6 +35,14 @@ struct CleanupEligibilityPolicy {
         std::string path;  ///< standardized, no trailing "/"
         RootIdentity identity;
         CleanupValidationOptions validationOptions;
+        /// What under the root the scan offers: its immediate entries, or the root itself.
+        ScanDepth depth = ScanDepth::immediateChildren;
+        /// Seconds; an item whose newest content is younger is not offered. 0 disables the rule.
+        double minimumModificationAge = 0;
+        /// Whether the scan of this root would offer `path` by position and name: a direct
+        /// entry of the root (for `directoryItself` the root itself, for `immediateChildren`
+        /// never the root), and not a hidden entry unless the root includes hidden files.
+        bool admitsByPosition(const std::string& path) const;
     };
 
     /// Longest path first, then ascending text, so the deepest root containing a path wins.
@@ -53,6 +61,13 @@ struct CleanupEligibilityPolicy {
 
     /// The first live root (identity unchanged) that contains `path`, or nothing.
     const Root* rootFor(const std::string& path) const;
+
+    /// The first live root, deepest first, whose scan would offer `path` as a candidate
+    /// (`Root::admitsByPosition`); nothing when no root would. Cleaning uses this root's
+    /// options and age rule, so an item is judged by the location that offered it: with nested
+    /// roots ~/.cache and ~/.cache/pip, ~/.cache/pip is an entry of ~/.cache, never the pip root
+    /// itself.
+    const Root* rootAdmitting(const std::string& path) const;
 };
 
 /// The validation limits the cleaning commands use: the scanner's per-candidate inventory limit.

@@ -93,13 +93,14 @@ TEST_F(CleaningServiceTest, RefusesEachUnsafeCandidateWithItsExactReason) {
          }},
         {"middle-link",
          [](CleaningFixture& f, CleanupCandidate& c) {
-             // The candidate's folder is swapped for a link to a look-alike outside.
+             // The candidate's folder is swapped for a link to a look-alike outside, and the
+             // item named through it: not an entry of the root, so never reached.
              const std::string mid = f.cache + "/middle-link";
              fs::rename(mid, f.tree.path("moved-away"));
              f.tree.file("outside/item/f");
              f.tree.symlink("home/.cache/middle-link", f.outside);
              c.url = FileURL(mid + "/item");
-             return "Refusing to clean symbolic link: " + mid;
+             return "Path is outside the active scan scope: " + mid + "/item";
          }},
     };
     std::vector<CleanupCandidate> candidates;
@@ -237,6 +238,31 @@ TEST_F(CleaningServiceTest, AnItemThatCannotBeVerifiedGoneIsReportedFailed) {
     EXPECT_EQ(
         verifyAfterOperation(*anchored, std::nullopt),
         (CleaningError{CleaningError::Kind::cleanupPostOperationVerificationFailed, cache + "/a"}));
+}
+
+TEST_F(CleaningServiceTest, TheRootsAgeRuleIsJudgedAtCleanTimeByTheInjectedClock) {
+    // Two days old, under a root that offers only what is three days old: a scan would not
+    // offer it, so no recorded date or identity may get it cleaned, until the clock moves on.
+    locations[0].minimumModificationAge = 3 * 86'400;
+    tree.file("home/.cache/young/f", 10);
+    const double twoDaysAgo = test::unixNow() - 2 * 86'400;
+    tree.setMtimeRecursive("home/.cache/young", twoDaysAgo);
+    CleanupCandidate candidate;
+    candidate.url = FileURL::directory(cache + "/young");
+    candidate.id = "userCaches:" + candidate.url.path;
+
+    const Date now = currentDate();
+    auto cleanAt = [&](Date clock) {
+        CleaningService service({home, Catalogue::linux, trash(), [clock] { return clock; }});
+        return service.clean({candidate}, locations, CleaningMode::moveToTrash, policy());
+    };
+    EXPECT_EQ(reasons(cleanAt(now)),
+              std::vector<std::string>{
+                  "Refusing to clean because the item changed since the scan result: " + cache +
+                  "/young"});
+    EXPECT_TRUE(exists(cache + "/young/f"));
+    EXPECT_EQ(cleanAt(now + 1.5 * 86'400).cleanedItems.size(), 1u);
+    EXPECT_FALSE(exists(cache + "/young"));
 }
 
 }  // namespace

@@ -49,6 +49,43 @@ TEST(CleanupEligibilityPolicy, AdmitsOnlyUsableRootsAndOrdersDeepestFirst) {
     EXPECT_EQ(policy.rootFor(outer + "-old/x"), nullptr);
 }
 
+TEST(CleanupEligibilityPolicy, AdmitsOnlyWhatTheScanOfARootWouldOffer) {
+    Fence f;
+    const std::string cache = f.tree.dir("home/.cache");
+    const std::string pip = f.tree.dir("home/.cache/pip");
+    const std::string whole = f.tree.dir("home/whole");
+    ScanLocation itself = location(whole);
+    itself.depth = ScanDepth::directoryItself;
+    ScanLocation aged = location(pip, true);
+    aged.minimumModificationAge = 86'400;
+    auto policy =
+        CleanupEligibilityPolicy::make({location(cache), aged, itself}, 10, std::nullopt, f.rules);
+
+    struct Case {
+        std::string path;
+        std::string root;  // empty: nothing admits it
+    };
+    const Case cases[] = {
+        {cache, ""},                  // an immediateChildren root is never its own candidate
+        {cache + "/", ""},            // ... however it is spelled
+        {cache + "/app/../", ""},     // ... however it is spelled
+        {cache + "/app", cache},      // an entry
+        {cache + "/app/sub", ""},     // inside an entry
+        {cache + "/.hidden", ""},     // hidden, and the root lists no hidden entries
+        {pip, cache},                 // an entry of ~/.cache, not the pip root itself
+        {pip + "/.lock", pip},        // the pip root includes hidden entries
+        {pip + "/http/x", ""},        // inside an entry of pip
+        {whole, whole},               // a directoryItself root is its one candidate
+        {whole + "/x", ""},           // ... and nothing inside it is
+        {f.home + "/Documents", ""},  // under no root
+    };
+    for (const auto& c : cases) {
+        const auto* root = policy.rootAdmitting(c.path);
+        EXPECT_EQ(root ? root->path : "", c.root) << c.path;
+    }
+    EXPECT_EQ(policy.rootAdmitting(pip + "/x")->minimumModificationAge, 86'400);
+}
+
 TEST(CleanupEligibilityPolicy, ClampsTheValidationLimits) {
     struct Case {
         int64_t descendants;
