@@ -31,8 +31,7 @@ int runScanCommand(const ScanCommandOptions& options) {
         return 2;
     }
     if (setup->fellBackToStandard) {
-        std::cerr << "velmora: direct mode scans developer and package caches and needs "
-                     "--allow-direct; scanning in standard mode.\n";
+        std::cerr << "velmora: " << kDirectModeNeedsPermission << "; scanning in standard mode.\n";
     }
 
     ScanReport report = scanWithProgress(*setup, options.request.catalogue, options.quiet, cancel);

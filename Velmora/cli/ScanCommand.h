@@ -13,6 +13,10 @@ struct ScanCommandOptions {
     bool quiet = false;
 };
 
+/// Why a request for direct mode without `--allow-direct` is not served as asked.
+inline constexpr const char* kDirectModeNeedsPermission =
+    "direct mode scans developer and package caches and needs --allow-direct";
+
 /// Scans the prepared locations, with a progress bar on a terminal unless `quiet`.
 ScanReport scanWithProgress(const ScanSetup& setup, Catalogue catalogue, bool quiet,
                             const CancellationToken& cancel);

@@ -1,0 +1,179 @@
+// `velmora clean --report FILE` given a report that was edited or is not a report at all: a
+// report can select nothing that a scan of the same locations would not offer, implausible sizes
+// and files that are not reports are refused before anything is touched, and the totals the
+// commands print count every byte once.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "CleanerCore/scanning/FileURL.h"
+#include "VelmoraUI/dashboard/Formatting.h"
+#include "cli/CommandRunner.h"
+
+namespace velmora {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using test::CommandHome;
+using test::Outcome;
+
+struct ReportHome : CommandHome {
+    std::string reportFile = tree.path("io/report.json");
+
+    std::string cache(const std::string& name) const { return homePath(".cache/" + name); }
+
+    json scanJSON(const std::vector<std::string>& extra = {}) {
+        std::vector<std::string> args = {"scan", "--json"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        Outcome o = velmora(args);
+        EXPECT_EQ(o.status, 0) << o.err;
+        return json::parse(o.out);
+    }
+    void save(const json& report) { std::ofstream(reportFile, std::ios::binary) << report.dump(); }
+
+    static const json& candidateAt(const json& report, const std::string& path) {
+        for (const auto& c : report.at("candidates")) {
+            if (test::pathOfFileURL(c.at("url")) == path) return c;
+        }
+        ADD_FAILURE() << "no candidate " << path;
+        static const json none;
+        return none;
+    }
+};
+
+TEST(ReportAdmissionTest, AnEditedReportCannotSelectWhatTheScanWouldNotOffer) {
+    ReportHome h;
+    h.oldCacheFile("real/data", std::string(5000, 'r'));
+    h.oldCacheFile("outer/inner/data", "inner");
+    h.oldCacheFile(".hidden", "hidden");
+    json report = h.scanJSON();
+    ASSERT_EQ(report.at("candidates").size(), 2u);  // real, outer
+    h.oldCacheFile("fresh", "written just now");
+    h.tree.setMtime("home/.cache/fresh", test::unixNow() - 5);
+
+    // Every forged entry comes without a recorded identity or date, as an editor would leave it.
+    struct Case {
+        std::string path;
+        std::string reason;  // empty: the item is cleaned
+    };
+    const std::string outside = "Path is outside the active scan scope: ";
+    const std::vector<Case> cases = {
+        {h.cache(""), outside + h.cache("").substr(0, h.cache("").size() - 1)},  // the root
+        {h.cache("outer/inner"), outside + h.cache("outer/inner")},
+        {h.cache(".hidden"), outside + h.cache(".hidden")},
+        {h.cache("fresh"),
+         "Refusing to clean because the item changed since the scan result: " + h.cache("fresh")},
+        // A real candidate stripped of its identity is still what the scan offers.
+        {h.cache("real"), ""},
+    };
+    const json templ = report["candidates"][0];
+    for (const auto& c : cases) {
+        std::string path = c.path;
+        if (path.size() > 1 && path.back() == '/') path.pop_back();
+        json forged = templ;
+        forged["url"] = "file://" + path;
+        forged["id"] = "userCaches:" + path;
+        forged["displayName"] = lastPathComponent(path);
+        forged.erase("resourceIdentity");
+        forged.erase("lastModified");
+        json& listed = report["candidates"];
+        for (size_t i = listed.size(); i-- > 0;) {
+            if (listed[i]["id"] == forged["id"]) listed.erase(i);
+        }
+        listed.push_back(forged);
+        h.save(report);
+
+        Outcome o =
+            h.velmora({"clean", "--report", h.reportFile, "--id", forged["id"], "--yes", "--json"});
+        const json result = json::parse(o.out.empty() ? "{}" : o.out);
+        if (c.reason.empty()) {
+            EXPECT_EQ(o.status, 0) << path << "\n" << o.err;
+            EXPECT_FALSE(fs::exists(path));
+            continue;
+        }
+        EXPECT_EQ(o.status, 1) << path << "\n" << o.err;
+        ASSERT_EQ(result.value("failedItems", json::array()).size(), 1u) << path << "\n" << o.out;
+        EXPECT_EQ(result["failedItems"][0]["reason"], c.reason);
+        EXPECT_TRUE(fs::exists(path)) << path;
+        EXPECT_TRUE(fs::exists(h.cache("outer/inner/data")));
+        EXPECT_FALSE(fs::exists(h.trashFiles) && !fs::is_empty(h.trashFiles)) << path;
+    }
+}
+
+TEST(ReportAdmissionTest, ImplausibleReportsAndFilesThatAreNotReportsAreRefused) {
+    ReportHome h;
+    h.oldCacheFile("a/data", "a");
+    const json report = h.scanJSON();
+    const std::string id = report["candidates"][0]["id"];
+    const auto before = h.snapshot();
+
+    struct Case {
+        std::string label;
+        std::function<std::string()> makeReport;  // returns the path to give to --report
+        std::string message;
+    };
+    auto withSizes = [&](std::vector<int64_t> sizes) {
+        return [&h, report, sizes] {
+            json edited = report;
+            const json c = edited["candidates"][0];
+            edited["candidates"] = json::array();
+            for (int64_t size : sizes) {
+                json copy = c;
+                copy["sizeBytes"] = size;
+                edited["candidates"].push_back(copy);
+            }
+            h.save(edited);
+            return h.reportFile;
+        };
+    };
+    const std::vector<Case> cases = {
+        {"negative size", withSizes({-9'223'372'036'854'775'807}), "is negative"},
+        {"absurd size", withSizes({int64_t{1} << 62}), "larger than 1 EiB"},
+        {"sum overflows", withSizes(std::vector<int64_t>(8, int64_t{1} << 60)),
+         "add up to more than can be counted"},
+        {"folder", [&h] { return h.tree.dir("io/folder"); }, "is a folder"},
+        {"device", [] { return std::string("/dev/zero"); }, "is not a regular file"},
+        {"fifo",
+         [&h] {
+             const std::string fifo = h.tree.path("io/fifo");
+             EXPECT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+             return fifo;
+         },
+         "is not a regular file"},
+        {"oversized",
+         [&h] {
+             const std::string big = h.tree.path("io/big.json");
+             const int fd = ::open(big.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+             EXPECT_EQ(::ftruncate(fd, (int64_t{64} << 20) + 1), 0);  // sparse
+             ::close(fd);
+             return big;
+         },
+         "larger than 64 MiB"},
+    };
+    for (const auto& c : cases) {
+        Outcome o = h.velmora({"clean", "--report", c.makeReport(), "--id", id, "--yes"});
+        EXPECT_EQ(o.status, 2) << c.label << "\n" << o.err;
+        EXPECT_NE(o.err.find(c.message), std::string::npos) << c.label << "\n" << o.err;
+        EXPECT_EQ(o.out, "") << c.label;
+        EXPECT_EQ(h.snapshot(), before) << c.label;
+    }
+}
+
+TEST(ReportAdmissionTest, DirectModeWithoutPermissionCleansNothing) {
+    ReportHome h;
+    h.oldCacheFile("a/data", "a");
+    const auto before = h.snapshot();
+    Outcome o = h.velmora({"clean", "--mode", "direct", "--defaults", "--yes"});
+    EXPECT_EQ(o.status, 2) << o.err;
+    EXPECT_NE(o.err.find("needs --allow-direct; nothing was cleaned"), std::string::npos) << o.err;
+    EXPECT_EQ(h.snapshot(), before);
+}
+
+}  // namespace
+}  // namespace velmora
