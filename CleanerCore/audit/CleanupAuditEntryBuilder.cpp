@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/review/DistinctBytes.h"
 
 namespace velmora {
 
@@ -40,11 +41,16 @@ CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& reque
     CleanupAuditEntry e = baseEntry(CleanupAuditOperation::clean, source, occurredAt);
     e.mode = mode;
     e.requestedItemCount = static_cast<int64_t>(requested.size());
-    for (const auto& c : requested) e.requestedBytes = saturatingAdd(e.requestedBytes, c.sizeBytes);
+    // Byte totals count every byte once (an item inside another listed item adds nothing).
+    std::vector<const CleanupCandidate*> listed;
+    for (const auto& c : requested) listed.push_back(&c);
+    e.requestedBytes = distinctBytes(listed);
+    listed.clear();
+    for (const auto& item : result.cleanedItems) listed.push_back(&item.candidate);
+    e.affectedBytes = distinctBytes(listed);
     e.succeededItemCount = static_cast<int64_t>(result.cleanedItems.size());
     e.failedItemCount = static_cast<int64_t>(result.failedItems.size());
     for (const auto& item : result.cleanedItems) {
-        e.affectedBytes = saturatingAdd(e.affectedBytes, item.candidate.sizeBytes);
         if (e.samplePaths.size() < kCleanupAuditSampleLimit) {
             e.samplePaths.push_back(item.candidate.url.path);
         }

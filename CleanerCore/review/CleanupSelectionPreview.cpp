@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "CleanerCore/review/DistinctBytes.h"
 #include "CleanerCore/review/HashCombine.h"
 
 namespace velmora {
@@ -26,9 +27,17 @@ CleanupSelectionPreview CleanupSelectionPreview::make(
     const std::vector<CleanupCandidate>& selection) {
     CleanupSelectionPreview p;
     std::array<CleanupPreviewCategorySummary, kCleanupCategoryCount> groups{};
-    for (const auto& c : selection) {
+    // An item inside another selected item is already part of that one's size: it counts as an
+    // item but adds no bytes, to the total or to its category.
+    std::vector<const CleanupCandidate*> pointers;
+    pointers.reserve(selection.size());
+    for (const auto& c : selection) pointers.push_back(&c);
+    const std::vector<bool> counted = bytesCountedElsewhere(pointers);
+    for (size_t i = 0; i < selection.size(); ++i) {
+        const CleanupCandidate& c = selection[i];
+        const int64_t bytes = counted[i] ? 0 : c.sizeBytes;
         ++p.count;
-        p.bytes = addBytes(p.bytes, c.sizeBytes);
+        p.bytes = addBytes(p.bytes, bytes);
         switch (c.safety) {
             case CleanupSafety::safe:
                 ++p.safetyBreakdown.safeCount;
@@ -43,7 +52,7 @@ CleanupSelectionPreview CleanupSelectionPreview::make(
         auto& group = groups[static_cast<size_t>(c.category)];
         group.category = c.category;
         ++group.count;
-        group.bytes = addBytes(group.bytes, c.sizeBytes);
+        group.bytes = addBytes(group.bytes, bytes);
     }
     for (const auto& g : groups) {
         if (g.count > 0) p.categorySummaries.push_back(g);

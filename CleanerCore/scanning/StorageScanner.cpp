@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <set>
 #include <thread>
+#include <utility>
 
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
@@ -255,7 +257,11 @@ class Inventory {
             result_.latestModificationDate = date;
         }
         if (isRecent(date)) result_.containsRecentlyModifiedItem = true;
-        if (S_ISREG(st.st_mode)) result_.byteSize += static_cast<int64_t>(st.st_blocks) * 512;
+        // A file reached through several links inside the item occupies its blocks once.
+        if (S_ISREG(st.st_mode) &&
+            (st.st_nlink <= 1 || linkedFiles_.emplace(st.st_dev, st.st_ino).second)) {
+            result_.byteSize += static_cast<int64_t>(st.st_blocks) * 512;
+        }
         if (++count_ > maximumItems_) {
             result_.exceededItemLimit = true;
             stop_ = true;
@@ -294,6 +300,7 @@ class Inventory {
     std::string path_;
     std::vector<std::string> levels_;
     dev_t device_ = 0;
+    std::set<std::pair<dev_t, ino_t>> linkedFiles_;  // files with more than one link, seen
     int64_t count_ = 0;
     int64_t unpublished_ = 0;
     bool stop_ = false;

@@ -9,6 +9,7 @@
 #include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/review/CleanupSelectionPreview.h"
 #include "CleanerCore/review/CleanupStorageImpactReport.h"
+#include "CleanerCore/review/DistinctBytes.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 
 namespace velmora::cli {
@@ -60,9 +61,10 @@ void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
                       const std::string& home, CleanHistoryRecord record) {
     const bool trash = mode == CleaningMode::moveToTrash;
-    int64_t bytes = 0;
+    std::vector<const CleanupCandidate*> cleaned;
+    for (const auto& item : result.cleanedItems) cleaned.push_back(&item.candidate);
+    const int64_t bytes = distinctBytes(cleaned);
     for (const auto& item : result.cleanedItems) {
-        bytes += item.candidate.sizeBytes;
         out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.candidate.url.path, home)
             << "\n";
         if (record == CleanHistoryRecord::notWritten && item.destinationURL) {

@@ -4,6 +4,7 @@
 
 #include <ostream>
 
+#include "CleanerCore/review/DistinctBytes.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 
@@ -24,7 +25,14 @@ std::string plural(int64_t n, const char* one, const char* many) {
 }  // namespace
 
 void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home) {
-    int64_t total = 0, selectedCount = 0, selectedBytes = 0;
+    int64_t selectedCount = 0;
+    // Every byte once: nested candidates and further hard links add nothing to a total.
+    std::vector<const CleanupCandidate*> all, selected;
+    for (const auto& c : report.candidates) {
+        all.push_back(&c);
+        if (c.isSelectedByDefault) selected.push_back(&c);
+    }
+    const int64_t total = distinctBytes(all), selectedBytes = distinctBytes(selected);
     if (report.candidates.empty()) {
         out << "Nothing to clean: no candidates were found.\n";
     } else {
@@ -36,11 +44,7 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
                 << padRight(std::string(displayName(c.category)), 23)
                 << printable(displayPath(c.url.path, home)) << (c.isSelectedByDefault ? "  *" : "")
                 << '\n';
-            total += c.sizeBytes;
-            if (c.isSelectedByDefault) {
-                ++selectedCount;
-                selectedBytes += c.sizeBytes;
-            }
+            if (c.isSelectedByDefault) ++selectedCount;
         }
         out << '\n'
             << plural(static_cast<int64_t>(report.candidates.size()), "candidate", "candidates")

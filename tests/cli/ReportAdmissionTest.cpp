@@ -47,6 +47,12 @@ struct ReportHome : CommandHome {
     }
 };
 
+int64_t allocatedBytes(const std::string& path) {
+    struct stat st {};
+    EXPECT_EQ(::lstat(path.c_str(), &st), 0) << path;
+    return static_cast<int64_t>(st.st_blocks) * 512;
+}
+
 TEST(ReportAdmissionTest, AnEditedReportCannotSelectWhatTheScanWouldNotOffer) {
     ReportHome h;
     h.oldCacheFile("real/data", std::string(5000, 'r'));
@@ -173,6 +179,49 @@ TEST(ReportAdmissionTest, DirectModeWithoutPermissionCleansNothing) {
     EXPECT_EQ(o.status, 2) << o.err;
     EXPECT_NE(o.err.find("needs --allow-direct; nothing was cleaned"), std::string::npos) << o.err;
     EXPECT_EQ(h.snapshot(), before);
+}
+
+TEST(ReportAdmissionTest, NestedCandidatesAreCountedOnceInEveryTotal) {
+    ReportHome h;
+    // In direct mode ~/.cache/pip is an entry of ~/.cache and a root of its own.
+    h.oldCacheFile("pip/http-v2/blob", std::string(40000, 'p'));
+    h.oldCacheFile("pip/wheels", std::string(9000, 'w'));
+    const json report = h.scanJSON({"--mode", "direct", "--allow-direct"});
+    const int64_t outer = ReportHome::candidateAt(report, h.cache("pip"))["sizeBytes"];
+    const int64_t inner = ReportHome::candidateAt(report, h.cache("pip/http-v2"))["sizeBytes"];
+    ASSERT_GT(inner, 0);
+    ASSERT_GT(outer, inner);
+
+    Outcome scan = h.velmora({"scan", "--mode", "direct", "--allow-direct"});
+    EXPECT_NE(scan.out.find(", " + formatBytes(outer) + " in total;"), std::string::npos)
+        << scan.out;
+
+    h.save(report);
+    Outcome clean = h.velmora({"clean", "--mode", "direct", "--allow-direct", "--report",
+                               h.reportFile, h.cache("pip/http-v2"), h.cache("pip"), "--yes"});
+    EXPECT_NE(clean.out.find("2 items, " + formatBytes(outer) + " selected."), std::string::npos)
+        << clean.out;
+    Outcome history = h.velmora({"history", "--json"});
+    const json entries = json::parse(history.out);
+    ASSERT_EQ(entries.size(), 1u) << history.out;
+    EXPECT_EQ(entries[0]["requestedBytes"], outer);
+}
+
+TEST(ReportAdmissionTest, HardLinksToOneFileCountItsBytesOnce) {
+    ReportHome h;
+    const std::string file = h.oldCacheFile("links/0", std::string(64 * 1024, 'l'));
+    for (int i = 1; i < 300; ++i) {
+        ASSERT_EQ(::link(file.c_str(), h.cache("links/" + std::to_string(i)).c_str()), 0);
+    }
+    h.tree.setMtimeRecursive("home/.cache/links", test::unixNow() - 3 * 86400);
+    const int64_t once = allocatedBytes(file);
+    const json report = h.scanJSON();
+    EXPECT_EQ(ReportHome::candidateAt(report, h.cache("links"))["sizeBytes"], once);
+
+    Outcome o = h.velmora({"clean", "--delete-permanently", h.cache("links"), "--yes"});
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_NE(o.out.find("1 item (" + formatBytes(once) + ") deleted."), std::string::npos)
+        << o.out;
 }
 
 }  // namespace
