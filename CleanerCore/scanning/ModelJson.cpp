@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <limits>
 #include <vector>
 
 namespace velmora {
@@ -238,7 +239,15 @@ void from_json(const json& j, CleanupCandidate& c) {
     if (exactName != c.displayName && validUTF8(exactName) == c.displayName) {
         c.displayName = std::move(exactName);
     }
-    c.sizeBytes = j.at("sizeBytes").get<int64_t>();
+    // A byte count is a whole number within 64 bits; a fraction or a huge number would be
+    // converted silently (and a huge floating-point value undefinedly) into some other size.
+    const json& size = j.at("sizeBytes");
+    if (!size.is_number_integer() ||
+        (size.is_number_unsigned() &&
+         size.get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max()))) {
+        throw json::type_error::create(302, "a size must be a whole number of bytes", &size);
+    }
+    c.sizeBytes = size.get<int64_t>();
     c.lastModified.reset();
     if (j.contains("lastModified")) c.lastModified = decodeDate(j.at("lastModified"));
     getOptional(j, "resourceIdentity", c.resourceIdentity);

@@ -124,12 +124,12 @@ TEST(ReportAdmissionTest, ImplausibleReportsAndFilesThatAreNotReportsAreRefused)
         std::function<std::string()> makeReport;  // returns the path to give to --report
         std::string message;
     };
-    auto withSizes = [&](std::vector<int64_t> sizes) {
+    auto withSizes = [&](std::vector<json> sizes) {
         return [&h, report, sizes] {
             json edited = report;
             const json c = edited["candidates"][0];
             edited["candidates"] = json::array();
-            for (int64_t size : sizes) {
+            for (const json& size : sizes) {
                 json copy = c;
                 copy["sizeBytes"] = size;
                 edited["candidates"].push_back(copy);
@@ -141,8 +141,12 @@ TEST(ReportAdmissionTest, ImplausibleReportsAndFilesThatAreNotReportsAreRefused)
     const std::vector<Case> cases = {
         {"negative size", withSizes({-9'223'372'036'854'775'807}), "is negative"},
         {"absurd size", withSizes({int64_t{1} << 62}), "larger than 1 EiB"},
-        {"sum overflows", withSizes(std::vector<int64_t>(8, int64_t{1} << 60)),
+        {"sum overflows", withSizes(std::vector<json>(8, int64_t{1} << 60)),
          "add up to more than can be counted"},
+        {"beyond 64 bits", withSizes({json::parse("18446744073709551615")}),
+         "a size must be a whole number of bytes"},
+        {"huge fraction", withSizes({1e30}), "a size must be a whole number of bytes"},
+        {"fraction", withSizes({2.5}), "a size must be a whole number of bytes"},
         {"folder", [&h] { return h.tree.dir("io/folder"); }, "is a folder"},
         {"device", [] { return std::string("/dev/zero"); }, "is not a regular file"},
         {"fifo",
