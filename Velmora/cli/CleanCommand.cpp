@@ -6,9 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <set>
 #include <vector>
 
@@ -77,8 +75,7 @@ Result<std::string> readReportText(const std::string& file) {
     }
     if (S_ISDIR(st.st_mode)) {
         return fail("the report " + shown +
-                    " is a folder; give the file that `velmora scan "
-                    "--json` wrote.");
+                    " is a folder; give the file that `velmora scan --json` wrote.");
     }
     if (!S_ISREG(st.st_mode)) {
         return fail("the report " + shown +
