@@ -92,6 +92,27 @@ bool macosRuleProtects(const std::vector<std::string>& c) {
     return false;
 }
 
+// Trash folders by name, under every catalogue, because Velmora moves items into them and
+// restores from them: the freedesktop volume Trash (".Trash", with one folder per user inside, or
+// ".Trash-<uid>") and the macOS ones (".Trash" in the home folder, ".Trashes" on a volume). The
+// cloud-document trash ("Mobile Documents/.Trash") stays unprotected, as the macOS rule wants.
+bool trashRuleProtects(const std::vector<std::string>& c) {
+    for (size_t i = 0; i < c.size(); ++i) {
+        const std::string& comp = c[i];
+        if (comp == ".trash") {
+            if (i > 0 && c[i - 1] == "mobile documents") continue;
+            return true;
+        }
+        if (comp == ".trashes") return true;
+        if (comp.size() > 7 && comp.starts_with(".trash-") &&
+            std::all_of(comp.begin() + 7, comp.end(),
+                        [](char ch) { return ch >= '0' && ch <= '9'; })) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Linux personal data: keys, password stores, mail, browser and mail profiles, the Trash and
 // virtual-machine disks. Matched on lowercased components wherever they occur.
 bool linuxRuleProtects(const std::vector<std::string>& c) {
@@ -150,14 +171,16 @@ std::string pathKey(const std::string& path) {
 
 bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue) {
     auto components = lowercasedComponents(path);
-    if (macosRuleProtects(components)) return true;
+    if (macosRuleProtects(components) || trashRuleProtects(components)) return true;
     return catalogue == Catalogue::linux && linuxRuleProtects(components);
 }
 
 SafePathPolicy SafePathPolicy::make(const std::vector<std::string>& allowedRootPaths,
-                                    const std::string& homeFolder, Catalogue catalogue) {
+                                    const std::string& homeFolder, Catalogue catalogue,
+                                    ProtectedPlaces protectedPlaces) {
     SafePathPolicy policy;
     policy.catalogue = catalogue;
+    policy.protectedPlaces = std::move(protectedPlaces);
     for (const auto& raw : allowedRootPaths) {
         std::string key = pathKey(raw);
         policy.allowedRoots.push_back({raw, key, volumeIsCaseInsensitive(key)});
@@ -237,7 +260,9 @@ std::optional<CleaningError> SafePathPolicy::checkPathIgnoringScope(const std::s
                                                                     MissingItem missing) const {
     std::string key = lexicalPathKey(path);
     if (auto refusal = checkAreaAndCriticality(key)) return refusal;
-    return checkItem(key, isProtectedUserDataPath(key, catalogue), missing);
+    const bool isProtected = isProtectedUserDataPath(key, catalogue) ||
+                             protectedPlaces.relationOf(key) != ProtectedPlaces::Relation::none;
+    return checkItem(key, isProtected, missing);
 }
 
 std::optional<SafePathPolicy::RootMatch> SafePathPolicy::containingRoot(

@@ -17,6 +17,7 @@
 #include "CleanerCore/cleaning/CleaningError.h"
 #include "CleanerCore/scanning/FileURL.h"
 #include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/scanning/ProtectedPlaces.h"
 
 namespace velmora {
 
@@ -49,11 +50,15 @@ struct SafePathPolicy {
     std::string homeLexicalKey;
     bool usesCaseInsensitivePathComparison = false;
     Catalogue catalogue = Catalogue::macos;
+    /// The Trash and Velmora's own folders: a path that is, lies in or contains one of them is
+    /// refused as `protectedUserData`.
+    ProtectedPlaces protectedPlaces;
 
     /// Builds the policy from the allowed scan roots and the home folder (reads the file system
     /// to resolve links and to learn each volume's comparison mode).
     static SafePathPolicy make(const std::vector<std::string>& allowedRootPaths,
-                               const std::string& homeFolder, Catalogue catalogue);
+                               const std::string& homeFolder, Catalogue catalogue,
+                               ProtectedPlaces protectedPlaces = {});
 
     /// The other-user rule on path keys.
     static bool isOutsideCurrentUserArea(std::string_view pathKey, std::string_view homeKey,
@@ -72,7 +77,8 @@ struct SafePathPolicy {
     enum class MissingItem { refused, allowed };
 
     /// The checks that do not depend on allowed roots: other users' areas (`pathNotAllowed`),
-    /// critical paths, protected user data, then the symbolic-link test on the item itself
+    /// critical paths, protected user data and the protected places, then the symbolic-link test on
+    /// the item itself
     /// (`unreadableAttributes` when lstat fails, `symbolicLink` for a link).
     std::optional<CleaningError> checkPathIgnoringScope(
         const std::string& path, MissingItem missing = MissingItem::refused) const;
@@ -83,7 +89,8 @@ struct SafePathPolicy {
 
     /// The check for an item inside a trash folder (the allowed roots are trash folders). The
     /// trash itself is protected user data, so the protection rule applies only to the part of
-    /// the path below the containing root; everything else is as in `checkCleanPath`.
+    /// the path below the containing root and the protected places are not consulted;
+    /// everything else is as in `checkCleanPath`.
     std::optional<CleaningError> checkTrashedPath(const std::string& path) const;
 
     /// The allowed root containing the path key (by its resolved form, else by the form it was

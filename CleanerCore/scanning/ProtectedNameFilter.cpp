@@ -49,6 +49,8 @@ bool nameMayCompleteProtectedPath(std::string_view name, Catalogue catalogue) {
     for (auto n : kMacNames) {
         if (name.size() == n.size() && equalsIgnoringCase(name, n)) return true;
     }
+    // Trash folders: ".Trash", ".Trash-<uid>", ".Trashes".
+    if (first == '.' && hasPrefixIgnoringCase(name, ".trash")) return true;
     if (catalogue == Catalogue::linux) {
         for (auto n : kLinuxNames) {
             if (name.size() == n.size() && equalsIgnoringCase(name, n)) return true;

@@ -34,19 +34,31 @@ TEST(PathRulesTest, ContainmentIsComponentWise) {
 }
 
 TEST(PathRulesTest, ProtectedUserDataByName) {
-    // The macOS rule applies under both catalogues; the Linux one adds its own names.
+    // The macOS rule and the Trash names apply under both catalogues; the Linux rule adds its
+    // own names.
     const std::vector<std::string> bothCatalogues(
         {"/Users/a/Library/Containers/com.apple.Safari/Data/Library/Caches",
          "/Users/a/Library/Containers/com.apple",
          "/Users/a/LIBRARY/Group Containers/Group.Com.Apple.notes/Library/Caches",
          "/Users/a/Library/Group Containers/com.apple.x/Library/Caches",
-         "/Users/a/Library/Keychains/login.keychain-db", "/Users/a/Library/Mail",
-         "/Users/a/Library/Messages/x", "/Users/a/Library/CloudStorage/Dropbox",
-         "/Users/a/Library/File Provider/x", "/Users/a/Library/Mobile Documents",
+         "/Users/a/Library/Keychains/login.keychain-db",
+         "/Users/a/Library/Mail",
+         "/Users/a/Library/Messages/x",
+         "/Users/a/Library/CloudStorage/Dropbox",
+         "/Users/a/Library/File Provider/x",
+         "/Users/a/Library/Mobile Documents",
          "/Users/a/Library/Mobile Documents/com~apple~CloudDocs",
          "/Users/a/Library/Application Support/CloudDocs/session",
-         "/Users/a/Downloads/old.backup/x", "/Users/a/Pictures/Photos Library.photoslibrary",
-         "/Users/a/VMs/disk.img", "/Users/a/Library/Caches/x/../../Keychains"});
+         "/Users/a/Downloads/old.backup/x",
+         "/Users/a/Pictures/Photos Library.photoslibrary",
+         "/Users/a/VMs/disk.img",
+         "/Users/a/Library/Caches/x/../../Keychains",
+         "/media/usb/.Trash-1000",
+         "/media/usb/.Trash-0/files/x",
+         "/srv/disk/.Trash/1000/info",
+         "/Users/a/.Trash/x",
+         "/Volumes/usb/.Trashes/501",
+         "/home/a/.cache/.trash-0"});
     const std::vector<std::string> linuxOnly(
         {"/home/a/.ssh/id_ed25519", "/home/a/.GnuPG", "/home/a/.local/share/keyrings/login.keyring",
          "/home/a/.local/share/Trash/files/x", "/home/a/.password-store",
@@ -59,7 +71,8 @@ TEST(PathRulesTest, ProtectedUserDataByName) {
          "/Users/a/Library/Mobile Documents/.Trash/x", "/Users/a/Library/Application Support",
          "/Users/a/Library/Application Support/Foo", "/Users/a/VMs/disk.img.txt",
          "/Users/a/Library", "/home/a/.cache/mozilla/firefox/x/cache2",
-         "/home/a/.local/share/xorg/Xorg.0.log", "/home/a/.local/share", "/home/a/ssh"});
+         "/home/a/.local/share/xorg/Xorg.0.log", "/home/a/.local/share", "/home/a/ssh",
+         "/home/a/.cache/.Trash-x", "/home/a/.cache/.Trash-", "/home/a/.cache/my.Trash-0"});
     for (const auto& p : bothCatalogues) {
         EXPECT_TRUE(isProtectedUserDataPath(p, Catalogue::macos)) << p;
         EXPECT_TRUE(isProtectedUserDataPath(p, Catalogue::linux)) << p;
@@ -170,6 +183,48 @@ TEST(PathRulesTest, CleanPathRefusalsCarryTheirTexts) {
         EXPECT_EQ(refusal->kind, *kind) << path;
         EXPECT_EQ(refusal->description(), text);
     }
+}
+
+// The Trash and Velmora's own folders, wherever the environment puts them, refuse the place
+// itself, everything in it and every folder that contains it; both the path as given and the
+// path with links resolved count.
+TEST(PathRulesTest, ProtectedPlacesAreRefusedWithTheirContainersAndContents) {
+    test::TestTree tree;
+    const std::string home = tree.dir("home");
+    // The data folder inside the cache, reached through a link: the cache then contains it.
+    const std::string data = tree.dir("home/.cache/share");
+    tree.dir("home/.cache/share/Trash/files/old");
+    tree.dir("home/.cache/share/Velmora");
+    tree.dir("home/.cache/other");
+    tree.dir("home/.config/Velmora");
+    tree.dir("home/.config/app");
+    tree.symlink("home/data-link", data);
+    const std::string cache = home + "/.cache";
+    const auto places = ProtectedPlaces::forFolders(home + "/data-link", home + "/.config");
+    auto policy = SafePathPolicy::make({home}, home, Catalogue::linux, places);
+    const std::pair<std::string, bool> cases[] = {
+        {cache + "/other", false},
+        {home + "/.config/app", false},
+        {cache, true},
+        {cache + "/share", true},
+        {cache + "/share/Trash", true},
+        {cache + "/share/Trash/files/old", true},
+        {cache + "/share/Velmora", true},
+        {home + "/.config", true},
+        {home + "/.config/Velmora", true},
+    };
+    for (const auto& [path, refused] : cases) {
+        auto refusal = policy.checkCleanPath(path, SafePathPolicy::MissingItem::allowed);
+        ASSERT_EQ(refusal.has_value(), refused) << path;
+        if (refused) {
+            EXPECT_EQ(refusal->kind, K::protectedUserData) << path;
+        }
+    }
+    // A restore into the Trash is refused although nothing is there yet.
+    auto restore = policy.checkCleanPath(cache + "/share/Trash/files/new",
+                                         SafePathPolicy::MissingItem::allowed);
+    ASSERT_TRUE(restore.has_value());
+    EXPECT_EQ(restore->kind, K::protectedUserData);
 }
 
 }  // namespace

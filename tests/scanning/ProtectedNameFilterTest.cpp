@@ -19,10 +19,10 @@ TEST(ProtectedNameFilterTest, NeverRejectsANameThatCompletesAProtectedPath) {
          "Mobile Documents", "CloudDocs", "com.apple", "com.apple.Safari", "group.com.apple.notes",
          "COM.APPLE.x", "x.backup", ".backup", "Photos.photoslibrary", "a.MusicLibrary",
          "b.tvlibrary", "c.origin"});
-    const std::vector<std::string> linuxNames({".ssh", ".GnuPG", ".password-store", ".pki",
-                                               ".mozilla", ".thunderbird", "Maildir", ".maildir",
-                                               ".electrum", "keyrings", "Trash", "evolution",
-                                               "kwalletd", "kwallet", "keepassxc"});
+    const std::vector<std::string> linuxNames(
+        {".ssh", ".GnuPG", ".password-store", ".pki", ".mozilla", ".thunderbird", "Maildir",
+         ".maildir", ".electrum", "keyrings", "Trash", "evolution", "kwalletd", "kwallet",
+         "keepassxc", ".Trash", ".Trash-0", ".trash-1000"});
     const std::vector<std::string> otherNames(
         {"rootfs.img", "Disk.img", "vm.img", "other.img", "win.qcow2", "w.VDI", "w.vmdk", "w.vhd",
          "w.vhdx", "share", "apps", "Library", "Containers", "Caches", "f00012.bin", "", "."});
