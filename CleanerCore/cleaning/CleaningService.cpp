@@ -81,7 +81,8 @@ CleaningService::CleaningService(CleaningContext context, CancellationQuery isCa
 CleanResult CleaningService::clean(const std::vector<CleanupCandidate>& candidates,
                                    const std::vector<ScanLocation>& locations, CleaningMode mode,
                                    const CleanupEligibilityPolicy& policy) const {
-    const SafePathPolicy rules = pathRulesFor(locations, context_.homeFolder, context_.catalogue);
+    const SafePathPolicy rules =
+        pathRulesFor(locations, context_.homeFolder, context_.catalogue, context_.protectedPlaces);
 
     CleanResult result;
     for (const auto& candidate : candidates) {

@@ -32,6 +32,8 @@ struct CleaningContext {
     std::optional<Trash> trash;
     /// "Now" for the roots' age rules and the `.trashinfo` deletion date.
     std::function<Date()> clock = currentDate;
+    /// The Trash and Velmora's own folders, never cleaned nor cleaned with their container.
+    ProtectedPlaces protectedPlaces = {};
 };
 
 /// How the reason of a permanent deletion that stopped part-way begins: the item is no longer

@@ -132,11 +132,12 @@ std::string holdsMountPointRefusal(const std::string& mountPath) {
 }
 
 SafePathPolicy pathRulesFor(const std::vector<ScanLocation>& locations,
-                            const std::string& homeFolder, Catalogue catalogue) {
+                            const std::string& homeFolder, Catalogue catalogue,
+                            ProtectedPlaces protectedPlaces) {
     std::vector<std::string> rootPaths;
     rootPaths.reserve(locations.size());
     for (const auto& location : locations) rootPaths.push_back(location.rootURL.path);
-    return SafePathPolicy::make(rootPaths, homeFolder, catalogue);
+    return SafePathPolicy::make(rootPaths, homeFolder, catalogue, std::move(protectedPlaces));
 }
 
 Result<CleanupValidationSnapshot, ValidationStop> walkForValidation(

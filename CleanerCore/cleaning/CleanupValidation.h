@@ -53,7 +53,8 @@ std::string holdsMountPointRefusal(const std::string& mountPath);
 
 /// The clean-time path rules for a run: the locations' roots are the allowed roots.
 SafePathPolicy pathRulesFor(const std::vector<ScanLocation>& locations,
-                            const std::string& homeFolder, Catalogue catalogue);
+                            const std::string& homeFolder, Catalogue catalogue,
+                            ProtectedPlaces protectedPlaces = {});
 
 /// Two identities are equal when all ten fields are (absent equals only absent; dates exact).
 inline bool identitiesEqual(const FileResourceIdentity& a, const FileResourceIdentity& b) {

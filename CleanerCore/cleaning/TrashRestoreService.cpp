@@ -66,7 +66,8 @@ std::vector<std::string> TrashRestoreService::allowedTrashRoots(const CleanedIte
 RestoreResult TrashRestoreService::restore(const std::vector<CleanedItem>& items,
                                            const std::vector<ScanLocation>& locations,
                                            const CleanupEligibilityPolicy& policy) const {
-    const SafePathPolicy rules = pathRulesFor(locations, context_.homeFolder, context_.catalogue);
+    const SafePathPolicy rules =
+        pathRulesFor(locations, context_.homeFolder, context_.catalogue, context_.protectedPlaces);
 
     RestoreResult result;
     for (const auto& item : items) {

@@ -26,6 +26,8 @@ struct RestoreContext {
     /// The trash `files` folders a restore may take from; when absent they are determined per
     /// item (the trash of the original's volume and the user's own trash).
     std::optional<std::vector<std::string>> allowedTrashRootPaths;
+    /// The Trash and Velmora's own folders: nothing is restored into them.
+    ProtectedPlaces protectedPlaces = {};
 };
 
 class TrashRestoreService {

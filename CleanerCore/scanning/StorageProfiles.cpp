@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -306,31 +307,97 @@ std::string CustomScanFolderError::description() const {
            path;
 }
 
+ScanRootRules ScanRootRules::make(const std::string& home, Catalogue catalogue,
+                                  ProtectedPlaces protectedPlaces,
+                                  std::vector<std::string> userFolders) {
+    ScanRootRules rules;
+    rules.paths = SafePathPolicy::make({}, home, catalogue, std::move(protectedPlaces));
+    for (auto& folder : userFolders) folder = lexicalPathKey(folder);
+    rules.userFolders = std::move(userFolders);
+    rules.owner = ::geteuid();
+    return rules;
+}
+
+std::string description(ScanRootRefusal refusal) {
+    switch (refusal) {
+        case ScanRootRefusal::tooBroad:
+            return "This folder is your home folder or contains it, so it is not scanned for "
+                   "cleanup.";
+        case ScanRootRefusal::userFolder:
+            return "This folder is one of your personal folders (such as Documents) or contains "
+                   "one, so it is not scanned for cleanup.";
+        case ScanRootRefusal::systemFolder:
+            return "This folder belongs to the operating system, so it is not scanned for "
+                   "cleanup.";
+        case ScanRootRefusal::otherUser:
+            return "This folder is in another user's area, so it is not scanned for cleanup.";
+        case ScanRootRefusal::protectedData:
+            return "This folder holds or contains protected data, such as the Trash or Velmora's "
+                   "history, so it is not scanned for cleanup.";
+        case ScanRootRefusal::notOwned:
+            return "This folder belongs to another user, so it is not scanned for cleanup.";
+    }
+    return {};
+}
+
+const std::vector<std::string>& systemFolders() {
+    static const std::vector<std::string> folders = {
+        // Linux
+        "/bin", "/boot", "/dev", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/lost+found",
+        "/opt", "/proc", "/root", "/run", "/sbin", "/snap", "/srv", "/sys", "/usr", "/var",
+        // macOS
+        "/Applications", "/Library", "/System", "/cores", "/private/etc", "/private/var"};
+    return folders;
+}
+
+std::optional<ScanRootRefusal> checkScanRoot(const std::string& path, const ScanRootRules& rules) {
+    using R = ScanRootRefusal;
+    const SafePathPolicy& policy = rules.paths;
+    const std::string lexical = lexicalPathKey(path);
+    const std::string resolved = lexicalPathKey(resolvingSymlinksInPath(lexical));
+    const std::string homes[] = {policy.homeLexicalKey, policy.homePathKey};
+    auto inHome = [&](const std::string& key) {
+        for (const auto& h : homes) {
+            if (!h.empty() && h != "/" && StoragePathContainment::pathIsWithin(key, h)) return true;
+        }
+        return false;
+    };
+    for (const std::string& key : {lexical, resolved}) {
+        if (key == "/") return R::tooBroad;
+        for (const auto& h : homes) {
+            // The home folder itself, or any folder that contains it, is far too broad.
+            if (!h.empty() && StoragePathContainment::pathIsWithin(h, key)) return R::tooBroad;
+        }
+        if (auto refusal = policy.checkAreaAndCriticality(key)) {
+            return refusal->kind == CleaningError::Kind::criticalPath ? R::systemFolder
+                                                                      : R::otherUser;
+        }
+        if (!inHome(key)) {
+            for (const auto& system : systemFolders()) {
+                if (StoragePathContainment::pathIsWithin(key, system)) return R::systemFolder;
+            }
+        }
+        for (const auto& folder : rules.userFolders) {
+            if (StoragePathContainment::pathIsWithin(folder, key)) return R::userFolder;
+        }
+        if (isProtectedUserDataPath(key, policy.catalogue)) return R::protectedData;
+    }
+    if (policy.protectedPlaces.relationTo(lexical, resolved) != ProtectedPlaces::Relation::none) {
+        return R::protectedData;
+    }
+    if (auto st = statPath(lexical); st && st->st_uid != rules.owner) return R::notOwned;
+    return std::nullopt;
+}
+
 std::optional<CustomScanFolderError> validateCustomScanFolder(const std::string& path,
-                                                              const std::string& home,
-                                                              Catalogue catalogue) {
+                                                              const ScanRootRules& rules) {
     using E = CustomScanFolderError;
     const std::string standardized = standardizePath(path);
     auto st = statPath(standardized);
     if (!st || !S_ISDIR(st->st_mode)) return E{E::Kind::notDirectory, standardized};
-    auto unsafe = E{E::Kind::unsafeRoot, standardized};
     auto link = lstatPath(standardized);
-    if (!link || S_ISLNK(link->st_mode)) return unsafe;
-
-    SafePathPolicy policy = SafePathPolicy::make({}, home, catalogue);
-    const std::string homeKeys[] = {policy.homeLexicalKey, policy.homePathKey};
-    for (const std::string& candidate : {standardized, resolvingSymlinksInPath(standardized)}) {
-        std::string key = lexicalPathKey(candidate);
-        if (key == "/") return unsafe;
-        for (const auto& h : homeKeys) {
-            // The home folder itself, or any folder that contains it, is far too broad.
-            if (StoragePathContainment::pathIsWithin(h, key)) return unsafe;
-        }
-        if (auto refusal = policy.checkPathIgnoringScope(key)) {
-            // An unreadable attribute after the directory test means the folder vanished or
-            // changed under us; refuse rather than guess.
-            return unsafe;
-        }
+    if (!link || S_ISLNK(link->st_mode) || checkScanRoot(standardized, rules)) {
+        return E{E::Kind::unsafeRoot, standardized};
     }
     return std::nullopt;
 }

@@ -6,6 +6,8 @@
 // aggressive and direct catalogues lists folders and reads attributes, so it runs inside the
 // scan task and observes its cancellation. Nothing fails: unreadable parents, missing folders,
 // links and protected paths just produce fewer locations. Thread-safe (no shared state).
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "CleanerCore/scanning/Cancellation.h"
 #include "CleanerCore/scanning/CleanupModel.h"
 #include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/scanning/PathRules.h"
 
 namespace velmora {
 
@@ -61,6 +64,44 @@ std::string customFolderDisplayName(const std::string& path);
 
 }  // namespace StorageProfiles
 
+/// What every scan root is checked against before it is scanned, whether it comes from the
+/// catalogue (and so from the environment: $XDG_CACHE_HOME, $XDG_DATA_HOME, ...) or from the
+/// user.
+struct ScanRootRules {
+    /// Built for the effective home folder, with the protected places.
+    SafePathPolicy paths;
+    /// The XDG user folders (Desktop, Documents, Downloads, ...), standardized.
+    std::vector<std::string> userFolders;
+    /// The user every root must belong to: the one running the program.
+    uid_t owner = 0;
+
+    static ScanRootRules make(const std::string& home, Catalogue catalogue,
+                              ProtectedPlaces protectedPlaces,
+                              std::vector<std::string> userFolders);
+};
+
+/// Why a folder may not be a scan root.
+enum class ScanRootRefusal {
+    tooBroad,       ///< "/", the home folder or a folder that contains it
+    userFolder,     ///< an XDG user folder or a folder that contains one
+    systemFolder,   ///< a critical path, an ancestor of one, or inside a system folder
+    otherUser,      ///< another user's area (the users folder, their homes)
+    protectedData,  ///< personal data, the Trash or Velmora's own folders, or contains them
+    notOwned,       ///< owned by another user
+};
+
+/// The reason a refused root is reported with among the skipped items.
+std::string description(ScanRootRefusal refusal);
+
+/// The system folders whose contents are never scanned (unless they lie in the home folder):
+/// the operating system's own folders of Linux and macOS. `/tmp`, `/mnt` and `/media`
+/// themselves are refused as critical paths, but folders inside them may be scanned.
+const std::vector<std::string>& systemFolders();
+
+/// The root checks, on the path as given and on its link-resolved form. A folder that does not
+/// exist is judged by its path alone (the scanner reports it as missing).
+std::optional<ScanRootRefusal> checkScanRoot(const std::string& path, const ScanRootRules& rules);
+
 /// Why a folder cannot be added to the scan.
 struct CustomScanFolderError {
     enum class Kind { notDirectory, unsafeRoot };
@@ -71,11 +112,8 @@ struct CustomScanFolderError {
 };
 
 /// Validation of "add a custom folder": it must be an existing directory (else `notDirectory`);
-/// "/", the home folder itself, critical system folders and their ancestors, protected user
-/// data, other users' areas, symbolic links and folders that contain the home folder are
-/// refused with `unsafeRoot`. Both the path as given and its link-resolved form are checked.
+/// a symbolic link, or a folder that any root check refuses, is refused with `unsafeRoot`.
 std::optional<CustomScanFolderError> validateCustomScanFolder(const std::string& path,
-                                                              const std::string& home,
-                                                              Catalogue catalogue);
+                                                              const ScanRootRules& rules);
 
 }  // namespace velmora

@@ -316,11 +316,12 @@ struct EntryResult {
 class ScanRun {
   public:
     ScanRun(const StorageScanner::Configuration& config, const std::string& home,
-            Catalogue catalogue, const std::vector<ScanLocation>& locations, Date referenceDate,
+            Catalogue catalogue, const ProtectedPlaces& places,
+            const std::vector<ScanLocation>& locations, Date referenceDate,
             const StorageScanner::ProgressCallback& progress, const CancellationToken& cancel)
         : config_(config),
           catalogue_(catalogue),
-          rules_(SafePathPolicy::make({}, home, catalogue)),
+          rules_(SafePathPolicy::make({}, home, catalogue, places)),
           locations_(locations),
           referenceDate_(referenceDate),
           cancel_(cancel),
@@ -594,8 +595,11 @@ class ScanRun {
 }  // namespace
 
 StorageScanner::StorageScanner(Configuration configuration, std::string homeFolder,
-                               Catalogue catalogue)
-    : configuration_(configuration), homeFolder_(std::move(homeFolder)), catalogue_(catalogue) {
+                               Catalogue catalogue, ProtectedPlaces protectedPlaces)
+    : configuration_(configuration),
+      homeFolder_(std::move(homeFolder)),
+      catalogue_(catalogue),
+      protectedPlaces_(std::move(protectedPlaces)) {
     configuration_.maximumInventoryItemsPerCandidate =
         std::max<int64_t>(1, configuration_.maximumInventoryItemsPerCandidate);
     configuration_.inventoryProgressItemInterval =
@@ -605,8 +609,8 @@ StorageScanner::StorageScanner(Configuration configuration, std::string homeFold
 ScanReport StorageScanner::scan(const std::vector<ScanLocation>& locations, Date referenceDate,
                                 const ProgressCallback& progress, const CancellationToken& cancel,
                                 std::vector<SkippedItem> initialSkippedItems) const {
-    ScanRun run(configuration_, homeFolder_, catalogue_, locations, referenceDate, progress,
-                cancel);
+    ScanRun run(configuration_, homeFolder_, catalogue_, protectedPlaces_, locations, referenceDate,
+                progress, cancel);
     return run.run(std::move(initialSkippedItems));
 }
 

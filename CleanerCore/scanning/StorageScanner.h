@@ -27,6 +27,7 @@
 #include "CleanerCore/scanning/Cancellation.h"
 #include "CleanerCore/scanning/CleanupModel.h"
 #include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/scanning/ProtectedPlaces.h"
 
 namespace velmora {
 
@@ -69,8 +70,10 @@ class StorageScanner {
     };
     using ProgressCallback = std::function<void(const StorageScanProgress&)>;
 
-    /// Values below 1 are raised to 1. `homeFolder` and `catalogue` select the path rules.
-    StorageScanner(Configuration configuration, std::string homeFolder, Catalogue catalogue);
+    /// Values below 1 are raised to 1. `homeFolder`, `catalogue` and `protectedPlaces` select
+    /// the path rules.
+    StorageScanner(Configuration configuration, std::string homeFolder, Catalogue catalogue,
+                   ProtectedPlaces protectedPlaces = {});
 
     const Configuration& configuration() const { return configuration_; }
 
@@ -84,6 +87,7 @@ class StorageScanner {
     Configuration configuration_;
     std::string homeFolder_;
     Catalogue catalogue_;
+    ProtectedPlaces protectedPlaces_;
 };
 
 }  // namespace velmora

@@ -40,7 +40,7 @@ Trash trashFor(const UserEnvironment& environment) {
 CleanupEligibilityPolicy policyFor(const ScanSetup& setup, Catalogue catalogue) {
     return CleanupEligibilityPolicy::make(
         setup.locations, kDefaultValidationDescendantLimit, std::nullopt,
-        SafePathPolicy::make({}, setup.environment.home, catalogue));
+        SafePathPolicy::make({}, setup.environment.home, catalogue, setup.protectedPlaces));
 }
 
 // The scan locations of the request; a refused request is explained on standard error.
@@ -292,8 +292,9 @@ int runCleanCommand(const CleanCommandOptions& options) {
     const std::string entryID = makeUUIDString();
     const bool marked = markCleanupUnrecorded(store.filePath(), {entryID, currentDate()});
 
-    CleaningService service({home, catalogue, trashFor(setup->environment), currentDate},
-                            [&cancel] { return cancel.isCancellationRequested(); });
+    CleaningService service(
+        {home, catalogue, trashFor(setup->environment), currentDate, setup->protectedPlaces},
+        [&cancel] { return cancel.isCancellationRequested(); });
     const CleanResult result =
         service.clean(*selection, setup->locations, mode, policyFor(*setup, catalogue));
 
@@ -410,8 +411,9 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
         }
     }
 
-    TrashRestoreService service({home, catalogue, trashFor(setup->environment), std::nullopt},
-                                [&cancel] { return cancel.isCancellationRequested(); });
+    TrashRestoreService service(
+        {home, catalogue, trashFor(setup->environment), std::nullopt, setup->protectedPlaces},
+        [&cancel] { return cancel.isCancellationRequested(); });
     const RestoreResult result =
         service.restore(items, setup->locations, policyFor(*setup, catalogue));
     const bool recorded =

@@ -14,8 +14,9 @@ ScanReport scanWithProgress(const ScanSetup& setup, Catalogue catalogue, bool qu
                             const CancellationToken& cancel) {
     const std::string& home = setup.environment.home;
     TerminalProgress progress(home, quiet);
-    StorageScanner scanner({}, home, catalogue);
-    ScanReport report = scanner.scan(setup.locations, currentDate(), progress.callback(), cancel);
+    StorageScanner scanner({}, home, catalogue, setup.protectedPlaces);
+    ScanReport report = scanner.scan(setup.locations, currentDate(), progress.callback(), cancel,
+                                     setup.skippedRoots);
     progress.finish();
     return report;
 }

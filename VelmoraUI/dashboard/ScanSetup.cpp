@@ -3,7 +3,11 @@
 #include <unistd.h>
 
 #include <climits>
+#include <fstream>
+#include <sstream>
 
+#include "CleanerCore/insights/InsightScanRoots.h"
+#include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
@@ -19,10 +23,40 @@ std::string absolutePath(const std::string& path) {
 
 }  // namespace
 
+std::vector<std::string> userFolders(const UserEnvironment& environment) {
+    static constexpr std::pair<const char*, const char*> kFolders[] = {
+        {"XDG_DESKTOP_DIR", "Desktop"},     {"XDG_DOWNLOAD_DIR", "Downloads"},
+        {"XDG_TEMPLATES_DIR", "Templates"}, {"XDG_PUBLICSHARE_DIR", "Public"},
+        {"XDG_DOCUMENTS_DIR", "Documents"}, {"XDG_MUSIC_DIR", "Music"},
+        {"XDG_PICTURES_DIR", "Pictures"},   {"XDG_VIDEOS_DIR", "Videos"}};
+    std::ostringstream text;
+    if (std::ifstream in(appendingPathComponent(environment.xdgConfigHome, "user-dirs.dirs"),
+                         std::ios::binary);
+        in) {
+        text << in.rdbuf();
+    }
+    std::vector<std::string> out;
+    for (const auto& [key, name] : kFolders) {
+        auto named = xdgUserDirectory(text.str(), key, environment.home);
+        out.push_back(named ? *named : appendingPathComponent(environment.home, name));
+    }
+    return out;
+}
+
 Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToken& cancel) {
     ScanSetup setup;
     setup.environment = currentUserEnvironment(request.homeOverride);
     const UserEnvironment& env = setup.environment;
+    // Cleaning as one user in another user's home would leave items they cannot restore and a
+    // Trash and history they do not own.
+    if (auto st = statPath(env.home); st && st->st_uid != ::geteuid()) {
+        return fail("the home folder " + env.home +
+                    " belongs to another user. Velmora works only on a home folder that you "
+                    "own; nothing was scanned or changed.");
+    }
+    setup.protectedPlaces = ProtectedPlaces::forFolders(env.xdgDataHome, env.xdgConfigHome);
+    const ScanRootRules rules =
+        ScanRootRules::make(env.home, request.catalogue, setup.protectedPlaces, userFolders(env));
     setup.folders.home = env.home;
     setup.folders.cacheHome = env.xdgCacheHome;
     setup.folders.dataHome = env.xdgDataHome;
@@ -32,7 +66,7 @@ Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToke
     std::vector<ScanLocation> custom;
     for (const auto& folder : request.customFolders) {
         std::string path = absolutePath(folder);
-        if (auto error = validateCustomScanFolder(path, env.home, request.catalogue)) {
+        if (auto error = validateCustomScanFolder(path, rules)) {
             return fail(error->description());
         }
         custom.push_back(StorageProfiles::customFolderLocation(
@@ -47,6 +81,17 @@ Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToke
         setup.locations =
             StorageProfiles::locations(request.mode, setup.folders, request.allowDirect, cancel);
     }
+    // Catalogue roots come from the environment, so they pass the same checks as a custom folder.
+    std::vector<ScanLocation> admitted;
+    for (auto& l : setup.locations) {
+        if (auto refusal = checkScanRoot(l.rootURL.path, rules)) {
+            setup.skippedRoots.push_back(
+                {FileURL::directory(l.rootURL.path), description(*refusal)});
+        } else {
+            admitted.push_back(std::move(l));
+        }
+    }
+    setup.locations = std::move(admitted);
     for (auto& l : custom) setup.locations.push_back(std::move(l));
     return setup;
 }

@@ -26,14 +26,25 @@ struct ScanRequest {
 struct ScanSetup {
     UserEnvironment environment;
     ProfileFolders folders;
+    /// The Trash and Velmora's own folders of this environment; the scanner, the cleaner and
+    /// the restore carry them in their path rules.
+    ProtectedPlaces protectedPlaces;
+    /// Every location passed the root checks; catalogue roots that failed them are left out
+    /// and reported here, ahead of the scan's own skipped items.
     std::vector<ScanLocation> locations;
+    std::vector<SkippedItem> skippedRoots;
     bool usedSandboxedCatalogue = false;
     /// Set when direct mode was asked for without permission and standard was used instead.
     bool fellBackToStandard = false;
 };
 
-/// Builds the locations. A custom folder that fails validation refuses the whole request with
-/// the validation's message (nothing is scanned). Reads the file system; thread-safe.
+/// Builds the locations. A home folder that belongs to another user, or a custom folder that
+/// fails validation, refuses the whole request with a message (nothing is scanned). Reads the
+/// file system; thread-safe.
 Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToken& cancel);
+
+/// The XDG user folders of `environment`: those named in `<config>/user-dirs.dirs`, the English
+/// defaults below the home folder for the others.
+std::vector<std::string> userFolders(const UserEnvironment& environment);
 
 }  // namespace velmora

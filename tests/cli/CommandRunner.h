@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
@@ -79,6 +80,9 @@ class CommandHome {
     const std::string trashFiles = dataHome + "/Trash/files";
     const std::string trashInfo = dataHome + "/Trash/info";
 
+    /// "NAME=value" entries that replace the tree's value of NAME (or add it) in every run.
+    std::vector<std::string> environment;
+
     std::string homePath(const std::string& relative) const { return home + "/" + relative; }
 
     /// A file holding `content` at `~/.cache/<relative>`, with everything in its top folder below
@@ -109,6 +113,11 @@ class CommandHome {
                                         "TMPDIR=" + io,
                                         "PATH=/usr/bin:/bin",
                                         "LC_ALL=C.UTF-8"};
+        for (const auto& entry : environment) {
+            const std::string name = entry.substr(0, entry.find('=') + 1);
+            std::erase_if(env, [&](const std::string& e) { return e.starts_with(name); });
+            env.push_back(entry);
+        }
         // Sanitizer settings of the test run apply to the child as well.
         for (char** e = environ; *e != nullptr; ++e) {
             if (std::string(*e).find("SAN_OPTIONS=") != std::string::npos) env.push_back(*e);

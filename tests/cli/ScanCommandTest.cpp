@@ -123,6 +123,9 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
     v.tree.file("home/Projects/cache/x");
     v.tree.dir("home/Library/Mail/V10");
     const std::string link = v.tree.symlink("home/shortcut", v.homePath("Projects"));
+    const std::string trash = v.tree.dir("home/.local/share/Trash");
+    v.tree.dir("home/.local/share/Velmora");
+    const std::string volumeTrash = v.tree.dir("volume/.Trash-0");
     const std::string broad = "Selected folder is too broad or protected for cleanup scanning: ";
     const std::string notFolder = "Selected item is not an accessible folder: ";
     const std::pair<std::vector<std::string>, std::string> cases[] = {
@@ -131,6 +134,12 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
         {{"scan", "--folder", link}, broad + link},
         {{"scan", "--folder", v.homePath("Library/Mail")}, broad + v.homePath("Library/Mail")},
         {{"scan", "--folder", v.homePath("Projects/cache"), "--folder", "/usr"}, broad + "/usr"},
+        {{"scan", "--folder", "/etc/ssl"}, broad + "/etc/ssl"},
+        {{"scan", "--folder", "/var/lib/dpkg"}, broad + "/var/lib/dpkg"},
+        {{"scan", "--folder", "/usr/share/doc"}, broad + "/usr/share/doc"},
+        {{"scan", "--folder", trash}, broad + trash},
+        {{"scan", "--folder", volumeTrash}, broad + volumeTrash},
+        {{"scan", "--folder", v.homePath(".local/share")}, broad + v.homePath(".local/share")},
         {{"scan", "--folder", plain}, notFolder + plain},
         {{"scan", "--folder", v.homePath("missing")}, notFolder + v.homePath("missing")},
         {{"scan", "--bogus"}, ""},

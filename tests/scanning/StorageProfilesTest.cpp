@@ -2,6 +2,8 @@
 // against a throw-away home folder.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "CleanerCore/scanning/StorageProfiles.h"
@@ -164,18 +166,40 @@ TEST_F(StorageProfilesTest, LinuxCatalogueFollowsTheFreedesktopLayout) {
     expectForReview(direct, 4, kOneDay);
 }
 
+ScanRootRules rootRules(const std::string& home, Catalogue catalogue) {
+    return ScanRootRules::make(
+        home, catalogue, ProtectedPlaces::forFolders(home + "/.local/share", home + "/.config"),
+        {home + "/Documents", home + "/Downloads"});
+}
+
+// A folder owned by another user (as root: chowned to nobody); empty when that is impossible.
+std::string foreignFolder(test::TestTree& tree, const std::string& relative) {
+    const std::string path = tree.dir(relative);
+    if (::geteuid() != 0 || ::chown(path.c_str(), 65534, 65534) != 0) return {};
+    return path;
+}
+
 TEST_F(StorageProfilesTest, CustomFolderValidation) {
     using E = CustomScanFolderError::Kind;
     tree.dir("home/Projects/build");
     tree.dir("home/.ssh");
+    tree.dir("home/Documents/old-builds");
+    tree.dir("home/.local/share/Trash/files");
+    tree.dir("home/.local/share/Velmora");
+    tree.dir("vol/.Trash-0/files");
+    tree.dir("vol/.Trash/1000");
     tree.file("home/notes.txt");
     tree.symlink("home/projects-link", home + "/Projects");
     tree.symlink("home/root-link", "/");
+    tree.symlink("home/doc-link", "/usr/share");
+    const std::string foreign = foreignFolder(tree, "home/shared-by-nobody");
     const std::string broad = "Selected folder is too broad or protected for cleanup scanning: ";
     const std::string notFolder = "Selected item is not an accessible folder: ";
-    const std::tuple<Catalogue, std::string, std::optional<E>> cases[] = {
+    std::vector<std::tuple<Catalogue, std::string, std::optional<E>>> cases = {
         {Catalogue::linux, home + "/Projects/build", std::nullopt},
         {Catalogue::linux, home + "/Projects/../Projects/", std::nullopt},
+        {Catalogue::linux, home + "/Documents/old-builds", std::nullopt},
+        {Catalogue::linux, tree.dir("scratch"), std::nullopt},  // the tree lies in /tmp
         {Catalogue::macos, home + "/.ssh", std::nullopt},
         {Catalogue::linux, "/", E::unsafeRoot},
         {Catalogue::macos, "/", E::unsafeRoot},
@@ -185,18 +209,67 @@ TEST_F(StorageProfilesTest, CustomFolderValidation) {
         {Catalogue::linux, home + "/.ssh", E::unsafeRoot},
         {Catalogue::linux, home + "/projects-link", E::unsafeRoot},
         {Catalogue::linux, home + "/root-link/usr", E::unsafeRoot},
+        {Catalogue::linux, home + "/doc-link/doc", E::unsafeRoot},
         {Catalogue::linux, "/usr", E::unsafeRoot},
+        {Catalogue::linux, "/tmp", E::unsafeRoot},
+        // System folders, below as well as themselves, under either catalogue.
+        {Catalogue::linux, "/etc/ssl", E::unsafeRoot},
+        {Catalogue::linux, "/var/lib/dpkg", E::unsafeRoot},
+        {Catalogue::linux, "/usr/share/doc", E::unsafeRoot},
+        {Catalogue::macos, "/usr/share/doc", E::unsafeRoot},
+        // A user folder itself (its contents may be scanned).
+        {Catalogue::linux, home + "/Documents", E::unsafeRoot},
+        // The Trash, any volume Trash, and a folder that holds Velmora's history.
+        {Catalogue::linux, home + "/.local/share/Trash", E::unsafeRoot},
+        {Catalogue::linux, home + "/.local/share/Trash/files", E::unsafeRoot},
+        {Catalogue::linux, home + "/.local/share", E::unsafeRoot},
+        {Catalogue::macos, home + "/.local/share", E::unsafeRoot},
+        {Catalogue::linux, tree.path("vol/.Trash-0"), E::unsafeRoot},
+        {Catalogue::linux, tree.path("vol/.Trash/1000"), E::unsafeRoot},
         {Catalogue::linux, home + "/notes.txt", E::notDirectory},
         {Catalogue::linux, home + "/missing", E::notDirectory},
     };
+    if (!foreign.empty()) cases.push_back({Catalogue::linux, foreign, E::unsafeRoot});
     for (const auto& [catalogue, path, kind] : cases) {
-        auto refusal = validateCustomScanFolder(path, home, catalogue);
+        auto refusal = validateCustomScanFolder(path, rootRules(home, catalogue));
         ASSERT_EQ(refusal.has_value(), kind.has_value()) << path;
         if (!kind) continue;
         EXPECT_EQ(refusal->kind, *kind) << path;
         EXPECT_EQ(refusal->description(),
                   (*kind == E::unsafeRoot ? broad : notFolder) + standardizePath(path));
     }
+}
+
+// Roots from the environment ($XDG_CACHE_HOME, ...) pass the custom-folder checks and say why
+// they are refused.
+TEST_F(StorageProfilesTest, RootChecksNameTheirReason) {
+    using R = ScanRootRefusal;
+    tree.dir("home/.cache");
+    tree.dir("home/Documents");
+    tree.dir("home/.local/share/Velmora");
+    const std::string foreign = foreignFolder(tree, "home/foreign-cache");
+    std::vector<std::pair<std::string, std::optional<R>>> cases = {
+        {home + "/.cache", std::nullopt},
+        {home + "/.cache/missing", std::nullopt},
+        {home, R::tooBroad},
+        {tree.root(), R::tooBroad},
+        {"/", R::tooBroad},
+        {"/usr/share/doc", R::systemFolder},
+        {"/var/lib/dpkg", R::systemFolder},
+        {"/root/.cache", R::systemFolder},
+        {"/usr", R::systemFolder},
+        {home + "/Documents", R::userFolder},
+        {home + "/.local/share", R::protectedData},
+        {home + "/.local/share/Velmora", R::protectedData},
+        {home + "/.ssh", R::protectedData},
+    };
+    if (!foreign.empty()) cases.push_back({foreign, R::notOwned});
+    const ScanRootRules rules = rootRules(home, Catalogue::linux);
+    for (const auto& [path, expected] : cases) {
+        EXPECT_EQ(checkScanRoot(path, rules), expected) << path;
+    }
+    EXPECT_EQ(description(R::systemFolder),
+              "This folder belongs to the operating system, so it is not scanned for cleanup.");
 }
 
 }  // namespace

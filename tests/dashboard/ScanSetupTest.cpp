@@ -1,0 +1,68 @@
+// The locations a scan starts from when the environment names unusual folders: a catalogue root
+// that fails the root checks is left out (so it can never become a cleanup root) and reported
+// with its reason, and the rest of the catalogue stays.
+#include "VelmoraUI/dashboard/ScanSetup.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "support/TestTree.h"
+
+namespace velmora {
+namespace {
+
+class ScopedVariable {
+  public:
+    ScopedVariable(const char* name, const std::string& value) : name_(name) {
+        if (const char* old = std::getenv(name)) saved_ = old;
+        ::setenv(name, value.c_str(), 1);
+    }
+    ~ScopedVariable() {
+        if (saved_) {
+            ::setenv(name_, saved_->c_str(), 1);
+        } else {
+            ::unsetenv(name_);
+        }
+    }
+
+  private:
+    const char* name_;
+    std::optional<std::string> saved_;
+};
+
+TEST(ScanSetupTest, EnvironmentRootsFailingTheRootChecksAreSkippedWithAReason) {
+    test::TestTree tree;
+    const std::string home = tree.dir("home");
+    tree.dir("home/Documents");
+    tree.dir("home/.local/share/xorg");
+    test::ScopedHome scopedHome(home);
+    const std::string xorg = home + "/.local/share/xorg";
+    const std::pair<std::string, ScanRootRefusal> cases[] = {
+        {home, ScanRootRefusal::tooBroad},
+        {tree.root(), ScanRootRefusal::tooBroad},
+        {"/usr/share/doc", ScanRootRefusal::systemFolder},
+        {"/var/lib/dpkg", ScanRootRefusal::systemFolder},
+        {home + "/Documents", ScanRootRefusal::userFolder},
+        {home + "/.local", ScanRootRefusal::protectedData},
+    };
+    for (const auto& [cacheHome, refusal] : cases) {
+        ScopedVariable variable("XDG_CACHE_HOME", cacheHome);
+        for (CleanupScanMode mode : {CleanupScanMode::standard, CleanupScanMode::aggressive}) {
+            ScanRequest request;
+            request.catalogue = Catalogue::linux;
+            request.mode = mode;
+            CancellationToken live;
+            auto setup = prepareScan(request, live);
+            ASSERT_TRUE(setup) << cacheHome;
+            ASSERT_EQ(setup->locations.size(), 1u) << cacheHome;
+            EXPECT_EQ(setup->locations[0].rootURL.path, xorg);
+            ASSERT_EQ(setup->skippedRoots.size(), 1u) << cacheHome;
+            EXPECT_EQ(setup->skippedRoots[0].url.path, standardizePath(cacheHome));
+            EXPECT_EQ(setup->skippedRoots[0].reason, description(refusal)) << cacheHome;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace velmora
