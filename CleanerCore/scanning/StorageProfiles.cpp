@@ -372,7 +372,11 @@ std::optional<ScanRootRefusal> checkScanRoot(const std::string& path, const Scan
             return refusal->kind == CleaningError::Kind::criticalPath ? R::systemFolder
                                                                       : R::otherUser;
         }
-        if (!inHome(key)) {
+        // Removable drives are mounted in /run/media/<user>, and a sandbox's temporary folder
+        // lies in /run/user/<uid>: they hold the user's own data, not the system's.
+        const bool userAreaOfRun = StoragePathContainment::pathIsWithin(key, "/run/media") ||
+                                   StoragePathContainment::pathIsWithin(key, "/run/user");
+        if (!inHome(key) && !userAreaOfRun) {
             for (const auto& system : systemFolders()) {
                 if (StoragePathContainment::pathIsWithin(key, system)) return R::systemFolder;
             }

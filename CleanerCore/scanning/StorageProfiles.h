@@ -95,7 +95,8 @@ std::string description(ScanRootRefusal refusal);
 
 /// The system folders whose contents are never scanned (unless they lie in the home folder):
 /// the operating system's own folders of Linux and macOS. `/tmp`, `/mnt` and `/media`
-/// themselves are refused as critical paths, but folders inside them may be scanned.
+/// themselves are refused as critical paths, but folders inside them may be scanned; so may
+/// folders in `/run/media` and `/run/user` (removable drives, a sandbox's temporary folder).
 const std::vector<std::string>& systemFolders();
 
 /// The root checks, on the path as given and on its link-resolved form. A folder that does not

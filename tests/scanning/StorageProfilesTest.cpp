@@ -257,6 +257,8 @@ TEST_F(StorageProfilesTest, RootChecksNameTheirReason) {
         {"/usr/share/doc", R::systemFolder},
         {"/var/lib/dpkg", R::systemFolder},
         {"/root/.cache", R::systemFolder},
+        {"/run/lock", R::systemFolder},
+        {"/run/media/someone/usb/cache", std::nullopt},
         {"/usr", R::systemFolder},
         {home + "/Documents", R::userFolder},
         {home + "/.local/share", R::protectedData},
