@@ -103,6 +103,24 @@ TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches
     EXPECT_TRUE(exists(touched.destinationURL->path));
 }
 
+// Once the data folder lives where the item was (XDG_DATA_HOME moved into the cache), putting
+// the item back would land it in the Trash or the history's folder: it stays in the Trash.
+TEST_F(TrashRestoreServiceTest, NothingIsRestoredIntoTheTrashOrVelmorasData) {
+    tree.file("home/.cache/share/Velmora/old-log", 10);
+    auto cleaned = clean(scan()).cleanedItems;
+    ASSERT_EQ(cleaned.size(), 1u);
+
+    TrashRestoreService service({home, Catalogue::linux, trash(), std::nullopt,
+                                 ProtectedPlaces::forFolders(cache + "/share", home + "/.config")});
+    auto result = service.restore(cleaned, locations, policy());
+    EXPECT_TRUE(result.restoredItems.empty());
+    EXPECT_EQ(reasons(result),
+              std::vector<std::string>{"Refusing to clean protected user data path: " + cache +
+                                       "/share"});
+    EXPECT_TRUE(exists(cleaned[0].destinationURL->path));
+    EXPECT_FALSE(exists(cache + "/share"));
+}
+
 TEST_F(TrashRestoreServiceTest, AnEmptyOrCancelledRunRestoresNothing) {
     tree.file("home/.cache/a/f", 10);
     auto cleaned = clean(scan()).cleanedItems;
