@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "CleanerCore/audit/CleanupAuditJson.h"
+#include "CleanerCore/audit/CleanupAuditStore.h"
 #include "CleanerCore/audit/UUID.h"
 #include "CleanerCore/review/DistinctBytes.h"
 
@@ -38,14 +40,21 @@ CleanupAuditEntry baseEntry(CleanupAuditOperation operation, CleanupAuditSource 
 CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& requested,
                                       const CleanResult& result, CleaningMode mode,
                                       CleanupAuditSource source, Date occurredAt) {
-    CleanupAuditEntry e = baseEntry(CleanupAuditOperation::clean, source, occurredAt);
-    e.mode = mode;
-    e.requestedItemCount = static_cast<int64_t>(requested.size());
-    // Byte totals count every byte once (an item inside another listed item adds nothing).
     std::vector<const CleanupCandidate*> listed;
     for (const auto& c : requested) listed.push_back(&c);
-    e.requestedBytes = distinctBytes(listed);
-    listed.clear();
+    return makeCleanAuditEntry(static_cast<int64_t>(requested.size()), distinctBytes(listed),
+                               result, mode, source, occurredAt);
+}
+
+CleanupAuditEntry makeCleanAuditEntry(int64_t requestedItemCount, int64_t requestedBytes,
+                                      const CleanResult& result, CleaningMode mode,
+                                      CleanupAuditSource source, Date occurredAt) {
+    CleanupAuditEntry e = baseEntry(CleanupAuditOperation::clean, source, occurredAt);
+    e.mode = mode;
+    e.requestedItemCount = requestedItemCount;
+    e.requestedBytes = requestedBytes;
+    // Byte totals count every byte once (an item inside another listed item adds nothing).
+    std::vector<const CleanupCandidate*> listed;
     for (const auto& item : result.cleanedItems) listed.push_back(&item.candidate);
     e.affectedBytes = distinctBytes(listed);
     e.succeededItemCount = static_cast<int64_t>(result.cleanedItems.size());
@@ -57,7 +66,11 @@ CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& reque
     }
     for (const auto& failed : result.failedItems) addReason(e.failureReasons, failed.reason);
     e.wasCancelled = result.wasCancelled;
-    e.cleanedItems = result.cleanedItems;
+    // A list the history file could never hold is not copied: the store would drop it.
+    if (!cleanedItemsExceed(result.cleanedItems,
+                            static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes))) {
+        e.cleanedItems = result.cleanedItems;
+    }
     return e;
 }
 

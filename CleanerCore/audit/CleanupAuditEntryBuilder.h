@@ -11,7 +11,9 @@
 //     Twenty is what a history row can show; the full list of a clean is in `cleanedItems`;
 //   - failureReasons: the distinct reason texts of the failed items in first-seen order, at most
 //     20 (a run that fails the same way a thousand times records the reason once);
-//   - cleanedItems: the result's cleaned items for a clean, nothing for a restore;
+//   - cleanedItems: the result's cleaned items for a clean, nothing for a restore; a list whose
+//     text alone exceeds the history file's cap (CleanupAuditStore::kMaximumFileBytes) is left
+//     out, as the store would drop it, so that a huge cleanup is not copied;
 //   - mode: the cleaning mode for a clean, absent for a restore.
 // Byte sums saturate at the largest 64-bit value instead of wrapping (sizes are never negative,
 // so only an absurd total can reach it).
@@ -27,6 +29,12 @@ namespace velmora {
 inline constexpr size_t kCleanupAuditSampleLimit = 20;
 
 CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& requested,
+                                      const CleanResult& result, CleaningMode mode,
+                                      CleanupAuditSource source, Date occurredAt);
+
+/// The same, for a caller that no longer holds the requested candidates: their number and
+/// byte total (each byte once, as distinctBytes counts it) are given instead.
+CleanupAuditEntry makeCleanAuditEntry(int64_t requestedItemCount, int64_t requestedBytes,
                                       const CleanResult& result, CleaningMode mode,
                                       CleanupAuditSource source, Date occurredAt);
 

@@ -193,6 +193,15 @@ std::optional<std::string> encodeCleanupAuditHistoryElement(const CleanupAuditEn
     return text.substr(2, text.size() - 4);
 }
 
+bool cleanedItemsExceed(const std::vector<CleanedItem>& items, size_t bytes) {
+    size_t total = 2;  // "[]"
+    for (const auto& item : items) {
+        total += dumpJSON(json(item), false).size() + 1;  // and its separator
+        if (total > bytes) return true;
+    }
+    return false;
+}
+
 size_t joinedCleanupAuditHistorySize(const std::vector<std::string>& elements) {
     if (elements.empty()) return 2;
     size_t size = 4 + 2 * (elements.size() - 1);

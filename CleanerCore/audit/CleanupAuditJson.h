@@ -41,6 +41,11 @@ std::optional<std::string> encodeCleanupAuditHistory(const std::vector<CleanupAu
 /// One entry as it appears inside the pretty-printed array (indented one level, without the
 /// separator); nullopt when it cannot be represented.
 std::optional<std::string> encodeCleanupAuditHistoryElement(const CleanupAuditEntry& entry);
+/// True when the JSON text of `items` alone is longer than `bytes`, so that no entry holding
+/// them can be encoded within `bytes`. Each item is encoded compactly (a lower bound of its size
+/// inside a pretty-printed entry) and the count stops as soon as it passes `bytes`: the work is
+/// bounded by `bytes`, not by the length of the list.
+bool cleanedItemsExceed(const std::vector<CleanedItem>& items, size_t bytes);
 /// "[\n" + the elements joined by ",\n" + "\n]", or "[]" for none.
 std::string joinCleanupAuditHistoryElements(const std::vector<std::string>& elements);
 /// The size of `joinCleanupAuditHistoryElements(elements)`, without joining.

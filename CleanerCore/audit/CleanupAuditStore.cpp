@@ -247,6 +247,13 @@ CleanupAuditAppendResult CleanupAuditStore::appendEntry(CleanupAuditEntry entry,
     if (!id) return {};
     entry.id = std::move(*id);
     entry.chainLink.reset();
+    // Item detail too large for the file even on its own would only be dropped after encoding
+    // it in full (many megabytes for a large cleanup): drop it first, so that every encoding
+    // below stays within about the file cap. The digest is computed over the emptied list, as it
+    // would have been.
+    if (cleanedItemsExceed(entry.cleanedItems, static_cast<size_t>(kMaximumFileBytes))) {
+        std::vector<CleanedItem>().swap(entry.cleanedItems);
+    }
     if (timing == Timing::asGiven && !encodeCleanupAuditHistoryElement(entry)) return {};
 
     std::lock_guard queue(auditQueue());

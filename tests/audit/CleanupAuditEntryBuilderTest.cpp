@@ -4,6 +4,8 @@
 #include <limits>
 
 #include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
+#include "CleanerCore/audit/CleanupAuditJson.h"
+#include "CleanerCore/audit/CleanupAuditStore.h"
 #include "CleanerCore/audit/UUID.h"
 #include "audit/AuditTestSupport.h"
 
@@ -88,6 +90,31 @@ TEST(CleanupAuditEntryBuilderTest, RestoreEntryRecordsRestoredPathsAndNoItems) {
     EXPECT_EQ(e.samplePaths, (std::vector<std::string>{"/h/.cache/b", "/h/.cache/c"}));
     EXPECT_EQ(e.failureReasons, std::vector<std::string>{result.failedItems[0].reason});
     EXPECT_TRUE(e.cleanedItems.empty());
+}
+
+// The item list is kept while its text fits in the history file and left out, without being
+// copied, once it cannot; the counts, bytes and samples stay either way.
+TEST(CleanupAuditEntryBuilderTest, ItemListIsLeftOutOnceItCannotFitInTheHistoryFile) {
+    for (const int items : {100, 4000}) {
+        SCOPED_TRACE(items);
+        CleanResult result;
+        for (int i = 0; i < items; ++i) {
+            result.cleanedItems.push_back(cleanedItemAt("/h/.cache/c" + std::to_string(i), 10));
+        }
+        const bool fits = !cleanedItemsExceed(
+            result.cleanedItems, static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes));
+        EXPECT_EQ(fits, items == 100);
+
+        const auto e =
+            makeCleanAuditEntry(items + 1, 10 * items + 7, result, CleaningMode::moveToTrash,
+                                CleanupAuditSource::cleanupDashboard, 1.0);
+        EXPECT_EQ(e.cleanedItems.size(), fits ? result.cleanedItems.size() : 0u);
+        EXPECT_EQ(e.requestedItemCount, items + 1);
+        EXPECT_EQ(e.requestedBytes, 10 * items + 7);
+        EXPECT_EQ(e.succeededItemCount, items);
+        EXPECT_EQ(e.affectedBytes, 10 * items);
+        EXPECT_EQ(e.samplePaths.size(), kCleanupAuditSampleLimit);
+    }
 }
 
 }  // namespace
