@@ -5,12 +5,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <functional>
+#include <mutex>
 
 #include "CleanerCore/scanning/FileURL.h"
 
@@ -113,13 +115,29 @@ Result<UniqueFd, TrashError> openOwnedFolder(int dirFd, const std::string& name,
     return fd;
 }
 
-/// An opened trash folder: `files` and `info`, and where Path= is relative to.
-struct OpenTrash {
+}  // namespace
+
+/// An opened trash folder: `files` and `info`, and where Path= is relative to. For the home
+/// trash also `$XDG_DATA_HOME` and the trash folder itself, by which the cache checks them.
+struct Trash::OpenTrash {
     std::string path;    ///< standardized path of the trash folder
     std::string topdir;  ///< empty for the home trash (Path= absolute), else the volume's top
-    UniqueFd filesFd;
+    SharedFd filesFd;
     UniqueFd infoFd;
+    UniqueFd dataFd;
+    UniqueFd trashFd;
+    /// Device and inode of dataFd, trashFd, filesFd and infoFd, read once when kept.
+    std::array<std::pair<dev_t, ino_t>, 4> ids{};
 };
+
+struct Trash::HomeTrashCache {
+    std::mutex mutex;
+    std::shared_ptr<const OpenTrash> trash;
+};
+
+namespace {
+
+using OpenTrash = Trash::OpenTrash;
 
 /// Opens (creating when missing) `name` in `dirFd` and its `files` and `info`.
 Result<OpenTrash, TrashError> openTrashFolder(int dirFd, const std::string& name,
@@ -130,7 +148,19 @@ Result<OpenTrash, TrashError> openTrashFolder(int dirFd, const std::string& name
     if (!files) return Failure{files.error()};
     auto info = openOwnedFolder(trash->get(), "info", path + "/info", uid);
     if (!info) return Failure{info.error()};
-    return OpenTrash{path, {}, std::move(*files), std::move(*info)};
+    return OpenTrash{
+        path, {}, SharedFd(std::move(*files)), std::move(*info), {}, std::move(*trash)};
+}
+
+bool isObject(const struct stat& st, const std::pair<dev_t, ino_t>& id) {
+    return st.st_dev == id.first && st.st_ino == id.second;
+}
+
+/// `name` in `dirFd`, not followed, is still the directory `id` and belongs to `uid`.
+bool stillTheFolder(int dirFd, const char* name, const std::pair<dev_t, ino_t>& id, uid_t uid) {
+    struct stat now {};
+    return ::fstatat(dirFd, name, &now, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(now.st_mode) &&
+           now.st_uid == uid && isObject(now, id);
 }
 
 /// mkdir -p with mode 0700 for the folders it creates.
@@ -241,7 +271,30 @@ bool writeAll(int fd, const std::string& data) {
 
 }  // namespace
 
-Trash::Trash(TrashOptions options) : options_(std::move(options)) {}
+Trash::Trash(TrashOptions options)
+    : options_(std::move(options)), homeCache_(std::make_shared<HomeTrashCache>()) {}
+
+std::shared_ptr<const Trash::OpenTrash> Trash::cachedHomeTrash(dev_t expectedDevice) const {
+    std::shared_ptr<const OpenTrash> kept;
+    {
+        std::lock_guard lock(homeCache_->mutex);
+        kept = homeCache_->trash;
+    }
+    if (!kept) return nullptr;
+    struct stat data {};
+    // An item of another file system goes to its volume's trash; the kept folders stay.
+    const bool dataFound = ::stat(options_.xdgDataHome.c_str(), &data) == 0;
+    if (dataFound && data.st_dev != expectedDevice) return nullptr;
+    if (!dataFound || !isObject(data, kept->ids[0]) ||
+        !stillTheFolder(kept->dataFd.get(), "Trash", kept->ids[1], options_.uid) ||
+        !stillTheFolder(kept->trashFd.get(), "files", kept->ids[2], options_.uid) ||
+        !stillTheFolder(kept->trashFd.get(), "info", kept->ids[3], options_.uid)) {
+        std::lock_guard lock(homeCache_->mutex);
+        if (homeCache_->trash == kept) homeCache_->trash.reset();
+        return nullptr;
+    }
+    return kept;
+}
 
 std::string Trash::homeTrashPath() const {
     return appendingPathComponent(options_.xdgDataHome, "Trash");
@@ -255,10 +308,22 @@ Result<TrashedItem, TrashError> Trash::moveToTrash(int parentFd, const std::stri
         return Failure{systemError(EINVAL)};
     }
     const std::string originalPath = appendingPathComponent(parentPath, name);
-    const std::string uidText = std::to_string(options_.uid);
 
     // Choose the trash by the validated object's device: an object swapped in from elsewhere
     // fails the rename (EXDEV) or the identity check below.
+    std::shared_ptr<const OpenTrash> trash = cachedHomeTrash(expectedDevice);
+    if (!trash) {
+        auto opened = openTrashFor(parentPath, expectedDevice);
+        if (!opened) return Failure{opened.error()};
+        trash = std::move(*opened);
+    }
+    return moveInto(*trash, parentFd, originalPath, name, expectedDevice, expectedInode,
+                    deletionDate);
+}
+
+Result<std::shared_ptr<const Trash::OpenTrash>, TrashError> Trash::openTrashFor(
+    const std::string& parentPath, dev_t expectedDevice) const {
+    const std::string uidText = std::to_string(options_.uid);
     Result<OpenTrash, TrashError> trash = Failure{crossDeviceError(EXDEV)};
     const auto home = nearestExisting(standardizePath(options_.xdgDataHome));
     if (home && home->second.st_dev == expectedDevice) {
@@ -273,6 +338,18 @@ Result<TrashedItem, TrashError> Trash::moveToTrash(int parentFd, const std::stri
         if (!dataFd) return Failure{systemError(errno)};
         trash = openTrashFolder(dataFd.get(), "Trash", homeTrashPath(), options_.uid);
         if (!trash) return Failure{trash.error()};
+        trash->dataFd = std::move(dataFd);
+        const int fds[] = {trash->dataFd.get(), trash->trashFd.get(), trash->filesFd.get(),
+                           trash->infoFd.get()};
+        for (size_t i = 0; i < trash->ids.size(); ++i) {
+            struct stat st {};
+            if (::fstat(fds[i], &st) != 0) return Failure{systemError(errno)};
+            trash->ids[i] = {st.st_dev, st.st_ino};
+        }
+        auto shared = std::make_shared<const OpenTrash>(std::move(*trash));
+        std::lock_guard lock(homeCache_->mutex);
+        homeCache_->trash = shared;
+        return shared;
     } else {
         const auto topdir = topdirOf(standardizePath(parentPath), expectedDevice);
         if (!topdir) return Failure{crossDeviceError(EXDEV)};
@@ -300,7 +377,14 @@ Result<TrashedItem, TrashError> Trash::moveToTrash(int parentFd, const std::stri
         if (!trash) return Failure{crossDeviceError(trash.error().errorNumber)};
         trash->topdir = *topdir;
     }
+    return std::make_shared<const OpenTrash>(std::move(*trash));
+}
 
+Result<TrashedItem, TrashError> Trash::moveInto(const OpenTrash& trashFolder, int parentFd,
+                                                const std::string& originalPath,
+                                                const std::string& name, dev_t expectedDevice,
+                                                ino_t expectedInode, Date deletionDate) const {
+    const OpenTrash* trash = &trashFolder;
     std::string infoPathText;
     if (trash->topdir.empty()) {
         infoPathText = encodedTrashInfoPath(originalPath, false);
@@ -381,7 +465,7 @@ Result<TrashedItem, TrashError> Trash::moveToTrash(int parentFd, const std::stri
         }
         return TrashedItem{trashedPath, filesFolder,
                            appendingPathComponent(trash->path, "info/" + infoName), trashName,
-                           std::move(trash->filesFd)};
+                           trash->filesFd};
     }
     return Failure{systemError(EEXIST)};
 }

@@ -36,10 +36,21 @@
 // component by component with O_NOFOLLOW below `$XDG_DATA_HOME` (or `$topdir`), must be a
 // directory belonging to `TrashOptions::uid` and must not be a symbolic link.
 //
-// Thread-safety: a Trash object is immutable after construction; calls may run concurrently.
-// Nothing is cached between calls. Errors are values: every failure is a `TrashError`.
+// The home trash's folders stay open between calls (a thousand items would otherwise reopen
+// them a thousand times). Before each move they are checked against the path again, relative to
+// the kept descriptors and without following links: `$XDG_DATA_HOME` (followed, as when it is
+// opened) must still be the kept folder, and `Trash`, `files` and `info` below it must still be
+// the kept directories, owned by `uid`. Any difference (a folder swapped, replaced by a link,
+// removed) drops the kept descriptors and the folders are opened afresh with every check above,
+// so an item never goes into a folder the checks would refuse now. A kept descriptor also keeps
+// its inode alive, so an equal device and inode is the same folder, never a reused number.
+// Per-volume trashes are opened for every item.
+//
+// Thread-safety: calls may run concurrently; the kept descriptors are shared by copies of a
+// Trash and replaced under a lock. Errors are values: every failure is a `TrashError`.
 #include <sys/types.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -66,13 +77,25 @@ struct TrashError {
     std::string description;
 };
 
+/// A descriptor with shared ownership, closed when its last holder lets go.
+class SharedFd {
+  public:
+    SharedFd() = default;
+    explicit SharedFd(UniqueFd fd) : fd_(std::make_shared<const UniqueFd>(std::move(fd))) {}
+    int get() const { return fd_ ? fd_->get() : -1; }
+    explicit operator bool() const { return get() >= 0; }
+
+  private:
+    std::shared_ptr<const UniqueFd> fd_;
+};
+
 /// One item now in a trash.
 struct TrashedItem {
     std::string trashedPath;    ///< `<trash>/files/<trashName>`, standardized
     std::string filesFolder;    ///< `<trash>/files`, standardized
     std::string trashInfoPath;  ///< `<trash>/info/<trashName>.trashinfo`, standardized
     std::string trashName;
-    UniqueFd filesFd;  ///< the `files` folder that received the item, for identity reads
+    SharedFd filesFd;  ///< the `files` folder that received the item, for identity reads
 };
 
 struct TrashOptions {
@@ -116,8 +139,23 @@ class Trash {
     /// The home trash folder (`<xdgDataHome>/Trash`).
     std::string homeTrashPath() const;
 
+    struct OpenTrash;  ///< an opened trash folder (Trash.cpp)
+
   private:
+    struct HomeTrashCache;
+    /// The home trash's kept folders when they still pass the checks, else nullptr.
+    std::shared_ptr<const OpenTrash> cachedHomeTrash(dev_t expectedDevice) const;
+    /// Opens the trash for an item of `expectedDevice` in `parentPath`, with every check (and
+    /// keeps it when it is the home trash).
+    Result<std::shared_ptr<const OpenTrash>, TrashError> openTrashFor(const std::string& parentPath,
+                                                                      dev_t expectedDevice) const;
+    Result<TrashedItem, TrashError> moveInto(const OpenTrash& trash, int parentFd,
+                                             const std::string& originalPath,
+                                             const std::string& name, dev_t expectedDevice,
+                                             ino_t expectedInode, Date deletionDate) const;
+
     TrashOptions options_;
+    std::shared_ptr<HomeTrashCache> homeCache_;
 };
 
 }  // namespace velmora

@@ -216,6 +216,64 @@ TEST(TrashTest, RefusesATrashThatIsALinkOrNotTheUsers) {
     }
 }
 
+// The home trash's folders are kept open between moves; a change to any of them between two
+// moves must be seen: a link is refused as on a first move, a replaced folder is used in place
+// of the kept one, and nothing ever lands outside the trash or in a folder set aside.
+TEST(TrashTest, KeptTrashFoldersAreCheckedAgainBeforeEveryMove) {
+    struct Case {
+        const char* name;
+        std::function<void(TestTree&, const std::string& outside)> change;
+        int errorNumber;  // 0: the second move succeeds into data/Trash
+    };
+    auto linkInPlaceOf = [](const std::string& folder) {
+        return [folder](TestTree& tree, const std::string& outside) {
+            fs::rename(tree.path("data/" + folder), tree.path("set-aside"));
+            tree.symlink("data/" + folder, outside);
+        };
+    };
+    auto freshInPlaceOf = [](const std::string& folder) {
+        return [folder](TestTree& tree, const std::string&) {
+            fs::rename(tree.path(folder), tree.path("set-aside"));
+            tree.dir(folder);
+        };
+    };
+    const Case cases[] = {
+        {"files is a link", linkInPlaceOf("Trash/files"), ELOOP},
+        {"info is a link", linkInPlaceOf("Trash/info"), ELOOP},
+        {"Trash is a link", linkInPlaceOf("Trash"), ELOOP},
+        {"files replaced", freshInPlaceOf("data/Trash/files"), 0},
+        {"info replaced", freshInPlaceOf("data/Trash/info"), 0},
+        {"Trash replaced", freshInPlaceOf("data/Trash"), 0},
+        {"data folder replaced", freshInPlaceOf("data"), 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestTree tree;
+        const std::string outside = tree.dir("outside");
+        tree.dir("outside/files");
+        tree.dir("outside/info");
+        const Trash trash({tree.path("data"), ::getuid()});
+        ASSERT_TRUE(moveItem(trash, tree.file("work/first", 4)));
+        c.change(tree, outside);
+
+        const std::string second = tree.file("work/second", 4);
+        auto moved = moveItem(trash, second);
+        EXPECT_TRUE(namesIn(outside + "/files").empty());
+        EXPECT_TRUE(namesIn(outside + "/info").empty());
+        if (c.errorNumber != 0) {
+            ASSERT_FALSE(moved);
+            EXPECT_EQ(moved.error().errorNumber, c.errorNumber);
+            EXPECT_TRUE(exists(second));
+            continue;
+        }
+        ASSERT_TRUE(moved) << moved.error().description;
+        EXPECT_EQ(moved->trashedPath, tree.path("data/Trash/files/second"));
+        EXPECT_TRUE(exists(tree.path("data/Trash/files/second")));
+        EXPECT_TRUE(exists(tree.path("data/Trash/info/second.trashinfo")));
+        EXPECT_FALSE(exists(second));
+    }
+}
+
 TEST(TrashTest, AnUnexpectedObjectIsPutBackAndLeavesNothingInTheTrash) {
     TestTree tree;
     const Trash trash({tree.path("data"), ::getuid()});
