@@ -145,11 +145,30 @@ std::string candidateID(CleanupCategory category, std::string_view standardizedP
 }
 
 void sortCandidatesForReport(std::vector<CleanupCandidate>& candidates) {
-    std::stable_sort(candidates.begin(), candidates.end(),
-                     [](const CleanupCandidate& a, const CleanupCandidate& b) {
-                         if (a.safety != b.safety) return a.safety < b.safety;
-                         return a.sizeBytes > b.sizeBytes;
-                     });
+    // Sorted as positions, then moved into place cycle by cycle: a stable sort of the records
+    // themselves would take a second buffer of them (hundreds of megabytes for a million).
+    std::vector<size_t> order(candidates.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::stable_sort(order.begin(), order.end(), [&candidates](size_t a, size_t b) {
+        const CleanupCandidate& x = candidates[a];
+        const CleanupCandidate& y = candidates[b];
+        if (x.safety != y.safety) return x.safety < y.safety;
+        return x.sizeBytes > y.sizeBytes;
+    });
+    // order[k] is the position whose candidate belongs at k; a finished slot is marked k.
+    for (size_t start = 0; start < order.size(); ++start) {
+        if (order[start] == start) continue;
+        CleanupCandidate held = std::move(candidates[start]);
+        size_t at = start;
+        while (order[at] != start) {
+            const size_t from = order[at];
+            candidates[at] = std::move(candidates[from]);
+            order[at] = at;
+            at = from;
+        }
+        candidates[at] = std::move(held);
+        order[at] = at;
+    }
 }
 
 StorageScanProgress StorageScanProgress::make(std::optional<FileURL> currentURL,

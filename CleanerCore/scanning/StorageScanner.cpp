@@ -306,8 +306,11 @@ class Inventory {
     bool stop_ = false;
 };
 
+// Where one entry's outcome goes: a candidate is written straight into its slot of the
+// report's list (one copy of each candidate, however many there are).
 struct EntryResult {
-    std::optional<CleanupCandidate> candidate;
+    CleanupCandidate& slot;
+    bool hasCandidate = false;
     std::optional<SkippedItem> skipped;
 };
 
@@ -332,22 +335,37 @@ class ScanRun {
         mountPoints_ = readMountPoints();
         size_t planned = 0;
         while (planned < locations_.size() && !cancel_.isCancellationRequested()) plan(planned++);
-        results_.resize(tasks_.size());
+        slots_.resize(tasks_.size());
+        isCandidate_.assign(tasks_.size(), 0);
         runWorkers();
+        std::vector<EntryTask>().swap(tasks_);
 
         const bool cancelled = cancel_.isCancellationRequested();
         ScanReport report;
         report.skippedItems = std::move(initialSkippedItems);
+        // The candidates close up in their slots, in location and listing order; the skipped
+        // items join them in the same order.
+        std::sort(skipped_.begin(), skipped_.end(),
+                  [](const auto& a, const auto& b) { return a.first < b.first; });
+        size_t kept = 0;
+        auto skip = skipped_.begin();
         for (size_t l = 0; l < planned; ++l) {
             if (plans_[l].rootSkip) report.skippedItems.push_back(*plans_[l].rootSkip);
             for (size_t i = plans_[l].firstTask; i < plans_[l].firstTask + plans_[l].taskCount;
                  ++i) {
-                if (results_[i].candidate)
-                    report.candidates.push_back(std::move(*results_[i].candidate));
-                if (results_[i].skipped)
-                    report.skippedItems.push_back(std::move(*results_[i].skipped));
+                if (isCandidate_[i]) {
+                    if (kept != i) slots_[kept] = std::move(slots_[i]);
+                    ++kept;
+                }
+                for (; skip != skipped_.end() && skip->first == i; ++skip) {
+                    report.skippedItems.push_back(std::move(skip->second));
+                }
             }
         }
+        slots_.resize(kept);
+        report.candidates = std::move(slots_);
+        std::vector<char>().swap(isCandidate_);
+        std::vector<std::pair<size_t, SkippedItem>>().swap(skipped_);
         if (!cancelled && !locations_.empty()) hub_.publishFinal();
         report.scannedAt = currentDate();
         for (const auto& loc : locations_) {
@@ -452,10 +470,16 @@ class ScanRun {
                 const size_t i = next.fetch_add(1, std::memory_order_relaxed);
                 if (i >= tasks_.size() || cancel_.isCancellationRequested()) return;
                 const EntryTask& task = tasks_[i];
-                const int64_t unpublished = evaluate(task, results_[i]);
-                hub_.entryFinished(task.location, entryURL(task), unpublished,
-                                   results_[i].candidate.has_value(),
-                                   results_[i].skipped.has_value());
+                EntryResult result{slots_[i], false, std::nullopt};
+                const int64_t unpublished = evaluate(task, result);
+                const bool wasSkipped = result.skipped.has_value();
+                isCandidate_[i] = result.hasCandidate;
+                if (wasSkipped) {
+                    std::lock_guard lock(skippedGuard_);
+                    skipped_.emplace_back(i, std::move(*result.skipped));
+                }
+                hub_.entryFinished(task.location, entryURL(task), unpublished, result.hasCandidate,
+                                   wasSkipped);
             }
         };
         unsigned threads = config_.workerCount != 0
@@ -575,7 +599,8 @@ class ScanRun {
         c.safety = loc.safety;
         c.requiresManualReviewBySource = false;
         c.appCacheContext = loc.appCacheContext;
-        out.candidate = std::move(c);
+        out.slot = std::move(c);
+        out.hasCandidate = true;
         return unpublished;
     }
 
@@ -588,7 +613,10 @@ class ScanRun {
     ProgressHub hub_;
     std::vector<LocationPlan> plans_;
     std::vector<EntryTask> tasks_;
-    std::vector<EntryResult> results_;
+    std::vector<CleanupCandidate> slots_;  ///< one per task; filled where it is a candidate
+    std::vector<char> isCandidate_;        ///< bytes, not bits: workers write neighbouring entries
+    std::vector<std::pair<size_t, SkippedItem>> skipped_;  ///< (task, item), in any order
+    std::mutex skippedGuard_;
     std::vector<std::string> mountPoints_;  // of this process, read once per scan
 };
 
