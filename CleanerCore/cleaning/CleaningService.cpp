@@ -81,10 +81,29 @@ CleaningService::CleaningService(CleaningContext context, CancellationQuery isCa
 CleanResult CleaningService::clean(const std::vector<CleanupCandidate>& candidates,
                                    const std::vector<ScanLocation>& locations, CleaningMode mode,
                                    const CleanupEligibilityPolicy& policy) const {
+    return run(candidates, false, locations, mode, policy);
+}
+
+CleanResult CleaningService::clean(std::vector<CleanupCandidate>&& candidates,
+                                   const std::vector<ScanLocation>& locations, CleaningMode mode,
+                                   const CleanupEligibilityPolicy& policy) const {
+    return run(candidates, true, locations, mode, policy);
+}
+
+CleanResult CleaningService::run(const std::vector<CleanupCandidate>& candidates, bool consume,
+                                 const std::vector<ScanLocation>& locations, CleaningMode mode,
+                                 const CleanupEligibilityPolicy& policy) const {
     const SafePathPolicy rules =
         pathRulesFor(locations, context_.homeFolder, context_.catalogue, context_.protectedPlaces);
+    // Only the caller's own vector (`consume`) is moved from; its candidates are not used again.
+    auto take = [consume](const CleanupCandidate& c) {
+        return consume ? std::move(const_cast<CleanupCandidate&>(c)) : c;
+    };
 
     CleanResult result;
+    // Address space only: pages are touched as items succeed. Growing by doubling instead would
+    // hold two copies of a large list at once.
+    result.cleanedItems.reserve(candidates.size());
     for (const auto& candidate : candidates) {
         if (isCancellationRequested_ && isCancellationRequested_()) {
             result.wasCancelled = true;
@@ -96,9 +115,10 @@ CleanResult CleaningService::clean(const std::vector<CleanupCandidate>& candidat
             break;
         }
         if (outcome.cleaned) {
+            outcome.cleaned->candidate = take(candidate);
             result.cleanedItems.push_back(std::move(*outcome.cleaned));
         } else {
-            result.failedItems.push_back({candidate, std::move(*outcome.failureReason)});
+            result.failedItems.push_back({take(candidate), std::move(*outcome.failureReason)});
         }
     }
     return result;
@@ -157,7 +177,8 @@ CleaningService::ItemOutcome CleaningService::cleanOne(
     }
     if (cancelled()) return ItemOutcome::stop();
 
-    CleanedItem cleaned{candidate, std::nullopt, std::nullopt, std::nullopt};
+    // The candidate is filled in by the caller, which may move it instead of copying it.
+    CleanedItem cleaned{{}, std::nullopt, std::nullopt, std::nullopt};
     if (mode == CleaningMode::deletePermanently) {
         if (auto failure =
                 removeTreeAt(item.parentFd.get(), item.name, snapshot.device, snapshot.inode)) {

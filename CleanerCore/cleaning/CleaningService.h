@@ -49,9 +49,16 @@ class CleaningService {
     CleanResult clean(const std::vector<CleanupCandidate>& candidates,
                       const std::vector<ScanLocation>& locations, CleaningMode mode,
                       const CleanupEligibilityPolicy& policy) const;
+    /// The same, moving each candidate into its result instead of copying it.
+    CleanResult clean(std::vector<CleanupCandidate>&& candidates,
+                      const std::vector<ScanLocation>& locations, CleaningMode mode,
+                      const CleanupEligibilityPolicy& policy) const;
 
   private:
     struct ItemOutcome;
+    CleanResult run(const std::vector<CleanupCandidate>& candidates, bool consume,
+                    const std::vector<ScanLocation>& locations, CleaningMode mode,
+                    const CleanupEligibilityPolicy& policy) const;
     ItemOutcome cleanOne(const CleanupCandidate& candidate, const SafePathPolicy& rules,
                          CleaningMode mode, const CleanupEligibilityPolicy& policy) const;
 

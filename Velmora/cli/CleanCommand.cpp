@@ -6,7 +6,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <deque>
 #include <iostream>
+#include <iterator>
 #include <set>
 #include <vector>
 
@@ -19,11 +21,13 @@
 #include "CleanerCore/cleaning/TrashRestoreService.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/platform/UniqueFd.h"
+#include "CleanerCore/review/DistinctBytes.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "CleanerCore/scanning/Text.h"
 #include "Velmora/cli/CleanOutput.h"
 #include "Velmora/cli/Confirmation.h"
 #include "Velmora/cli/Interrupt.h"
+#include "Velmora/cli/Output.h"
 #include "Velmora/cli/ScanCommand.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 
@@ -137,9 +141,9 @@ Result<ScanReport> readReport(const std::string& file) {
     return report;
 }
 
-// The candidates the options select, in report order; an unknown path or id refuses all.
-Result<std::vector<CleanupCandidate>> select(const CleanCommandOptions& options,
-                                             const ScanReport& report) {
+// The indices of the candidates the options select, in report order; an unknown path or id
+// refuses all.
+Result<std::vector<size_t>> select(const CleanCommandOptions& options, const ScanReport& report) {
     const auto& candidates = report.candidates;
     std::vector<bool> chosen(candidates.size(), false);
     for (size_t i = 0; i < candidates.size(); ++i) {
@@ -177,9 +181,9 @@ Result<std::vector<CleanupCandidate>> select(const CleanCommandOptions& options,
         }
         chosen[matches[0]] = true;
     }
-    std::vector<CleanupCandidate> selection;
+    std::vector<size_t> selection;
     for (size_t i = 0; i < candidates.size(); ++i) {
-        if (chosen[i]) selection.push_back(candidates[i]);
+        if (chosen[i]) selection.push_back(i);
     }
     return selection;
 }
@@ -202,6 +206,50 @@ std::optional<std::string> lastCleanupRefusal(const CleanupAuditStore& store,
            " could not be recorded in the history, so --last would put back an earlier one "
            "instead. Choose the cleanup to restore with --entry ID (see `velmora history`); the "
            "items of the unrecorded cleanup can be put back from your desktop's Trash.";
+}
+
+// Moves the selected candidates out of the report and releases the rest of it: a scan of a
+// million candidates is not kept twice.
+std::vector<CleanupCandidate> takeSelection(ScanReport& report,
+                                            const std::vector<size_t>& indices) {
+    std::vector<CleanupCandidate> selection;
+    selection.reserve(indices.size());
+    for (size_t i : indices) selection.push_back(std::move(report.candidates[i]));
+    report = ScanReport{};
+    return selection;
+}
+
+// Cleans `selection` in slices of a few thousand candidates, each moved into its results and
+// released when done, so that the candidates and their results are never both held whole (for
+// a million candidates that would be gigabytes). Same result as one call: input order, and a
+// cancelled slice ends the run.
+CleanResult cleanInSlices(const CleaningService& service, std::vector<CleanupCandidate> selection,
+                          const std::vector<ScanLocation>& locations, CleaningMode mode,
+                          const CleanupEligibilityPolicy& policy) {
+    constexpr size_t kSlice = 4096;
+    std::deque<std::vector<CleanupCandidate>> slices;
+    for (size_t at = 0; at < selection.size(); at += kSlice) {
+        const auto begin = selection.begin() + static_cast<std::ptrdiff_t>(at);
+        const auto end = selection.begin() +
+                         static_cast<std::ptrdiff_t>(std::min(at + kSlice, selection.size()));
+        slices.emplace_back(std::make_move_iterator(begin), std::make_move_iterator(end));
+    }
+    CleanResult result;
+    result.cleanedItems.reserve(selection.size());  // address space; touched as items succeed
+    std::vector<CleanupCandidate>().swap(selection);
+    while (!slices.empty()) {
+        CleanResult part = service.clean(std::move(slices.front()), locations, mode, policy);
+        slices.pop_front();
+        std::move(part.cleanedItems.begin(), part.cleanedItems.end(),
+                  std::back_inserter(result.cleanedItems));
+        std::move(part.failedItems.begin(), part.failedItems.end(),
+                  std::back_inserter(result.failedItems));
+        if (part.wasCancelled) {
+            result.wasCancelled = true;
+            break;
+        }
+    }
+    return result;
 }
 
 }  // namespace
@@ -250,14 +298,16 @@ int runCleanCommand(const CleanCommandOptions& options) {
             return interrupts.exitStatus();
         }
     }
-    auto selection = select(options, report);
-    if (!selection) {
-        std::cerr << "velmora: " << selection.error() << "\n";
+    auto chosen = select(options, report);
+    if (!chosen) {
+        std::cerr << "velmora: " << chosen.error() << "\n";
         return kUsageError;
     }
-    if (selection->empty()) {
+    std::vector<CleanupCandidate> selection = takeSelection(report, *chosen);
+    std::vector<size_t>().swap(*chosen);
+    if (selection.empty()) {
         if (options.json) {
-            std::cout << dumpJSON(nlohmann::json(CleanResult{}), true) << "\n";
+            printCleanResultJSON(std::cout, CleanResult{});
         } else {
             std::cout << "Nothing to clean: no candidate is selected.\n";
         }
@@ -266,13 +316,19 @@ int runCleanCommand(const CleanCommandOptions& options) {
 
     const CleaningMode mode =
         options.deletePermanently ? CleaningMode::deletePermanently : CleaningMode::moveToTrash;
-    std::ostream& info = options.json ? std::cerr : std::cout;
-    printSelectionPreview(info, *selection, home);
+    // Per-item lines go through buffers, written when full, at the end, or per line on a
+    // terminal; one stream is flushed before the other is written, so that their order holds
+    // when both go to one place.
+    std::cout.flush();
+    BufferedFdStream out(STDOUT_FILENO);
+    BufferedFdStream err(STDERR_FILENO);
+    std::ostream& info = options.json ? static_cast<std::ostream&>(err) : out;
+    printSelectionPreview(info, selection, home);
     if (!options.yes) {
         if (!standardInputIsTerminal()) {
-            std::cerr << confirmationRefusal(mode == CleaningMode::moveToTrash ? "moved"
-                                                                               : "deleted")
-                      << "\n";
+            info.flush();
+            err << confirmationRefusal(mode == CleaningMode::moveToTrash ? "moved" : "deleted")
+                << "\n";
             return kUsageError;
         }
         const std::string question =
@@ -295,11 +351,18 @@ int runCleanCommand(const CleanCommandOptions& options) {
     CleaningService service(
         {home, catalogue, trashFor(setup->environment), currentDate, setup->protectedPlaces},
         [&cancel] { return cancel.isCancellationRequested(); });
-    const CleanResult result =
-        service.clean(*selection, setup->locations, mode, policyFor(*setup, catalogue));
+    info.flush();
+    const auto requestedCount = static_cast<int64_t>(selection.size());
+    std::vector<const CleanupCandidate*> listed;
+    for (const auto& c : selection) listed.push_back(&c);
+    const int64_t requestedBytes = distinctBytes(listed);
+    std::vector<const CleanupCandidate*>().swap(listed);
+    const CleanResult result = cleanInSlices(service, std::move(selection), setup->locations, mode,
+                                             policyFor(*setup, catalogue));
 
-    CleanupAuditEntry entry = makeCleanAuditEntry(
-        *selection, result, mode, CleanupAuditSource::cleanupDashboard, currentDate());
+    CleanupAuditEntry entry =
+        makeCleanAuditEntry(requestedCount, requestedBytes, result, mode,
+                            CleanupAuditSource::cleanupDashboard, currentDate());
     entry.id = entryID;
     const CleanupAuditAppendResult recorded = store.recordAtCurrentTime(std::move(entry));
     CleanHistoryRecord record = CleanHistoryRecord::notWritten;
@@ -313,12 +376,13 @@ int runCleanCommand(const CleanCommandOptions& options) {
         }
     }
 
+    err.flush();
     if (options.json) {
-        std::cout << dumpJSON(nlohmann::json(result), true) << "\n";
+        printCleanResultJSON(out, result);
     } else {
-        printCleanResult(std::cout, result, mode, home, record);
+        printCleanResult(out, result, mode, home, record);
     }
-    std::cout.flush();
+    out.flush();
     if (record == CleanHistoryRecord::notWritten) {
         std::cerr << "velmora: the cleanup history " << printable(store.filePath())
                   << " could not be written, so this cleanup is not recorded.";

@@ -6,10 +6,12 @@
 #include <ctime>
 #include <ostream>
 
+#include "CleanerCore/cleaning/CleaningJson.h"
 #include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/review/CleanupSelectionPreview.h"
 #include "CleanerCore/review/CleanupStorageImpactReport.h"
 #include "CleanerCore/review/DistinctBytes.h"
+#include "Velmora/cli/Output.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 
 namespace velmora::cli {
@@ -108,6 +110,18 @@ void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode
         }
     }
     out << "\n";
+}
+
+void printCleanResultJSON(std::ostream& out, const CleanResult& result) {
+    const auto& r = result;
+    out << "{\n";
+    writeJSONArrayMember(
+        out, "cleanedItems", r.cleanedItems.size(),
+        [&r](size_t i) { return nlohmann::json(r.cleanedItems[i]); }, false);
+    writeJSONArrayMember(
+        out, "failedItems", r.failedItems.size(),
+        [&r](size_t i) { return nlohmann::json(r.failedItems[i]); }, false);
+    out << "  \"wasCancelled\": " << (r.wasCancelled ? "true" : "false") << "\n}\n";
 }
 
 void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home) {

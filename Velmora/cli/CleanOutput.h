@@ -27,6 +27,9 @@ enum class CleanHistoryRecord {
 /// the output is then the only record of where the items went.
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
                       const std::string& home, CleanHistoryRecord record);
+/// The result as JSON (the CleanResult record), one document followed by a newline: the text of
+/// dumpJSON(json(result), true), written one item at a time.
+void printCleanResultJSON(std::ostream& out, const CleanResult& result);
 void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home);
 
 /// The history, newest first: one block per entry.

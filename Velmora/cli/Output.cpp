@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <ostream>
 
 #include "CleanerCore/review/DistinctBytes.h"
@@ -65,41 +69,105 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
         << " scanned. Nothing was changed; use `velmora clean` to move items to the Trash.\n";
 }
 
+void writeJSONArrayMember(std::ostream& out, std::string_view key, size_t count,
+                          const std::function<nlohmann::json(size_t)>& element, bool last) {
+    out << "  \"" << key << "\": ";
+    if (count == 0) {
+        out << "[]";
+    } else {
+        out << "[\n";
+        std::string indented;
+        for (size_t i = 0; i < count; ++i) {
+            const std::string text = dumpJSON(element(i), true);
+            indented.assign("    ");
+            for (char c : text) {
+                indented += c;
+                if (c == '\n') indented += "    ";  // JSON strings never hold a raw newline
+            }
+            indented += i + 1 < count ? ",\n" : "\n";
+            out.write(indented.data(), static_cast<std::streamsize>(indented.size()));
+        }
+        out << "  ]";
+    }
+    out << (last ? "\n" : ",\n");
+}
+
 void printScanReportJSON(std::ostream& out, const ScanReport& report) {
     // Streamed one record at a time, so memory stays flat however many candidates there are;
     // the text equals dumpJSON(json(report), true) (keys in the coder's sorted order).
-    std::string indented;
-    auto element = [&out, &indented](const nlohmann::json& value) {
-        const std::string text = dumpJSON(value, true);
-        indented.clear();
-        for (char c : text) {
-            indented += c;
-            if (c == '\n') indented += "    ";  // JSON strings never hold a raw newline
-        }
-        out.write(indented.data(), static_cast<std::streamsize>(indented.size()));
-    };
-    auto array = [&](const char* key, const auto& items, bool last) {
-        out << "  \"" << key << "\": ";
-        if (items.empty()) {
-            out << "[]";
-        } else {
-            out << "[\n";
-            for (size_t i = 0; i < items.size(); ++i) {
-                out << "    ";
-                element(nlohmann::json(items[i]));
-                out << (i + 1 < items.size() ? ",\n" : "\n");
-            }
-            out << "  ]";
-        }
-        out << (last ? "\n" : ",\n");
-    };
+    const auto& r = report;
     out << "{\n";
-    array("candidates", report.candidates, false);
-    out << "  \"hasCompletedScan\": " << (report.hasCompletedScan ? "true" : "false") << ",\n";
-    out << "  \"scannedAt\": " << nlohmann::json(report.scannedAt).dump() << ",\n";
-    array("scannedRoots", report.scannedRoots, false);
-    array("skippedItems", report.skippedItems, true);
+    writeJSONArrayMember(
+        out, "candidates", r.candidates.size(),
+        [&r](size_t i) { return nlohmann::json(r.candidates[i]); }, false);
+    out << "  \"hasCompletedScan\": " << (r.hasCompletedScan ? "true" : "false") << ",\n";
+    out << "  \"scannedAt\": " << nlohmann::json(r.scannedAt).dump() << ",\n";
+    writeJSONArrayMember(
+        out, "scannedRoots", r.scannedRoots.size(),
+        [&r](size_t i) { return nlohmann::json(r.scannedRoots[i]); }, false);
+    writeJSONArrayMember(
+        out, "skippedItems", r.skippedItems.size(),
+        [&r](size_t i) { return nlohmann::json(r.skippedItems[i]); }, true);
     out << "}\n";
+}
+
+namespace {
+constexpr size_t kOutputBufferBytes = 64 * 1024;
+}  // namespace
+
+BufferedFdStream::Buffer::Buffer(int fd)
+    : fd_(fd), lineBuffered_(::isatty(fd) == 1), data_(kOutputBufferBytes) {
+    setp(data_.data(), data_.data() + data_.size());
+}
+
+void BufferedFdStream::Buffer::drain() {
+    const char* p = pbase();
+    size_t left = static_cast<size_t>(pptr() - pbase());
+    while (left > 0) {
+        const ssize_t n = ::write(fd_, p, left);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        p += n;
+        left -= static_cast<size_t>(n);
+    }
+    setp(data_.data(), data_.data() + data_.size());
+}
+
+int BufferedFdStream::Buffer::sync() {
+    drain();
+    return 0;
+}
+
+BufferedFdStream::Buffer::int_type BufferedFdStream::Buffer::overflow(int_type c) {
+    drain();
+    if (!traits_type::eq_int_type(c, traits_type::eof())) {
+        *pptr() = traits_type::to_char_type(c);
+        pbump(1);
+        if (lineBuffered_ && c == '\n') drain();
+    }
+    return traits_type::not_eof(c);
+}
+
+std::streamsize BufferedFdStream::Buffer::xsputn(const char* s, std::streamsize n) {
+    std::streamsize done = 0;
+    while (done < n) {
+        if (pptr() == epptr()) drain();
+        const auto room = static_cast<std::streamsize>(epptr() - pptr());
+        const std::streamsize chunk = std::min(room, n - done);
+        std::memcpy(pptr(), s + done, static_cast<size_t>(chunk));
+        pbump(static_cast<int>(chunk));
+        done += chunk;
+    }
+    if (lineBuffered_ && std::memchr(s, '\n', static_cast<size_t>(n)) != nullptr) drain();
+    return n;
+}
+
+BufferedFdStream::BufferedFdStream(int fd) : std::ostream(nullptr), buffer_(fd) {
+    rdbuf(&buffer_);
+}
+
+BufferedFdStream::~BufferedFdStream() {
+    buffer_.pubsync();
 }
 
 }  // namespace velmora::cli

@@ -1,7 +1,13 @@
 #pragma once
 // Rendering of command results for people (tables, sentences) and for scripts (JSON).
-#include <iosfwd>
+#include <cstddef>
+#include <functional>
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+#include <streambuf>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "CleanerCore/scanning/CleanupModel.h"
 
@@ -12,5 +18,39 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
 
 /// The report as JSON (the ScanReport record), one document followed by a newline.
 void printScanReportJSON(std::ostream& out, const ScanReport& report);
+
+/// Writes `"key": [ elements ]` as a member of a pretty-printed top-level object (two spaces of
+/// indentation), one element at a time, followed by "," unless `last`, and a newline. The text
+/// equals that member in dumpJSON(object, true); the elements are never held together.
+void writeJSONArrayMember(std::ostream& out, std::string_view key, size_t count,
+                          const std::function<nlohmann::json(size_t)>& element, bool last);
+
+/// A stream on a file descriptor with a 64 KiB buffer, so that per-item lines do not cost a
+/// system call each. The buffer is written when full, on `flush()` and on destruction; when the
+/// descriptor is a terminal also after every line, so that a person sees each line as it is
+/// printed. Write errors are ignored, as they are for std::cout.
+class BufferedFdStream : public std::ostream {
+  public:
+    explicit BufferedFdStream(int fd);
+    ~BufferedFdStream() override;
+
+  private:
+    class Buffer : public std::streambuf {
+      public:
+        explicit Buffer(int fd);
+        int sync() override;
+
+      protected:
+        int_type overflow(int_type c) override;
+        std::streamsize xsputn(const char* s, std::streamsize n) override;
+
+      private:
+        void drain();
+        int fd_;
+        bool lineBuffered_;
+        std::vector<char> data_;
+    };
+    Buffer buffer_;
+};
 
 }  // namespace velmora::cli

@@ -1,8 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <sstream>
 
+#include "CleanerCore/cleaning/CleaningJson.h"
+#include "CleanerCore/platform/UniqueFd.h"
 #include "CleanerCore/scanning/ModelJson.h"
+#include "Velmora/cli/CleanOutput.h"
 #include "Velmora/cli/Output.h"
 
 namespace velmora {
@@ -38,6 +44,56 @@ TEST(OutputTest, StreamedReportJSONEqualsTheWholeDocument) {
         ASSERT_TRUE(back.ok()) << back.error();
         EXPECT_EQ(*back, *report);
     }
+}
+
+TEST(OutputTest, StreamedCleanResultJSONEqualsTheWholeDocument) {
+    CleanResult full;
+    CleanedItem moved{candidate("/h/.cache/a", 4096), FileURL("/d/Trash/files/a", true),
+                      FileURL::directory("/d/Trash/files"), FileResourceIdentity{}};
+    full.cleanedItems = {moved, moved};
+    full.failedItems = {{candidate("/h/.cache/b\nc\xff", 1), "Refusing: /h/.cache/b\nc\xff"}};
+    full.wasCancelled = true;
+    CleanResult onlyFailed;
+    onlyFailed.failedItems = full.failedItems;
+    for (const CleanResult* result : {&full, &onlyFailed}) {
+        const CleanResult empty;
+        for (const CleanResult* r : {result, &empty}) {
+            std::ostringstream streamed;
+            cli::printCleanResultJSON(streamed, *r);
+            EXPECT_EQ(streamed.str(), dumpJSON(nlohmann::json(*r), true) + "\n");
+        }
+    }
+}
+
+// Lines are gathered and written together: nothing reaches a pipe before a flush (or the end),
+// and what arrives is exactly what was written, however long.
+TEST(OutputTest, BufferedStreamWritesOnFlushAndKeepsEveryByte) {
+    int fds[2];
+    ASSERT_EQ(::pipe2(fds, O_NONBLOCK | O_CLOEXEC), 0);
+    UniqueFd readEnd(fds[0]);
+    UniqueFd writeEnd(fds[1]);
+    ::fcntl(fds[1], F_SETPIPE_SZ, 1 << 20);
+    auto drain = [&] {
+        std::string got;
+        char chunk[65536];
+        ssize_t n = 0;
+        while ((n = ::read(readEnd.get(), chunk, sizeof chunk)) > 0) got.append(chunk, n);
+        return got;
+    };
+    std::string expected;
+    {
+        cli::BufferedFdStream out(writeEnd.get());
+        out << "first line\n";
+        EXPECT_EQ(drain(), "");
+        out.flush();
+        EXPECT_EQ(drain(), "first line\n");
+        for (int i = 0; i < 20000; ++i) {
+            const std::string line = "item " + std::to_string(i) + "\n";
+            out << line;
+            expected += line;
+        }
+    }
+    EXPECT_EQ(drain(), expected);
 }
 
 }  // namespace
