@@ -3,6 +3,7 @@
 
 usage: compare.py scan VELMORA HOME CATALOGUE   # direct-mode scan of all roots vs `du -sk` over them
        compare.py trash VELMORA DIR [ITEMS] [RUNS] # moving ITEMS (1000) folders to the Trash vs trash-put
+       compare.py huge VELMORA DIR [ITEMS]          # scan and clean of ITEMS (1000000) files in one folder
 
 Prints one Markdown table row per comparison: the command pair, wall times (scan: hyperfine
 means, warm cache, several runs; trash: medians of RUNS (7) interleaved runs on fresh copies),
@@ -126,6 +127,55 @@ def trash(velmora, bench_dir, items="1000", runs="7"):
           f"| **{m_ours/m_theirs:.2f}** | {mem:.1f} MiB |")
 
 
+def huge(velmora, bench_dir, items="1000000"):
+    """ITEMS files of three bytes, two days old, directly in a throw-away home's ~/.cache: every
+    one is a candidate. Peak memory and wall time of `scan --json` and of `clean --defaults`
+    (which scans again, then moves every item to that home's Trash and writes the history).
+    The tree is built once; after the clean the items are put back by rename for the next run."""
+    items = int(items)
+    home = os.path.join(bench_dir, f"huge-{items}")
+    cache = os.path.join(home, ".cache")
+    data = os.path.join(home, ".local/share")
+    env = {"HOME": home, "XDG_DATA_HOME": data, "XDG_CACHE_HOME": cache,
+           "XDG_CONFIG_HOME": os.path.join(home, ".config"), "PATH": "/usr/bin:/bin",
+           "LC_ALL": "C.UTF-8"}
+    if not os.path.exists(os.path.join(home, ".done")):
+        shutil.rmtree(home, ignore_errors=True)
+        os.makedirs(cache)
+        old = time.time() - 2 * 86400
+        for i in range(items):
+            path = os.path.join(cache, f"item-{i:07d}")
+            fd = os.open(path, os.O_WRONLY | os.O_CREAT, 0o644)
+            os.write(fd, b"abc")
+            os.close(fd)
+            os.utime(path, (old, old))
+        open(os.path.join(home, ".done"), "w").close()
+    base = [velmora, "--home", home, "--catalogue", "linux"]
+
+    def measured(argv):
+        start = time.perf_counter()
+        res = subprocess.run(["/usr/bin/time", "-f", "%M", *argv], env=env,
+                             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        elapsed = time.perf_counter() - start
+        if res.returncode != 0:
+            sys.exit(f"{quote(argv)} failed ({res.returncode}): {res.stderr[-2000:]}")
+        return elapsed, int(res.stderr.strip().splitlines()[-1]) / 1024.0
+
+    t_scan, m_scan = measured([*base, "scan", "--json", "--quiet"])
+    t_clean, m_clean = measured([*base, "clean", "--defaults", "--yes", "--quiet"])
+    files = os.path.join(data, "Trash/files")
+    moved = os.listdir(files)
+    history = os.path.getsize(os.path.join(data, "Velmora/cleanup-audit-log.json"))
+    for name in moved:  # back into place for the next run
+        os.rename(os.path.join(files, name), os.path.join(cache, name))
+    shutil.rmtree(data)
+    if len(moved) != items:
+        sys.exit(f"clean moved {len(moved)} of {items} items")
+    print(f"| scan of {items:,} candidates in one folder (--json) | {t_scan:.1f} s | | | {m_scan:.0f} MiB |")
+    print(f"| clean of the same (scan, move all, history entry of {history:,} bytes) | {t_clean:.1f} s "
+          f"| | | {m_clean:.0f} MiB |")
+
+
 if __name__ == "__main__":
     kind = sys.argv[1]
-    {"scan": scan, "trash": trash}[kind](*sys.argv[2:])
+    {"scan": scan, "trash": trash, "huge": huge}[kind](*sys.argv[2:])

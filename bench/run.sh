@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Builds the reference trees (once) and compares velmora with the established tools on them:
-# the scan with `du -sk`, moving 1,000 confirmed folders to the Trash with `trash-put`.
+# the scan with `du -sk`, moving 1,000 and 10,000 confirmed folders to the Trash with
+# `trash-put`; then the peak memory of scanning and cleaning 1,000,000 candidates in one folder
+# (about 4 GB of disk for the tree; VELMORA_BENCH_HUGE=0 leaves it out).
 # Usage: bench/run.sh [FILES]   (default 300000). Trees live in $VELMORA_BENCH_DIR
 # (default /tmp/velmora-bench); the release build must exist (make bench does both), or
 # VELMORA names another velmora binary.
@@ -24,3 +26,7 @@ echo "|---|---|---|---|---|"
 python3 bench/compare.py scan "$velmora" "$dir/scan-$files" linux
 python3 bench/compare.py scan "$velmora" "$dir/scan-$files" macos
 python3 bench/compare.py trash "$velmora" "$dir" 1000
+python3 bench/compare.py trash "$velmora" "$dir" 10000 3
+if [ "${VELMORA_BENCH_HUGE:-1}" != 0 ]; then
+  python3 bench/compare.py huge "$velmora" "$dir" 1000000
+fi
