@@ -4,10 +4,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +20,7 @@
 
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/scanning/FileURL.h"
+#include "support/MountNamespace.h"
 #include "support/TestTree.h"
 
 namespace velmora {
@@ -317,88 +316,11 @@ TEST(TrashTest, PutBackNeverReplacesWhatIsAtTheDestination) {
 // tmpfs folders inside the test tree and reports its findings through a pipe and its exit
 // status. The mounts vanish with the child.
 
-constexpr int kNamespaceUnavailable = 77;
-
-bool writeText(const char* path, const std::string& text) {
-    UniqueFd fd(::open(path, O_WRONLY | O_CLOEXEC));
-    return fd && ::write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
-}
-
-/// Enters a private mount namespace; an explanation when that is not possible.
-std::optional<std::string> enterMountNamespace() {
-    const uid_t uid = ::getuid();
-    const gid_t gid = ::getgid();
-    if (::geteuid() == 0 && ::unshare(CLONE_NEWNS) == 0) {
-        // entered as root
-    } else if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) {
-        // Map our own ids so that files keep their owner and getuid() stays the same.
-        if (!writeText("/proc/self/setgroups", "deny") ||
-            !writeText("/proc/self/uid_map",
-                       std::to_string(uid) + " " + std::to_string(uid) + " 1") ||
-            !writeText("/proc/self/gid_map",
-                       std::to_string(gid) + " " + std::to_string(gid) + " 1")) {
-            return std::string("could not map ids in a user namespace: ") + std::strerror(errno);
-        }
-    } else {
-        return std::string("unshare(CLONE_NEWUSER | CLONE_NEWNS) failed: ") + std::strerror(errno);
-    }
-    if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        return std::string("could not make the mounts private: ") + std::strerror(errno);
-    }
-    return std::nullopt;
-}
-
-struct ChildReport {
-    int status = -1;
-    std::string text;
-};
-
-ChildReport runInMountNamespace(const std::function<std::string()>& body) {
-    int pipeFds[2];
-    if (::pipe(pipeFds) != 0) return {};
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(pipeFds[0]);
-        std::string text;
-        int status = 0;
-        if (auto problem = enterMountNamespace()) {
-            text = *problem;
-            status = kNamespaceUnavailable;
-        } else {
-            try {
-                text = body();
-            } catch (const std::exception& e) {
-                text = std::string("exception: ") + e.what();
-            }
-            status = text.empty() ? 0 : 1;
-        }
-        (void)!::write(pipeFds[1], text.data(), text.size());
-        ::_exit(status);
-    }
-    ::close(pipeFds[1]);
-    ChildReport report;
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(pipeFds[0], buffer, sizeof buffer)) > 0;) {
-        report.text.append(buffer, static_cast<size_t>(n));
-    }
-    ::close(pipeFds[0]);
-    int status = 0;
-    if (child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status)) {
-        report.status = WEXITSTATUS(status);
-    }
-    return report;
-}
-
-/// Collects failed expectations in the child, where GoogleTest's cannot report.
-struct Findings {
-    std::string text;
-    void expect(bool ok, const std::string& what) {
-        if (!ok) text += what + "\n";
-    }
-};
+using test::ChildFindings;
+using test::runInPrivateMountNamespace;
 
 std::string volumeTrashFindings(TestTree& tree) {
-    Findings f;
+    ChildFindings f;
     const uid_t uid = ::getuid();
     const std::string uidText = std::to_string(uid);
     const std::string homeFiles = tree.dir("home/.local/share/Trash/files");
@@ -501,8 +423,9 @@ std::string volumeTrashFindings(TestTree& tree) {
 
 TEST(TrashTest, UsesTheVolumesOwnTrashOnAnotherFileSystem) {
     TestTree tree;
-    const ChildReport report = runInMountNamespace([&] { return volumeTrashFindings(tree); });
-    if (report.status == kNamespaceUnavailable) {
+    const test::MountChildReport report =
+        runInPrivateMountNamespace([&] { return volumeTrashFindings(tree); });
+    if (report.status == test::kMountNamespaceUnavailable) {
         GTEST_SKIP() << "cannot create a second file system here (" << report.text
                      << "); the per-volume trash is not tested";
     }
