@@ -6,7 +6,7 @@
 #include "CleanerCore/audit/CleanupAuditJson.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
 #include "CleanerCore/audit/UUID.h"
-#include "CleanerCore/review/DistinctBytes.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 
 namespace velmora {
 

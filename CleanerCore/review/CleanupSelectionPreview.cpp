@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "CleanerCore/review/DistinctBytes.h"
 #include "CleanerCore/review/HashCombine.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 
 namespace velmora {
 

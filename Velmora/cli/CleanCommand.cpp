@@ -21,7 +21,7 @@
 #include "CleanerCore/cleaning/TrashRestoreService.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/platform/UniqueFd.h"
-#include "CleanerCore/review/DistinctBytes.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "CleanerCore/scanning/Text.h"
 #include "Velmora/cli/CleanOutput.h"

@@ -10,7 +10,7 @@
 #include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/review/CleanupSelectionPreview.h"
 #include "CleanerCore/review/CleanupStorageImpactReport.h"
-#include "CleanerCore/review/DistinctBytes.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 #include "Velmora/cli/Output.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 

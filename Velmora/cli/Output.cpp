@@ -8,7 +8,7 @@
 #include <cstring>
 #include <ostream>
 
-#include "CleanerCore/review/DistinctBytes.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 

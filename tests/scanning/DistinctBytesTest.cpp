@@ -1,5 +1,5 @@
 // Totals that count every byte once: nested items, repeated paths and further hard links.
-#include "CleanerCore/review/DistinctBytes.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 
 #include <gtest/gtest.h>
 

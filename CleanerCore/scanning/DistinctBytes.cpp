@@ -1,4 +1,4 @@
-#include "CleanerCore/review/DistinctBytes.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 
 #include <limits>
 #include <map>
