@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "CleanerCore/audit/CleanupAuditModel.h"
-#include "CleanerCore/scanning/Result.h"
+#include "CleanerCore/base/Result.h"
 
 namespace velmora {
 

@@ -5,7 +5,7 @@
 
 #include "CleanerCore/audit/CleanupAuditJson.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
-#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/scanning/DistinctBytes.h"
 
 namespace velmora {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <limits>
 
-#include "CleanerCore/audit/UUID.h"
 #include "CleanerCore/cleaning/CleaningJson.h"
+#include "CleanerCore/platform/UUID.h"
 
 namespace velmora {
 

@@ -7,9 +7,9 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "CleanerCore/audit/AtomicFileWrite.h"
+#include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/platform/AtomicFileWrite.h"
 #include "CleanerCore/platform/UniqueFd.h"
-#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
 

@@ -18,7 +18,7 @@
 #include <optional>
 #include <string>
 
-#include "CleanerCore/scanning/Date.h"
+#include "CleanerCore/base/Date.h"
 
 namespace velmora {
 

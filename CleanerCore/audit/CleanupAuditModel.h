@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "CleanerCore/base/Date.h"
 #include "CleanerCore/cleaning/CleaningModel.h"
-#include "CleanerCore/scanning/Date.h"
 
 namespace velmora {
 

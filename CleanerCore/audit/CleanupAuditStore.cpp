@@ -15,8 +15,8 @@
 #include "CleanerCore/audit/CleanupAuditDigest.h"
 #include "CleanerCore/audit/CleanupAuditJson.h"
 #include "CleanerCore/audit/CleanupAuditMarkers.h"
-#include "CleanerCore/audit/ExclusiveFileLock.h"
-#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/platform/ExclusiveFileLock.h"
+#include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/platform/UniqueFd.h"
 
 namespace velmora {
@@ -185,14 +185,7 @@ std::optional<std::string> encodeWithinCap(std::vector<CleanupAuditEntry>& entri
 
 }  // namespace
 
-CleanupAuditStore::CleanupAuditStore(std::string filePath, CleanupAuditFileWriter writer)
-    : filePath_(standardizePath(filePath)), writer_(std::move(writer)) {
-    if (!writer_) {
-        writer_ = [](const std::string& path, std::string_view data) {
-            return writeFileAtomically(path, data);
-        };
-    }
-}
+CleanupAuditStore::CleanupAuditStore(std::string filePath) : filePath_(standardizePath(filePath)) {}
 
 std::string CleanupAuditStore::defaultFilePath(const UserEnvironment& environment) {
     std::string base = environment.xdgDataHome;
@@ -218,7 +211,7 @@ CleanupAuditReadResult CleanupAuditStore::readRecentEntries(int64_t limit) const
     // Nothing decoded and the file set aside (or empty, or missing): nothing to write back.
     if (lock && loaded.mayWrite && (loaded.fileText || !loaded.entries.empty())) {
         auto text = encodeWithinCap(loaded.entries, std::nullopt);
-        if (text && text != loaded.fileText) (void)writer_(filePath_, *text);
+        if (text && text != loaded.fileText) (void)writeFileAtomically(filePath_, *text);
     }
     return {firstEntries(loaded.entries, limit), std::move(loaded.damage),
             std::move(loaded.backupPath)};
@@ -263,13 +256,7 @@ CleanupAuditAppendResult CleanupAuditStore::appendEntry(CleanupAuditEntry entry,
     std::vector<CleanupAuditEntry>& entries = loaded.entries;
 
     if (timing == Timing::stampedWhileLocked) {
-        Date now = currentDate();
-        for (const auto& e : entries) {
-            if (std::isfinite(e.occurredAt) && e.occurredAt >= now) {
-                now = std::nextafter(e.occurredAt, std::numeric_limits<double>::infinity());
-            }
-        }
-        entry.occurredAt = now;
+        entry.occurredAt = currentDate();
         if (!encodeCleanupAuditHistoryElement(entry)) return {};
     }
 
@@ -298,7 +285,7 @@ CleanupAuditAppendResult CleanupAuditStore::appendEntry(CleanupAuditEntry entry,
     const bool keptNew = newIndex < sorted.size();
     auto text = encodeWithinCap(sorted, keptNew ? std::optional(newIndex) : std::nullopt);
     if (!text) return {};
-    const bool written = lock && loaded.mayWrite && !writer_(filePath_, *text);
+    const bool written = lock && loaded.mayWrite && !writeFileAtomically(filePath_, *text);
     if (written && sorted.front().chainLink) {
         (void)writeCleanupAuditHead(filePath_,
                                     {sorted.front().id, sorted.front().chainLink->entryDigest});

@@ -49,17 +49,12 @@
 #include <string_view>
 #include <vector>
 
-#include "CleanerCore/audit/AtomicFileWrite.h"
 #include "CleanerCore/audit/CleanupAuditModel.h"
+#include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/platform/AtomicFileWrite.h"
 #include "CleanerCore/platform/Environment.h"
-#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
-
-/// Replaces the history file with the given text; nullopt on success. The default is
-/// writeFileAtomically; tests substitute failing writers.
-using CleanupAuditFileWriter =
-    std::function<std::optional<AtomicWriteFailure>(const std::string& path, std::string_view)>;
 
 /// An append, and whether the history file on disk now holds the new entry.
 struct CleanupAuditAppendResult {
@@ -84,7 +79,7 @@ class CleanupAuditStore {
     static constexpr int64_t kMinimumRetention = 100;
     static constexpr int64_t kMaximumFileBytes = 1'048'576;
 
-    explicit CleanupAuditStore(std::string filePath, CleanupAuditFileWriter writer = {});
+    explicit CleanupAuditStore(std::string filePath);
 
     /// `<xdgDataHome>/Velmora/cleanup-audit-log.json`, or the same under the temporary folder
     /// when no data folder is known.
@@ -101,11 +96,11 @@ class CleanupAuditStore {
     std::vector<CleanupAuditEntry> append(CleanupAuditEntry entry,
                                           int64_t limit = kDefaultLimit) const;
 
-    /// As `append`, but `occurredAt` is set while the history is locked: to the current time, or
-    /// to the smallest date after the newest stored entry when the clock reads earlier. Appends
-    /// of several processes then land in the order they are recorded, and a writer that waited
-    /// for the lock cannot insert its entry below a newer one (which would break that one's
-    /// link).
+    /// As `append`, but `occurredAt` is set to the current time while the history is locked, so
+    /// that appends of several processes land in the order they are recorded. It is the time the
+    /// operation finished even when a stored entry is dated later (a clock that ran ahead): the
+    /// new entry is then sorted and linked below that one, as every append sorts and links, and
+    /// that entry's own link no longer matches its successor, which verification reports.
     std::vector<CleanupAuditEntry> appendAtCurrentTime(CleanupAuditEntry entry,
                                                        int64_t limit = kDefaultLimit) const;
 
@@ -125,7 +120,6 @@ class CleanupAuditStore {
                                          Timing timing) const;
 
     std::string filePath_;
-    CleanupAuditFileWriter writer_;
 };
 
 }  // namespace velmora

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <variant>
 
+#include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/platform/FileIdentity.h"
-#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
 

@@ -15,12 +15,12 @@
 #include <string>
 #include <vector>
 
-#include "CleanerCore/cleaning/CleaningError.h"
+#include "CleanerCore/base/Result.h"
 #include "CleanerCore/platform/AnchoredPath.h"
 #include "CleanerCore/policy/CleanupEligibilityPolicy.h"
+#include "CleanerCore/safety/CleaningError.h"
+#include "CleanerCore/safety/PathConventions.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/PathConventions.h"
-#include "CleanerCore/scanning/Result.h"
 
 namespace velmora {
 

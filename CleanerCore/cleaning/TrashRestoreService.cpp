@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "CleanerCore/base/Text.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/Text.h"
 
 namespace velmora {
 

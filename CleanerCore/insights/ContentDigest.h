@@ -21,9 +21,9 @@
 #include <string>
 #include <vector>
 
-#include "CleanerCore/scanning/Cancellation.h"
-#include "CleanerCore/scanning/Date.h"
-#include "CleanerCore/scanning/Result.h"
+#include "CleanerCore/base/Cancellation.h"
+#include "CleanerCore/base/Date.h"
+#include "CleanerCore/base/Result.h"
 
 namespace velmora {
 

@@ -6,8 +6,8 @@
 #include <thread>
 #include <unordered_set>
 
+#include "CleanerCore/base/WorkerPool.h"
 #include "CleanerCore/insights/ContentDigest.h"
-#include "CleanerCore/insights/WorkerPool.h"
 
 namespace velmora {
 

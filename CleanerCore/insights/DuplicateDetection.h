@@ -35,8 +35,8 @@
 #include <string_view>
 #include <vector>
 
+#include "CleanerCore/base/Cancellation.h"
 #include "CleanerCore/insights/InsightModel.h"
-#include "CleanerCore/scanning/Cancellation.h"
 #include "CleanerCore/scanning/CleanupModel.h"
 
 namespace velmora {

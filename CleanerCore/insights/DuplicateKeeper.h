@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "CleanerCore/insights/InsightModel.h"
-#include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora {
 

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
+#include "CleanerCore/base/Date.h"
+#include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/Date.h"
-#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
 

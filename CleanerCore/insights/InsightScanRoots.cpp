@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/base/FileURL.h"
 
 namespace velmora {
 

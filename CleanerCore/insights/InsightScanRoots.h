@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/base/FileURL.h"
 
 namespace velmora {
 

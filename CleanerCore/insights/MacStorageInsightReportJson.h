@@ -16,8 +16,8 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "CleanerCore/base/Result.h"
 #include "CleanerCore/insights/MacStorageInsightReport.h"
-#include "CleanerCore/scanning/Result.h"
 
 namespace velmora {
 

@@ -13,9 +13,9 @@
 #include "CleanerCore/insights/InsightSecurity.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/safety/PathRules.h"
+#include "CleanerCore/safety/ProtectedNameFilter.h"
 #include "CleanerCore/scanning/PackageExtensions.h"
-#include "CleanerCore/scanning/PathRules.h"
-#include "CleanerCore/scanning/ProtectedNameFilter.h"
 
 namespace velmora {
 

@@ -45,11 +45,11 @@
 #include <string_view>
 #include <vector>
 
+#include "CleanerCore/base/Cancellation.h"
 #include "CleanerCore/insights/DuplicateDetection.h"
 #include "CleanerCore/insights/InsightScanRoots.h"
 #include "CleanerCore/insights/MacStorageInsightReport.h"
-#include "CleanerCore/scanning/Cancellation.h"
-#include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora {
 

@@ -17,9 +17,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "CleanerCore/base/Date.h"
+#include "CleanerCore/base/Result.h"
 #include "CleanerCore/platform/HostStatistics.h"
-#include "CleanerCore/scanning/Date.h"
-#include "CleanerCore/scanning/Result.h"
 
 namespace velmora {
 

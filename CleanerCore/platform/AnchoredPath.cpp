@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <vector>
 
+#include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/platform/MountIdentity.h"
-#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
 

@@ -15,8 +15,8 @@
 #include <string>
 #include <utility>
 
+#include "CleanerCore/base/Result.h"
 #include "CleanerCore/platform/UniqueFd.h"
-#include "CleanerCore/scanning/Result.h"
 
 namespace velmora {
 

@@ -5,9 +5,9 @@
 
 #include <cstdlib>
 
+#include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/base/PathContainment.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/FileURL.h"
-#include "CleanerCore/scanning/PathRules.h"
 
 namespace velmora {
 

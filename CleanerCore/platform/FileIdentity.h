@@ -15,7 +15,7 @@
 #include <optional>
 #include <string>
 
-#include "CleanerCore/scanning/CleanupModel.h"
+#include "CleanerCore/base/FileResourceIdentity.h"
 
 namespace velmora {
 

@@ -13,7 +13,7 @@
 #include <memory>
 #include <vector>
 
-#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/base/FileURL.h"
 
 namespace velmora {
 
@@ -139,6 +139,10 @@ void raiseOpenFileLimit() {
         lim.rlim_cur = lim.rlim_max;
         ::setrlimit(RLIMIT_NOFILE, &lim);
     }
+}
+
+std::string pathKey(const std::string& path) {
+    return resolvingSymlinksInPath(path);
 }
 
 }  // namespace velmora

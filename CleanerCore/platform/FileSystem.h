@@ -35,6 +35,9 @@ bool forEachDirectoryEntry(int dirFd,
 /// Resolves symbolic links in every component that exists; the part below the deepest existing
 /// ancestor is appended unchanged. The result is standardized.
 std::string resolvingSymlinksInPath(const std::string& path);
+/// The path key of `path` with its symbolic links resolved: standardized, links resolved, one
+/// trailing "/" removed.
+std::string pathKey(const std::string& path);
 
 /// True when the volume holding `path` compares names case-insensitively (FAT, exFAT, NTFS,
 /// HFS, or a case-folding directory on ext4/f2fs).

@@ -14,7 +14,7 @@
 #include <functional>
 #include <mutex>
 
-#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/base/FileURL.h"
 
 #ifndef RENAME_NOREPLACE
 #define RENAME_NOREPLACE (1 << 0)

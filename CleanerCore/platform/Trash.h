@@ -55,9 +55,9 @@
 #include <string>
 #include <vector>
 
+#include "CleanerCore/base/Date.h"
+#include "CleanerCore/base/Result.h"
 #include "CleanerCore/platform/UniqueFd.h"
-#include "CleanerCore/scanning/Date.h"
-#include "CleanerCore/scanning/Result.h"
 
 namespace velmora {
 

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "CleanerCore/platform/AnchoredPath.h"
+#include "CleanerCore/safety/PathRules.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/PathRules.h"
 
 namespace velmora {
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "CleanerCore/review/HashCombine.h"
+#include "CleanerCore/base/HashCombine.h"
 #include "CleanerCore/scanning/DistinctBytes.h"
 
 namespace velmora {

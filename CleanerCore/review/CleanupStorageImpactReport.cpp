@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "CleanerCore/review/HashCombine.h"
+#include "CleanerCore/base/HashCombine.h"
 
 namespace velmora {
 

@@ -8,8 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "CleanerCore/scanning/Date.h"
-#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/base/Date.h"
+#include "CleanerCore/base/FileResourceIdentity.h"
+#include "CleanerCore/base/FileURL.h"
 
 namespace velmora {
 
@@ -89,21 +90,6 @@ struct ScanLocation {
     bool includesPackageDescendants = false;
     std::optional<AppCacheContext> appCacheContext;
     friend bool operator==(const ScanLocation&, const ScanLocation&) = default;
-};
-
-/// Identity of a file captured at scan time; every field may be absent (unreadable).
-struct FileResourceIdentity {
-    std::optional<std::string> fileResourceIdentifier;  ///< "<device>:<inode>"
-    std::optional<std::string> volumeIdentifier;        ///< file-system UUID, else statfs id
-    std::optional<std::string> volumeName;              ///< file-system label, else mount point
-    std::optional<bool> isDirectory;
-    std::optional<int64_t> fileSize;
-    std::optional<int64_t> totalFileAllocatedSize;
-    std::optional<uint64_t> systemFileNumber;  ///< inode
-    std::optional<uint64_t> systemNumber;      ///< device
-    std::optional<Date> creationDate;          ///< birth time where the file system records it
-    std::optional<Date> modificationDate;
-    friend bool operator==(const FileResourceIdentity&, const FileResourceIdentity&) = default;
 };
 
 struct CleanupCandidate {

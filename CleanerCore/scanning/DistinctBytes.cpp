@@ -7,7 +7,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/safety/PathRules.h"
 
 namespace velmora {
 

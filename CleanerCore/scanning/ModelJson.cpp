@@ -1,6 +1,6 @@
 #include "CleanerCore/scanning/ModelJson.h"
 
-#include "CleanerCore/scanning/Text.h"
+#include "CleanerCore/base/Text.h"
 
 #include <fmt/format.h>
 

@@ -16,8 +16,8 @@
 #include <string>
 #include <string_view>
 
+#include "CleanerCore/base/Result.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/Result.h"
 
 namespace velmora {
 

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 
+#include "CleanerCore/base/Text.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/PathRules.h"
-#include "CleanerCore/scanning/Text.h"
+#include "CleanerCore/safety/PathRules.h"
 
 namespace velmora {
 

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "CleanerCore/scanning/Cancellation.h"
+#include "CleanerCore/base/Cancellation.h"
+#include "CleanerCore/safety/PathConventions.h"
+#include "CleanerCore/safety/PathRules.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/PathConventions.h"
-#include "CleanerCore/scanning/PathRules.h"
 
 namespace velmora {
 

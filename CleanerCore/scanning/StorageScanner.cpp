@@ -16,9 +16,9 @@
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/platform/MountIdentity.h"
+#include "CleanerCore/safety/PathRules.h"
+#include "CleanerCore/safety/ProtectedNameFilter.h"
 #include "CleanerCore/scanning/PackageExtensions.h"
-#include "CleanerCore/scanning/PathRules.h"
-#include "CleanerCore/scanning/ProtectedNameFilter.h"
 
 namespace velmora {
 

@@ -24,10 +24,10 @@
 #include <string>
 #include <vector>
 
-#include "CleanerCore/scanning/Cancellation.h"
+#include "CleanerCore/base/Cancellation.h"
+#include "CleanerCore/safety/PathConventions.h"
+#include "CleanerCore/safety/ProtectedPlaces.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/PathConventions.h"
-#include "CleanerCore/scanning/ProtectedPlaces.h"
 
 namespace velmora {
 

@@ -15,17 +15,22 @@
 #include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
 #include "CleanerCore/audit/CleanupAuditMarkers.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
-#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/base/Text.h"
 #include "CleanerCore/cleaning/CleaningJson.h"
 #include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/cleaning/TrashRestoreService.h"
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/platform/UniqueFd.h"
 #include "CleanerCore/scanning/DistinctBytes.h"
 #include "CleanerCore/scanning/ModelJson.h"
-#include "CleanerCore/scanning/Text.h"
+#include "CleanerCore/workflows/CleanupFence.h"
+#include "CleanerCore/workflows/CleanupSelection.h"
+#include "CleanerCore/workflows/RestoreRun.h"
+#include "CleanerCore/workflows/ScanReportFile.h"
 #include "Velmora/cli/CleanOutput.h"
 #include "Velmora/cli/Confirmation.h"
+#include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/Output.h"
 #include "Velmora/cli/ScanCommand.h"
@@ -34,18 +39,6 @@
 namespace velmora::cli {
 
 namespace {
-
-constexpr int kUsageError = 2;
-
-Trash trashFor(const UserEnvironment& environment) {
-    return Trash({environment.xdgDataHome, ::getuid()});
-}
-
-CleanupEligibilityPolicy policyFor(const ScanSetup& setup, Catalogue catalogue) {
-    return CleanupEligibilityPolicy::make(
-        setup.locations, kDefaultValidationDescendantLimit, std::nullopt,
-        SafePathPolicy::make({}, setup.environment.home, catalogue, setup.protectedPlaces));
-}
 
 // The scan locations of the request; a refused request is explained on standard error.
 std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
@@ -58,165 +51,33 @@ std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
     return std::move(*setup);
 }
 
-// A scan report is a few megabytes even for a very large home; anything above this is not one,
-// and reading it whole would only exhaust memory.
-constexpr int64_t kMaximumReportBytes = int64_t{64} << 20;
-// No real item comes near 1 EiB; a larger size is a damaged or edited report.
-constexpr int64_t kMaximumCandidateBytes = int64_t{1} << 60;
-
-// Reads the report through one descriptor. A link the person names is followed (they chose
-// it); whatever it leads to must be a regular file of a plausible size. The open does not block,
-// so a FIFO without a writer is refused rather than waited on.
-Result<std::string> readReportText(const std::string& file) {
-    const std::string shown = printable(file);
-    UniqueFd fd(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!fd) {
-        return fail("could not read the report " + shown + ": " + std::strerror(errno) + ".");
-    }
-    struct stat st {};
-    if (::fstat(fd.get(), &st) != 0) {
-        return fail("could not read the report " + shown + ": " + std::strerror(errno) + ".");
-    }
-    if (S_ISDIR(st.st_mode)) {
-        return fail("the report " + shown +
-                    " is a folder; give the file that `velmora scan --json` wrote.");
-    }
-    if (!S_ISREG(st.st_mode)) {
-        return fail("the report " + shown +
-                    " is not a regular file (a device, pipe or socket cannot hold a scan "
-                    "report).");
-    }
-    const std::string tooLarge =
-        "the report " + shown + " is larger than 64 MiB, which no scan report is.";
-    if (st.st_size > kMaximumReportBytes) return fail(tooLarge);
-    std::string text;
-    text.resize(static_cast<size_t>(st.st_size));
-    size_t used = 0;
-    for (;;) {
-        if (used == text.size()) {
-            // The file may have grown since fstat: read on, up to the cap.
-            if (static_cast<int64_t>(text.size()) > kMaximumReportBytes) return fail(tooLarge);
-            text.resize(text.size() + 65536);
-        }
-        const ssize_t n = ::read(fd.get(), text.data() + used, text.size() - used);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            return fail("could not read the report " + shown + ": " + std::strerror(errno) + ".");
-        }
-        if (n == 0) break;
-        used += static_cast<size_t>(n);
-    }
-    if (static_cast<int64_t>(used) > kMaximumReportBytes) return fail(tooLarge);
-    text.resize(used);
-    return text;
-}
-
-// Sizes are byte counts of disk usage: never negative, never near the 64-bit limit, and their
-// sum must be countable. A report that breaks this was damaged or edited.
-std::optional<std::string> implausibleSize(const ScanReport& report) {
-    int64_t total = 0;
-    for (const auto& c : report.candidates) {
-        const std::string item = printable(c.url.path);
-        if (c.sizeBytes < 0) return "the size of " + item + " is negative.";
-        if (c.sizeBytes > kMaximumCandidateBytes) {
-            return "the size of " + item + " is larger than 1 EiB, which no real item is.";
-        }
-        if (__builtin_add_overflow(total, c.sizeBytes, &total)) {
-            return std::string("the sizes of its candidates add up to more than can be counted.");
-        }
+// The selection the options ask for; a refusal is explained on standard error.
+std::optional<std::vector<size_t>> selectOrExplain(const CleanCommandOptions& options,
+                                                   const ScanReport& report) {
+    CandidateSelectionRequest request{options.defaults, {}, options.ids};
+    for (const auto& argument : options.paths)
+        request.paths.push_back(absolutePathFromArgument(argument));
+    auto selected = selectCandidates(report, request);
+    if (auto* indices = std::get_if<std::vector<size_t>>(&selected)) return std::move(*indices);
+    const auto& refusal = std::get<CandidateSelectionRefusal>(selected);
+    using Kind = CandidateSelectionRefusal::Kind;
+    std::cerr << "velmora: ";
+    switch (refusal.kind) {
+        case Kind::unknownPath:
+            std::cerr << "not a cleanup candidate of this scan: " << printable(refusal.text)
+                      << "\nRun `velmora scan` to see the candidates; nothing was cleaned.\n";
+            break;
+        case Kind::unknownID:
+            std::cerr << "no candidate has the id " << printable(refusal.text)
+                      << "\nRun `velmora scan --json` to see the ids; nothing was cleaned.\n";
+            break;
+        case Kind::ambiguousID:
+            std::cerr << "the id " << printable(refusal.text)
+                      << " names several candidates whose names are not valid text; select them "
+                         "by path instead. Nothing was cleaned.\n";
+            break;
     }
     return std::nullopt;
-}
-
-Result<ScanReport> readReport(const std::string& file) {
-    auto text = readReportText(file);
-    if (!text) return fail(text.error());
-    auto report = decodeScanReport(*text);
-    if (!report)
-        return fail("the report " + printable(file) + " is not a scan report: " + report.error());
-    if (auto problem = implausibleSize(*report)) {
-        return fail("the report " + printable(file) + " cannot be used: " + *problem +
-                    " Nothing was cleaned.");
-    }
-    return report;
-}
-
-// The indices of the candidates the options select, in report order; an unknown path or id
-// refuses all.
-Result<std::vector<size_t>> select(const CleanCommandOptions& options, const ScanReport& report) {
-    const auto& candidates = report.candidates;
-    std::vector<bool> chosen(candidates.size(), false);
-    for (size_t i = 0; i < candidates.size(); ++i) {
-        chosen[i] = options.defaults && candidates[i].isSelectedByDefault;
-    }
-    for (const auto& argument : options.paths) {
-        const std::string path = absolutePathFromArgument(argument);
-        bool found = false;
-        for (size_t i = 0; i < candidates.size(); ++i) {
-            if (candidates[i].url.path == path) chosen[i] = found = true;
-        }
-        if (!found) {
-            return fail("not a cleanup candidate of this scan: " + printable(path) +
-                        "\nRun `velmora scan` to see the candidates; nothing was cleaned.");
-        }
-    }
-    for (const auto& id : options.ids) {
-        // An id copied from JSON output names a non-UTF-8 path with U+FFFD in place of the
-        // bytes that are not text; it selects the one candidate whose id renders so, never
-        // several.
-        std::vector<size_t> exact, rendered;
-        for (size_t i = 0; i < candidates.size(); ++i) {
-            if (candidates[i].id == id) exact.push_back(i);
-            if (validUTF8(candidates[i].id) == id) rendered.push_back(i);
-        }
-        const auto& matches = exact.empty() ? rendered : exact;
-        if (matches.empty()) {
-            return fail("no candidate has the id " + printable(id) +
-                        "\nRun `velmora scan --json` to see the ids; nothing was cleaned.");
-        }
-        if (matches.size() > 1) {
-            return fail("the id " + printable(id) +
-                        " names several candidates whose names are not valid text; select them "
-                        "by path instead. Nothing was cleaned.");
-        }
-        chosen[matches[0]] = true;
-    }
-    std::vector<size_t> selection;
-    for (size_t i = 0; i < candidates.size(); ++i) {
-        if (chosen[i]) selection.push_back(i);
-    }
-    return selection;
-}
-
-// Why `restore --last` must not pick the newest cleanup in `entries`: the newest cleanup that
-// was run is missing from the history (or its marker cannot be read). nullopt when it may.
-std::optional<std::string> lastCleanupRefusal(const CleanupAuditStore& store,
-                                              const std::vector<CleanupAuditEntry>& entries) {
-    const UnrecordedCleanupMarker marker = readUnrecordedCleanupMarker(store.filePath());
-    if (marker.state == UnrecordedCleanupState::none) return std::nullopt;
-    if (marker.state == UnrecordedCleanupState::named) {
-        for (const auto& e : entries) {
-            if (e.id == marker.cleanup->entryID) return std::nullopt;
-        }
-    }
-    std::string when;
-    if (marker.cleanup && marker.cleanup->startedAt != 0)
-        when = " (started " + formatLocalTime(marker.cleanup->startedAt) + ")";
-    return "the newest cleanup" + when +
-           " could not be recorded in the history, so --last would put back an earlier one "
-           "instead. Choose the cleanup to restore with --entry ID (see `velmora history`); the "
-           "items of the unrecorded cleanup can be put back from your desktop's Trash.";
-}
-
-// Moves the selected candidates out of the report and releases the rest of it: a scan of a
-// million candidates is not kept twice.
-std::vector<CleanupCandidate> takeSelection(ScanReport& report,
-                                            const std::vector<size_t>& indices) {
-    std::vector<CleanupCandidate> selection;
-    selection.reserve(indices.size());
-    for (size_t i : indices) selection.push_back(std::move(report.candidates[i]));
-    report = ScanReport{};
-    return selection;
 }
 
 // Cleans `selection` in slices of a few thousand candidates, each moved into its results and
@@ -252,6 +113,33 @@ CleanResult cleanInSlices(const CleaningService& service, std::vector<CleanupCan
     return result;
 }
 
+std::string restoreRefusalText(const RestoreRefusal& refusal) {
+    using Kind = RestoreRefusal::Kind;
+    switch (refusal.kind) {
+        case Kind::noCleanupToRestore:
+            return "the history holds no cleanup to restore.";
+        case Kind::noCleanupWithID:
+            return "the history holds no cleanup with the id " + printable(refusal.text) + ".";
+        case Kind::pathNotInCleanup:
+            return printable(refusal.text) +
+                   " was not cleaned by that cleanup; nothing was restored.";
+        case Kind::newestCleanupDatedInFuture:
+            return "the newest cleanup in the history is dated " +
+                   formatLocalTime(refusal.startedAt) +
+                   ", later than now (the clock was once set ahead), so --last cannot tell which "
+                   "cleanup was run last. Choose the cleanup to restore with --entry ID (see "
+                   "`velmora history`).";
+        case Kind::newestCleanupUnrecorded:
+            break;
+    }
+    std::string when;
+    if (refusal.startedAt != 0) when = " (started " + formatLocalTime(refusal.startedAt) + ")";
+    return "the newest cleanup" + when +
+           " could not be recorded in the history, so --last would put back an earlier one "
+           "instead. Choose the cleanup to restore with --entry ID (see `velmora history`); the "
+           "items of the unrecorded cleanup can be put back from your desktop's Trash.";
+}
+
 }  // namespace
 
 std::string absolutePathFromArgument(const std::string& argument) {
@@ -267,42 +155,39 @@ int runCleanCommand(const CleanCommandOptions& options) {
     if (options.paths.empty() && options.ids.empty() && !options.defaults) {
         std::cerr << "velmora: choose what to clean: one or more paths, --id ID, or --defaults "
                      "(the items a scan selects by default).\n";
-        return kUsageError;
+        return kExitRefused;
     }
     CancellationToken cancel;
     InterruptScope interrupts(cancel);
     raiseOpenFileLimit();
     auto setup = prepareOrExplain(options.request, cancel);
-    if (!setup) return kUsageError;
+    if (!setup) return kExitRefused;
     if (setup->fellBackToStandard) {
         // Cleaning the standard catalogue's selection instead would act on items the person
         // never asked for.
         std::cerr << "velmora: " << kDirectModeNeedsPermission << "; nothing was cleaned.\n";
-        return kUsageError;
+        return kExitRefused;
     }
     const std::string& home = setup->environment.home;
     const Catalogue catalogue = options.request.catalogue;
 
     ScanReport report;
     if (options.reportFile) {
-        auto read = readReport(*options.reportFile);
+        auto read = readScanReportFile(*options.reportFile);
         if (!read) {
             std::cerr << "velmora: " << read.error() << "\n";
-            return kUsageError;
+            return kExitRefused;
         }
         report = std::move(*read);
     } else {
-        report = scanWithProgress(*setup, catalogue, options.quiet || options.json, cancel);
+        report = scanWithProgress(*setup, options.quiet || options.json, cancel);
         if (!report.hasCompletedScan) {
             std::cerr << "velmora: the scan was cancelled; nothing was cleaned.\n";
             return interrupts.exitStatus();
         }
     }
-    auto chosen = select(options, report);
-    if (!chosen) {
-        std::cerr << "velmora: " << chosen.error() << "\n";
-        return kUsageError;
-    }
+    auto chosen = selectOrExplain(options, report);
+    if (!chosen) return kExitRefused;
     std::vector<CleanupCandidate> selection = takeSelection(report, *chosen);
     std::vector<size_t>().swap(*chosen);
     if (selection.empty()) {
@@ -311,7 +196,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
         } else {
             std::cout << "Nothing to clean: no candidate is selected.\n";
         }
-        return 0;
+        return kExitDone;
     }
 
     const CleaningMode mode =
@@ -329,7 +214,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
             info.flush();
             err << confirmationRefusal(mode == CleaningMode::moveToTrash ? "moved" : "deleted")
                 << "\n";
-            return kUsageError;
+            return kExitRefused;
         }
         const std::string question =
             mode == CleaningMode::moveToTrash
@@ -337,7 +222,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
                 : "Delete these items permanently? They cannot be restored.";
         if (!askToConfirm(question, std::cin, info)) {
             info << "Nothing was changed.\n";
-            return cancel.isCancellationRequested() ? interrupts.exitStatus() : 0;
+            return cancel.isCancellationRequested() ? interrupts.exitStatus() : kExitDone;
         }
     }
 
@@ -349,7 +234,7 @@ int runCleanCommand(const CleanCommandOptions& options) {
     const bool marked = markCleanupUnrecorded(store.filePath(), {entryID, currentDate()});
 
     CleaningService service(
-        {home, catalogue, trashFor(setup->environment), currentDate, setup->protectedPlaces},
+        {home, catalogue, homeTrash(setup->environment), currentDate, setup->protectedPlaces},
         [&cancel] { return cancel.isCancellationRequested(); });
     info.flush();
     const auto requestedCount = static_cast<int64_t>(selection.size());
@@ -357,8 +242,8 @@ int runCleanCommand(const CleanCommandOptions& options) {
     for (const auto& c : selection) listed.push_back(&c);
     const int64_t requestedBytes = distinctBytes(listed);
     std::vector<const CleanupCandidate*>().swap(listed);
-    const CleanResult result = cleanInSlices(service, std::move(selection), setup->locations, mode,
-                                             policyFor(*setup, catalogue));
+    const CleanResult result =
+        cleanInSlices(service, std::move(selection), setup->locations, mode, cleanupPolicy(*setup));
 
     CleanupAuditEntry entry =
         makeCleanAuditEntry(requestedCount, requestedBytes, result, mode,
@@ -393,73 +278,39 @@ int runCleanCommand(const CleanCommandOptions& options) {
         std::cerr << "\n";
     }
     if (result.wasCancelled) return interrupts.exitStatus();
-    if (record == CleanHistoryRecord::notWritten) return 1;
-    return result.failedItems.empty() ? 0 : 1;
+    if (record == CleanHistoryRecord::notWritten) return kExitFailures;
+    return result.failedItems.empty() ? kExitDone : kExitFailures;
 }
 
 int runRestoreCommand(const RestoreCommandOptions& options) {
     if (options.last == options.entryID.has_value()) {
         std::cerr << "velmora: choose what to restore: --last (the newest cleanup) or --entry ID "
                      "(see `velmora history`).\n";
-        return kUsageError;
+        return kExitRefused;
     }
     CancellationToken cancel;
     InterruptScope interrupts(cancel);
     raiseOpenFileLimit();
     auto setup = prepareOrExplain(options.request, cancel);
-    if (!setup) return kUsageError;
+    if (!setup) return kExitRefused;
     const std::string& home = setup->environment.home;
-    const Catalogue catalogue = options.request.catalogue;
-
-    CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
-    const auto entries = store.recentEntries();
-    if (options.last) {
-        if (auto refusal = lastCleanupRefusal(store, entries)) {
-            std::cerr << "velmora: " << *refusal << "\n";
-            return kUsageError;
-        }
+    RestoreRequest request{options.last, options.entryID, {}};
+    for (const auto& p : options.paths) request.paths.push_back(absolutePathFromArgument(p));
+    auto planned = planRestore(*setup, request);
+    if (auto* refusal = std::get_if<RestoreRefusal>(&planned)) {
+        std::cerr << "velmora: " << restoreRefusalText(*refusal) << "\n";
+        return kExitRefused;
     }
-    const CleanupAuditEntry* entry = nullptr;
-    for (const auto& e : entries) {
-        if (e.operation != CleanupAuditOperation::clean) continue;
-        if (options.last || asciiLowercased(e.id) == asciiLowercased(*options.entryID)) {
-            entry = &e;
-            break;
-        }
-    }
-    if (!entry) {
-        std::cerr << "velmora: "
-                  << (options.last ? "the history holds no cleanup to restore."
-                                   : "the history holds no cleanup with the id " +
-                                         printable(*options.entryID) + ".")
-                  << "\n";
-        return kUsageError;
-    }
-    std::vector<CleanedItem> items;
-    std::set<std::string> paths, found;
-    for (const auto& p : options.paths) paths.insert(absolutePathFromArgument(p));
-    for (const auto& item : entry->cleanedItems) {
-        const std::string& path = item.candidate.url.path;
-        if (paths.empty() || paths.count(path)) {
-            items.push_back(item);
-            found.insert(path);
-        }
-    }
-    for (const auto& p : paths) {
-        if (!found.count(p)) {
-            std::cerr << "velmora: " << printable(p)
-                      << " was not cleaned by that cleanup; nothing was restored.\n";
-            return kUsageError;
-        }
-    }
+    const RestorePlan& plan = std::get<RestorePlan>(planned);
+    const auto& items = plan.items;
     if (items.empty()) {
         std::cout << "Nothing to restore: that cleanup kept no restorable items.\n";
-        return 0;
+        return kExitDone;
     }
 
     std::ostream& info = options.json ? std::cerr : std::cout;
     info << "Restore " << items.size() << (items.size() == 1 ? " item" : " items")
-         << " from the cleanup of " << formatLocalTime(entry->occurredAt) << ":\n";
+         << " from the cleanup of " << formatLocalTime(plan.entry.occurredAt) << ":\n";
     for (const auto& item : items) {
         info << "  " << printable(displayPath(item.candidate.url.path, home)) << "\n";
     }
@@ -467,24 +318,19 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
     if (!options.yes) {
         if (!standardInputIsTerminal()) {
             std::cerr << confirmationRefusal("restored") << "\n";
-            return kUsageError;
+            return kExitRefused;
         }
         if (!askToConfirm("Put these items back?", std::cin, info)) {
             info << "Nothing was changed.\n";
-            return cancel.isCancellationRequested() ? interrupts.exitStatus() : 0;
+            return cancel.isCancellationRequested() ? interrupts.exitStatus() : kExitDone;
         }
     }
 
-    TrashRestoreService service(
-        {home, catalogue, trashFor(setup->environment), std::nullopt, setup->protectedPlaces},
-        [&cancel] { return cancel.isCancellationRequested(); });
-    const RestoreResult result =
-        service.restore(items, setup->locations, policyFor(*setup, catalogue));
-    const bool recorded =
-        store
-            .recordAtCurrentTime(makeRestoreAuditEntry(
-                items, result, CleanupAuditSource::cleanupDashboard, currentDate()))
-            .written;
+    const RestoreRunOutcome outcome =
+        runRestore(*setup, plan, CleanupAuditSource::cleanupDashboard,
+                   [&cancel] { return cancel.isCancellationRequested(); });
+    const RestoreResult& result = outcome.result;
+    const bool recorded = outcome.recorded;
 
     if (options.json) {
         std::cout << dumpJSON(nlohmann::json(result), true) << "\n";
@@ -493,12 +339,12 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
     }
     std::cout.flush();
     if (!recorded) {
-        std::cerr << "velmora: the cleanup history " << printable(store.filePath())
+        std::cerr << "velmora: the cleanup history " << printable(plan.historyPath)
                   << " could not be written, so this restore is not recorded.\n";
     }
     if (result.wasCancelled) return interrupts.exitStatus();
-    if (!recorded) return 1;
-    return result.failedItems.empty() ? 0 : 1;
+    if (!recorded) return kExitFailures;
+    return result.failedItems.empty() ? kExitDone : kExitFailures;
 }
 
 }  // namespace velmora::cli

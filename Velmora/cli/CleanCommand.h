@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "VelmoraUI/dashboard/ScanSetup.h"
+#include "CleanerCore/workflows/ScanSetup.h"
 
 namespace velmora::cli {
 

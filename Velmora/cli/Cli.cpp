@@ -5,13 +5,63 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "CleanerCore/base/PrintableText.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "Velmora/cli/CleanCommand.h"
+#include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/HistoryCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 
 namespace velmora::cli {
+
+namespace {
+
+// The command word: the first argument that is neither an option nor the value of a global
+// option that takes one. Empty when there is none.
+std::string commandWord(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view a = argv[i];
+        if (a == "--home" || a == "--catalogue") {
+            ++i;
+            continue;
+        }
+        if (!a.starts_with("-")) return std::string(a);
+    }
+    return {};
+}
+
+// The problem a person meets first when reading the command line from the left. The parser
+// checks values only after it has read every argument, and unexpected arguments last, so the
+// error it throws need not be the first: parse ever longer beginnings of the line and report
+// the first error that is not merely the line ending early.
+std::string firstParseProblem(CLI::App& app, int argc, char** argv, const CLI::ParseError& error) {
+    const std::string word = commandWord(argc, argv);
+    const CLI::App& top = app;
+    const auto commands = top.get_subcommands([](const CLI::App*) { return true; });
+    bool known = false;
+    for (const auto* c : commands) known = known || c->get_name() == word;
+    if (!word.empty() && !known) {
+        std::string names;
+        for (const auto* c : commands) {
+            names += (names.empty() ? "" : ", ") + c->get_name();
+        }
+        return "unknown command '" + printable(word) + "'. The commands are: " + names + ".";
+    }
+    for (int end = 2; end < argc; ++end) {
+        app.clear();
+        try {
+            app.parse(end, argv);
+        } catch (const CLI::ArgumentMismatch&) {  // an option still waiting for its value
+        } catch (const CLI::RequiredError&) {     // a command or argument still to come
+        } catch (const CLI::ParseError& earlier) {
+            if (earlier.get_exit_code() != 0) return earlier.what();
+        }
+    }
+    return error.what();
+}
+
+}  // namespace
 
 int run(int argc, char** argv) {
     CLI::App app{
@@ -19,7 +69,7 @@ int run(int argc, char** argv) {
         "caches), shows each with its size and a safety level, and moves only what you confirm "
         "to the Trash."};
     app.name("velmora");
-    app.set_version_flag("--version", "velmora 0.1.0");
+    app.set_version_flag("--version", std::string("velmora ") + VELMORA_VERSION);
     app.require_subcommand(1);
     app.fallthrough();
 
@@ -118,8 +168,9 @@ int run(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         if (e.get_exit_code() == 0) return app.exit(e);
-        std::cerr << "velmora: " << e.what() << "\nRun `velmora --help` for usage.\n";
-        return 2;
+        std::cerr << "velmora: " << firstParseProblem(app, argc, argv, e)
+                  << "\nRun `velmora --help` for usage.\n";
+        return kExitRefused;
     }
 
     // Paths a person typed are relative to where they stand.
@@ -134,7 +185,7 @@ int run(int argc, char** argv) {
         if (!st || !S_ISDIR(st->st_mode)) {
             std::cerr << "velmora: the home folder does not exist or is not a folder: " << *home
                       << "\n";
-            return 2;
+            return kExitRefused;
         }
     }
     const Catalogue chosen = *catalogueFromRaw(catalogue);
@@ -164,7 +215,7 @@ int run(int argc, char** argv) {
         history.homeOverride = home;
         return runHistoryCommand(history);
     }
-    return 2;
+    return kExitRefused;
 }
 
 }  // namespace velmora::cli

@@ -5,7 +5,7 @@
 #include <istream>
 #include <ostream>
 
-#include "CleanerCore/scanning/Text.h"
+#include "CleanerCore/base/Text.h"
 
 namespace velmora::cli {
 

@@ -11,6 +11,7 @@
 #include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "Velmora/cli/CleanOutput.h"
+#include "Velmora/cli/ExitStatus.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 
 namespace velmora::cli {
@@ -76,7 +77,7 @@ int verifyHistory(const CleanupAuditStore& store, bool json) {
         } else {
             std::cout << message << "\n";
         }
-        return 1;
+        return kExitFailures;
     }
     const auto& entries = read.entries;
     CleanupAuditChainReport report = verifyChain(entries);
@@ -111,7 +112,7 @@ int verifyHistory(const CleanupAuditStore& store, bool json) {
     } else {
         std::cout << message << "\n";
     }
-    return report.status == CleanupAuditChainStatus::broken ? 1 : 0;
+    return report.status == CleanupAuditChainStatus::broken ? kExitFailures : kExitDone;
 }
 
 }  // namespace
@@ -128,7 +129,7 @@ int runHistoryCommand(const HistoryCommandOptions& options) {
         std::cout << std::string(kCleanupHistoryExplanation) << "\n\n";
         printHistory(std::cout, entries, environment.home);
     }
-    return 0;
+    return kExitDone;
 }
 
 }  // namespace velmora::cli

@@ -8,6 +8,7 @@
 #include "CleanerCore/insights/MacStorageInsightScanner.h"
 #include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/scanning/ModelJson.h"
+#include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/ProgressBar.h"
 #include "VelmoraUI/dashboard/Formatting.h"
@@ -142,7 +143,7 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
                      "is shown.\n";
         return interrupts.exitStatus();
     }
-    return 0;
+    return kExitDone;
 }
 
 }  // namespace velmora::cli

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora::cli {
 

@@ -11,7 +11,7 @@
 // ends.
 #include <signal.h>
 
-#include "CleanerCore/scanning/Cancellation.h"
+#include "CleanerCore/base/Cancellation.h"
 
 namespace velmora::cli {
 

@@ -3,20 +3,18 @@
 #include <iostream>
 
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/StorageScanner.h"
+#include "CleanerCore/workflows/ScanSession.h"
+#include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/Output.h"
 #include "Velmora/cli/ProgressBar.h"
 
 namespace velmora::cli {
 
-ScanReport scanWithProgress(const ScanSetup& setup, Catalogue catalogue, bool quiet,
-                            const CancellationToken& cancel) {
+ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel) {
     const std::string& home = setup.environment.home;
     TerminalProgress progress(home, quiet);
-    StorageScanner scanner({}, home, catalogue, setup.protectedPlaces);
-    ScanReport report = scanner.scan(setup.locations, currentDate(), progress.callback(), cancel,
-                                     setup.skippedRoots);
+    ScanReport report = runScanSession(setup, progress.callback(), cancel);
     progress.finish();
     return report;
 }
@@ -29,13 +27,13 @@ int runScanCommand(const ScanCommandOptions& options) {
     auto setup = prepareScan(options.request, cancel);
     if (!setup) {
         std::cerr << "velmora: " << setup.error() << "\n";
-        return 2;
+        return kExitRefused;
     }
     if (setup->fellBackToStandard) {
         std::cerr << "velmora: " << kDirectModeNeedsPermission << "; scanning in standard mode.\n";
     }
 
-    ScanReport report = scanWithProgress(*setup, options.request.catalogue, options.quiet, cancel);
+    ScanReport report = scanWithProgress(*setup, options.quiet, cancel);
 
     if (options.json) {
         printScanReportJSON(std::cout, report);
@@ -48,7 +46,7 @@ int runScanCommand(const ScanCommandOptions& options) {
                      "stopped.\n";
         return interrupts.exitStatus();
     }
-    return 0;
+    return kExitDone;
 }
 
 }  // namespace velmora::cli

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "VelmoraUI/dashboard/ScanSetup.h"
+#include "CleanerCore/workflows/ScanSetup.h"
 
 namespace velmora::cli {
 
@@ -18,8 +18,7 @@ inline constexpr const char* kDirectModeNeedsPermission =
     "direct mode scans developer and package caches and needs --allow-direct";
 
 /// Scans the prepared locations, with a progress bar on a terminal unless `quiet`.
-ScanReport scanWithProgress(const ScanSetup& setup, Catalogue catalogue, bool quiet,
-                            const CancellationToken& cancel);
+ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel);
 
 /// Runs the scan and prints it. Exit status: 0 done, 2 refused input (nothing scanned),
 /// 130 cancelled (the partial report is still printed).

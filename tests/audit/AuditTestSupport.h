@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "CleanerCore/audit/CleanupAuditModel.h"
-#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/platform/UUID.h"
 
 namespace velmora::test {
 

@@ -6,7 +6,7 @@
 #include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
 #include "CleanerCore/audit/CleanupAuditJson.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
-#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/platform/UUID.h"
 #include "audit/AuditTestSupport.h"
 
 namespace velmora {

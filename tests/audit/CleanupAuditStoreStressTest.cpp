@@ -19,6 +19,7 @@
 #include "CleanerCore/audit/CleanupAuditStore.h"
 #include "CleanerCore/platform/UniqueFd.h"
 #include "audit/AuditTestSupport.h"
+#include "support/FailingSystemCalls.h"
 #include "support/TestTree.h"
 
 namespace velmora {
@@ -182,10 +183,10 @@ TEST(CleanupAuditStoreStressTest, FullDiskLeavesTheOldFileByteIdentical) {
     store.append(entryAt(1, 2));
     const std::string before = readFile(store.filePath());
     const auto names = namesIn(folder);
-    const CleanupAuditStore failing(store.filePath(), [](const auto& path, auto data) {
-        return writeFileAtomically(path, data, {AtomicWriteStep::write});
-    });
-    EXPECT_EQ(failing.append(entryAt(2, 40)).size(), 2u);
+    {
+        test::FailingSystemCalls diskFull(test::FailingCall::write, ENOSPC);
+        EXPECT_EQ(store.append(entryAt(2, 40)).size(), 2u);
+    }
     EXPECT_EQ(readFile(store.filePath()), before);
     EXPECT_EQ(namesIn(folder), names);
 }

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <memory>
 
 #include "CleanerCore/audit/CleanupAuditChain.h"
 #include "CleanerCore/audit/CleanupAuditDecoding.h"
@@ -13,6 +14,7 @@
 #include "CleanerCore/audit/CleanupAuditMarkers.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
 #include "audit/AuditTestSupport.h"
+#include "support/FailingSystemCalls.h"
 #include "support/TestTree.h"
 
 namespace velmora {
@@ -230,25 +232,22 @@ TEST_F(CleanupAuditStoreTest, FailedWritesLeaveTheOldFileByteIdentical) {
     store().append(entryAt(1, 3));
     const std::string before = readFile(file());
     const auto namesBefore = namesIn(folder());
-    for (auto step :
-         {AtomicWriteStep::openFolder, AtomicWriteStep::createTemporary, AtomicWriteStep::write,
-          AtomicWriteStep::syncFile, AtomicWriteStep::closeFile, AtomicWriteStep::rename}) {
-        std::optional<AtomicWriteFailure> failure;
-        CleanupAuditStore failing(file(), [&](const std::string& path, std::string_view data) {
-            failure = writeFileAtomically(path, data, {step});
-            return failure;
-        });
+    for (auto call :
+         {test::FailingCall::openFolder, test::FailingCall::createFile, test::FailingCall::write,
+          test::FailingCall::fsync, test::FailingCall::close, test::FailingCall::renameat}) {
         const auto e = entryAt(2, 3);
-        const auto kept = failing.append(e);
-        ASSERT_TRUE(failure);
-        EXPECT_EQ(failure->step, step);
-        EXPECT_EQ(failure->errorNumber, EIO);
+        CleanupAuditAppendResult result;
+        {
+            test::FailingSystemCalls failing(call);
+            result = store().recordAtCurrentTime(e);
+        }
+        EXPECT_FALSE(result.written) << static_cast<int>(call);
         // The caller still sees the list it built ...
-        ASSERT_EQ(kept.size(), 2u);
-        EXPECT_EQ(kept[0].id, e.id);
+        ASSERT_EQ(result.entries.size(), 2u);
+        EXPECT_EQ(result.entries[0].id, e.id);
         // ... while the file is untouched and no temporary file is left behind.
-        EXPECT_EQ(readFile(file()), before) << static_cast<int>(step);
-        EXPECT_EQ(namesIn(folder()), namesBefore) << static_cast<int>(step);
+        EXPECT_EQ(readFile(file()), before) << static_cast<int>(call);
+        EXPECT_EQ(namesIn(folder()), namesBefore) << static_cast<int>(call);
     }
     // A folder that cannot be created: nothing written, nothing reported.
     tree.file("blocked");
@@ -270,16 +269,18 @@ TEST_F(CleanupAuditStoreTest, RecordSaysWhetherTheEntryReachedTheDisk) {
         std::function<CleanupAuditStore()> make;
         bool written;
     };
+    std::unique_ptr<test::FailingSystemCalls> diskFull;
     const std::vector<Case> cases = {
         {"write fails",
          [&] {
-             return CleanupAuditStore(file(), [](const std::string&, std::string_view) {
-                 return std::optional(AtomicWriteFailure{AtomicWriteStep::write, ENOSPC});
-             });
+             diskFull =
+                 std::make_unique<test::FailingSystemCalls>(test::FailingCall::write, ENOSPC);
+             return store();
          },
          false},
         {"lock file is a folder",
          [&] {
+             diskFull.reset();
              ::unlink((file() + ".lock").c_str());
              tree.dir("data/Velmora/" + std::string(kName) + ".lock");
              return store();
@@ -351,7 +352,9 @@ TEST_F(CleanupAuditStoreTest, TheFileNeverOutgrowsTheReadCap) {
     EXPECT_EQ(verifyChain(kept).status, CleanupAuditChainStatus::intact);
 }
 
-TEST_F(CleanupAuditStoreTest, AppendAtCurrentTimeNeverLandsBelowANewerEntry) {
+// The time recorded is when the operation finished, whatever the stored entries say: an entry
+// from a clock that ran ahead stays newest, and the new entry is sorted and linked below it.
+TEST_F(CleanupAuditStoreTest, AppendAtCurrentTimeRecordsTheTimeEvenBelowAFutureEntry) {
     auto s = store();
     const double before = currentDate();
     const auto first = s.appendAtCurrentTime(entryAt(0));
@@ -360,10 +363,15 @@ TEST_F(CleanupAuditStoreTest, AppendAtCurrentTimeNeverLandsBelowANewerEntry) {
 
     const auto future = entryAt(currentDate() + 1e6);  // recorded under a clock set ahead
     s.append(future);
+    const double start = currentDate();
     const auto kept = s.appendAtCurrentTime(entryAt(0));
-    EXPECT_GT(kept[0].occurredAt, future.occurredAt);
-    EXPECT_EQ(kept[1].id, future.id);
-    EXPECT_EQ(verifyChain(kept).status, CleanupAuditChainStatus::intact);
+    ASSERT_EQ(kept.size(), 3u);
+    EXPECT_EQ(kept[0].id, future.id);
+    EXPECT_GE(kept[1].occurredAt, start);
+    EXPECT_LE(kept[1].occurredAt, currentDate());
+    // Linked to the entry right after it, as every append links.
+    ASSERT_TRUE(kept[1].chainLink && kept[2].chainLink);
+    EXPECT_EQ(kept[1].chainLink->previousEntryDigest, kept[2].chainLink->entryDigest);
 }
 
 TEST(CleanupAuditStorePathTest, DefaultFileIsInTheDataFolderElseTheTemporaryFolder) {

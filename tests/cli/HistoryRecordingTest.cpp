@@ -10,8 +10,9 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
+#include "CleanerCore/base/Date.h"
+#include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/platform/FileIdentity.h"
-#include "CleanerCore/scanning/FileURL.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "cli/CommandRunner.h"
 
@@ -210,6 +211,31 @@ TEST(HistoryRecordingTest, RestoreFromALinkedTrashSaysTheTrashIsALink) {
         << o.out;
     EXPECT_EQ(o.out.find("outside the active scan scope"), std::string::npos) << o.out;
     EXPECT_FALSE(fs::exists(h.cache("a")));
+}
+
+// A clock that once ran ahead left a cleanup dated next month. The cleanup run now is recorded
+// at the time it finished (below that one), and `restore --last` refuses to take the future one
+// for it.
+TEST(HistoryRecordingTest, RestoreLastRefusesWhenTheNewestCleanupIsDatedInTheFuture) {
+    HistoryHome h({"early", "now"});
+    ASSERT_EQ(h.clean("early").status, 0);
+    nlohmann::json j = h.history();
+    const double future = j[0]["occurredAt"].get<double>() + 30 * 86400.0;
+    j[0]["occurredAt"] = future;
+    h.writeHistory(j);
+    const double before = currentDate();
+    ASSERT_EQ(h.clean("now").status, 0);
+    j = h.history();
+    ASSERT_EQ(j.size(), 2u);
+    EXPECT_EQ(j[0]["occurredAt"].get<double>(), future);
+    EXPECT_GE(j[1]["occurredAt"].get<double>(), before);
+    EXPECT_LE(j[1]["occurredAt"].get<double>(), currentDate());
+
+    const Outcome o = h.velmora({"restore", "--last", "--yes"});
+    EXPECT_EQ(o.status, 2) << o.out << o.err;
+    EXPECT_NE(o.err.find("later than now"), std::string::npos) << o.err;
+    EXPECT_FALSE(fs::exists(h.cache("early")));
+    EXPECT_FALSE(fs::exists(h.cache("now")));
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/base/FileURL.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "cli/CommandRunner.h"
 

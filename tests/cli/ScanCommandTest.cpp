@@ -142,8 +142,14 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
         {{"scan", "--folder", v.homePath(".local/share")}, broad + v.homePath(".local/share")},
         {{"scan", "--folder", plain}, notFolder + plain},
         {{"scan", "--folder", v.homePath("missing")}, notFolder + v.homePath("missing")},
-        {{"scan", "--bogus"}, ""},
-        {{"scan", "--mode", "reckless"}, ""},
+        {{"scan", "--bogus"}, "not expected: --bogus"},
+        {{"scan", "--mode", "reckless"}, "--mode: reckless not in"},
+        // The first mistake in reading order is the one reported.
+        {{"scan", "--frob", "--mode", "reckless"}, "not expected: --frob"},
+        {{"scan", "--mode", "reckless", "--frob"}, "--mode: reckless not in"},
+        {{"frobnicate"},
+         "unknown command 'frobnicate'. The commands are: scan, clean, restore, history, "
+         "insights."},
         {{}, ""},
     };
     for (const auto& [args, message] : cases) {

@@ -18,8 +18,8 @@
 #include <optional>
 #include <sstream>
 
+#include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/FileURL.h"
 #include "support/MountNamespace.h"
 #include "support/TestTree.h"
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/FileURL.h"
 #include "CleanerCore/scanning/ModelJson.h"
 
 namespace velmora {

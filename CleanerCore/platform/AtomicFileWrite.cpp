@@ -1,4 +1,4 @@
-#include "CleanerCore/audit/AtomicFileWrite.h"
+#include "CleanerCore/platform/AtomicFileWrite.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,9 +6,10 @@
 
 #include <cerrno>
 
-#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/platform/SystemCalls.h"
+#include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/platform/UniqueFd.h"
-#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
 
@@ -16,7 +17,7 @@ namespace {
 
 bool writeAll(int fd, std::string_view data) {
     while (!data.empty()) {
-        const ssize_t n = ::write(fd, data.data(), data.size());
+        const ssize_t n = systemCalls().write(fd, data.data(), data.size());
         if (n < 0) {
             if (errno == EINTR) continue;
             return false;
@@ -29,7 +30,7 @@ bool writeAll(int fd, std::string_view data) {
 int retryingFsync(int fd) {
     int rc;
     do {
-        rc = ::fsync(fd);
+        rc = systemCalls().fsync(fd);
     } while (rc != 0 && errno == EINTR);
     return rc;
 }
@@ -37,28 +38,19 @@ int retryingFsync(int fd) {
 }  // namespace
 
 std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
-                                                      std::string_view data,
-                                                      AtomicWriteFaultInjection faults) {
+                                                      std::string_view data) {
     const std::string standardized = standardizePath(path);
     const std::string folder = deletingLastPathComponent(standardized);
     const std::string name = lastPathComponent(standardized);
-    auto injected = [&faults](AtomicWriteStep step) {
-        if (faults.failAt != step) return false;
-        errno = EIO;
-        return true;
-    };
+    const SystemCallTable& sys = systemCalls();
     auto failure = [](AtomicWriteStep step) { return AtomicWriteFailure{step, errno}; };
 
-    if (injected(AtomicWriteStep::openFolder)) return failure(AtomicWriteStep::openFolder);
-    UniqueFd dir(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    UniqueFd dir(sys.openFolder(folder.c_str()));
     if (!dir) return failure(AtomicWriteStep::openFolder);
 
     const std::string tempName = "." + name + ".tmp-" + makeUUIDString();
-    if (injected(AtomicWriteStep::createTemporary)) {
-        return failure(AtomicWriteStep::createTemporary);
-    }
-    UniqueFd file(::openat(dir.get(), tempName.c_str(),
-                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    UniqueFd file(sys.createFile(dir.get(), tempName.c_str(),
+                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) return failure(AtomicWriteStep::createTemporary);
     // From here on every failure removes the temporary file and keeps the error number.
     auto abandon = [&](AtomicWriteStep step) {
@@ -68,24 +60,18 @@ std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
         return f;
     };
 
-    if (faults.failAt == AtomicWriteStep::write) {
-        (void)writeAll(file.get(), data.substr(0, data.size() / 2));
-        errno = EIO;
-        return abandon(AtomicWriteStep::write);
-    }
     if (!writeAll(file.get(), data)) return abandon(AtomicWriteStep::write);
-    if (injected(AtomicWriteStep::syncFile) || retryingFsync(file.get()) != 0) {
+    if (retryingFsync(file.get()) != 0) {
         return abandon(AtomicWriteStep::syncFile);
     }
     // close can report a deferred write error (network file systems); it is checked.
-    if (injected(AtomicWriteStep::closeFile) || ::close(file.release()) != 0) {
+    if (sys.close(file.release()) != 0) {
         return abandon(AtomicWriteStep::closeFile);
     }
-    if (injected(AtomicWriteStep::rename) ||
-        ::renameat(dir.get(), tempName.c_str(), dir.get(), name.c_str()) != 0) {
+    if (sys.renameat(dir.get(), tempName.c_str(), dir.get(), name.c_str()) != 0) {
         return abandon(AtomicWriteStep::rename);
     }
-    if (injected(AtomicWriteStep::syncFolder) || retryingFsync(dir.get()) != 0) {
+    if (retryingFsync(dir.get()) != 0) {
         return failure(AtomicWriteStep::syncFolder);
     }
     return std::nullopt;

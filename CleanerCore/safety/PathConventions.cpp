@@ -1,4 +1,4 @@
-#include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora {
 

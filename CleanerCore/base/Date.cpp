@@ -1,4 +1,4 @@
-#include "CleanerCore/scanning/Date.h"
+#include "CleanerCore/base/Date.h"
 
 namespace velmora {
 

@@ -1,4 +1,4 @@
-#include "CleanerCore/cleaning/CleaningError.h"
+#include "CleanerCore/safety/CleaningError.h"
 
 namespace velmora {
 

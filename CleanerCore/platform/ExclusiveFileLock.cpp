@@ -1,4 +1,4 @@
-#include "CleanerCore/audit/ExclusiveFileLock.h"
+#include "CleanerCore/platform/ExclusiveFileLock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,4 +1,4 @@
-#include "CleanerCore/scanning/ProtectedNameFilter.h"
+#include "CleanerCore/safety/ProtectedNameFilter.h"
 
 #include <array>
 

@@ -1,8 +1,8 @@
-#include "CleanerCore/scanning/ProtectedNameFilter.h"
+#include "CleanerCore/safety/ProtectedNameFilter.h"
 
 #include <gtest/gtest.h>
 
-#include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/safety/PathRules.h"
 
 namespace velmora {
 namespace {

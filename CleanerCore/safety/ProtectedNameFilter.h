@@ -7,7 +7,7 @@
 //           implies nameMayCompleteProtectedPath(n, c). Pure, thread-safe.
 #include <string_view>
 
-#include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora {
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/safety/PathRules.h"
 #include "support/TestTree.h"
 
 namespace velmora {

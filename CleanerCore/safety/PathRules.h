@@ -1,36 +1,26 @@
 #pragma once
 // The rules that decide which paths may ever be proposed or touched.
 //
-// - Path key: standardized path, one trailing "/" removed; "/" for the root.
-// - Containment: case-sensitive string equality or prefix + "/".
+// - Path keys and containment: CleanerCore/base/PathContainment.h (lexical) and
+//   `pathKey` in CleanerCore/platform/FileSystem.h (resolving links).
 // - Protected user data: name-based, wherever the components occur (macOS rule; the `linux`
 //   catalogue adds Linux personal-data names, see docs/linux-catalogue.md).
 // - Other-user rule and critical paths: `SafePathPolicy`.
 //
-// Everything but `SafePathPolicy::make`, `pathKey` and `checkCleanPath` (which read the file
+// Everything but `SafePathPolicy::make` and the `check...Path` functions (which read the file
 // system) is pure. All are thread-safe.
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "CleanerCore/cleaning/CleaningError.h"
-#include "CleanerCore/scanning/FileURL.h"
-#include "CleanerCore/scanning/PathConventions.h"
-#include "CleanerCore/scanning/ProtectedPlaces.h"
+#include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/base/PathContainment.h"
+#include "CleanerCore/safety/CleaningError.h"
+#include "CleanerCore/safety/PathConventions.h"
+#include "CleanerCore/safety/ProtectedPlaces.h"
 
 namespace velmora {
-
-namespace StoragePathContainment {
-/// Is `path` equal to `root` or below it? Standardizes both first.
-bool pathIsWithin(std::string_view path, std::string_view root);
-bool contains(const FileURL& item, const FileURL& root);
-}  // namespace StoragePathContainment
-
-/// Standardized path with one trailing "/" removed (no link resolution).
-std::string lexicalPathKey(std::string_view path);
-/// Standardize, resolve symbolic links, remove one trailing "/".
-std::string pathKey(const std::string& path);
 
 /// The protected user-data rule for the given catalogue's conventions.
 bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue);

@@ -1,7 +1,7 @@
 // The locations a scan starts from when the environment names unusual folders: a catalogue root
 // that fails the root checks is left out (so it can never become a cleanup root) and reported
 // with its reason, and the rest of the catalogue stays.
-#include "VelmoraUI/dashboard/ScanSetup.h"
+#include "CleanerCore/workflows/ScanSetup.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "CleanerCore/audit/UUID.h"
+#include "CleanerCore/platform/UUID.h"
 
 #include <openssl/rand.h>
 #include <sys/random.h>

@@ -12,8 +12,8 @@
 // file, so the old content stays byte-identical and nothing is left behind. A failure of the
 // final folder sync is reported, but the new content is then already in place.
 //
-// Thread-safe. Concurrent writers of the same path must be serialized by the caller (the last
-// rename wins). Errors are values.
+// The calls go through CleanerCore/platform/SystemCalls.h. Thread-safe. Concurrent writers of the
+// same path must be serialized by the caller (the last rename wins). Errors are values.
 #include <sys/types.h>
 #include <optional>
 #include <string>
@@ -37,15 +37,9 @@ struct AtomicWriteFailure {
     friend bool operator==(const AtomicWriteFailure&, const AtomicWriteFailure&) = default;
 };
 
-/// For tests of the failure paths: makes the given step fail with EIO as if the system had
-/// failed it (a failing `write` step first writes half of the data).
-struct AtomicWriteFaultInjection {
-    std::optional<AtomicWriteStep> failAt;
-};
-
 /// Replaces the file at `path` with `data` (mode 0600). nullopt when the file now holds `data`.
-[[nodiscard]] std::optional<AtomicWriteFailure> writeFileAtomically(
-    const std::string& path, std::string_view data, AtomicWriteFaultInjection faults = {});
+[[nodiscard]] std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
+                                                                    std::string_view data);
 
 /// Creates `folder` and its missing ancestors with `mode`. True when `folder` is (now) a
 /// directory, possibly reached through links.

@@ -1,20 +1,11 @@
-#include "CleanerCore/scanning/ProtectedPlaces.h"
+#include "CleanerCore/safety/ProtectedPlaces.h"
 
+#include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/base/PathContainment.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/FileURL.h"
-#include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/safety/PathRules.h"
 
 namespace velmora {
-
-namespace {
-
-bool keyIsWithin(std::string_view key, std::string_view root) {
-    if (key == root) return true;
-    if (root == "/") return key.starts_with("/");
-    return key.size() > root.size() && key.starts_with(root) && key[root.size()] == '/';
-}
-
-}  // namespace
 
 ProtectedPlaces ProtectedPlaces::forFolders(const std::string& dataHome,
                                             const std::string& configHome) {

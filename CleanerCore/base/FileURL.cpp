@@ -1,6 +1,6 @@
-#include "CleanerCore/scanning/FileURL.h"
+#include "CleanerCore/base/FileURL.h"
 
-#include "CleanerCore/scanning/Text.h"
+#include "CleanerCore/base/Text.h"
 
 #include <vector>
 

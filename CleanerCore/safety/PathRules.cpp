@@ -1,12 +1,12 @@
-#include "CleanerCore/scanning/PathRules.h"
+#include "CleanerCore/safety/PathRules.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <set>
 
+#include "CleanerCore/base/Text.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/Text.h"
 
 namespace velmora {
 
@@ -17,12 +17,6 @@ bool startsWith(std::string_view s, std::string_view prefix) {
 }
 bool endsWith(std::string_view s, std::string_view suffix) {
     return s.ends_with(suffix);
-}
-
-bool keyIsWithin(std::string_view key, std::string_view root) {
-    if (key == root) return true;
-    if (root == "/") return startsWith(key, "/");
-    return key.size() > root.size() && startsWith(key, root) && key[root.size()] == '/';
 }
 
 std::vector<std::string> lowercasedComponents(std::string_view path) {
@@ -151,23 +145,6 @@ bool linuxRuleProtects(const std::vector<std::string>& c) {
 }
 
 }  // namespace
-
-namespace StoragePathContainment {
-bool pathIsWithin(std::string_view path, std::string_view root) {
-    return keyIsWithin(lexicalPathKey(path), lexicalPathKey(root));
-}
-bool contains(const FileURL& item, const FileURL& root) {
-    return pathIsWithin(item.path, root.path);
-}
-}  // namespace StoragePathContainment
-
-std::string lexicalPathKey(std::string_view path) {
-    return standardizePath(path);
-}
-
-std::string pathKey(const std::string& path) {
-    return resolvingSymlinksInPath(path);
-}
 
 bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue) {
     auto components = lowercasedComponents(path);

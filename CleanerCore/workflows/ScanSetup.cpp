@@ -1,4 +1,4 @@
-#include "VelmoraUI/dashboard/ScanSetup.h"
+#include "CleanerCore/workflows/ScanSetup.h"
 
 #include <unistd.h>
 
@@ -6,9 +6,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/insights/InsightScanRoots.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/scanning/FileURL.h"
 
 namespace velmora {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "CleanerCore/base/Cancellation.h"
+#include "CleanerCore/base/Result.h"
 #include "CleanerCore/platform/Environment.h"
-#include "CleanerCore/scanning/Cancellation.h"
+#include "CleanerCore/safety/PathConventions.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "CleanerCore/scanning/PathConventions.h"
-#include "CleanerCore/scanning/Result.h"
 #include "CleanerCore/scanning/StorageProfiles.h"
 
 namespace velmora {
