@@ -11,7 +11,10 @@ build: setup
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS)
 
-run: build
+# Builds only the command, not the tests and benchmarks.
+run: setup
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS) --target velmora
 	build/release/bin/velmora scan
 
 test: setup
