@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <set>
 #include <thread>
 #include <unordered_set>
 
@@ -193,6 +194,14 @@ DuplicateDetectionResult detectDuplicates(const std::vector<CollectedFile>& inpu
     std::sort(files.begin(), files.end(), [](const CollectedFile& a, const CollectedFile& b) {
         return a.sizeBytes != b.sizeBytes ? a.sizeBytes > b.sizeBytes : a.path < b.path;
     });
+    {
+        // One inode is one file, whatever names lead to it; the first name in this order stands
+        // for it. (A record without an inode cannot be matched and is kept.)
+        std::set<std::pair<uint64_t, uint64_t>> inodes;
+        std::erase_if(files, [&](const CollectedFile& f) {
+            return f.inode != 0 && !inodes.emplace(f.device, f.inode).second;
+        });
+    }
     std::vector<Group> sizeGroups;
     for (size_t i = 0; i < files.size(); ++i) {
         if (options.isProtectedUserDataPath && options.isProtectedUserDataPath(files[i].path)) {
@@ -216,6 +225,12 @@ DuplicateDetectionResult detectDuplicates(const std::vector<CollectedFile>& inpu
         return result;
     }
 
+    std::set<DuplicateBudget> exceeded;
+    auto refuse = [&](DuplicateBudget b) {
+        exceeded.insert(b);
+        return false;
+    };
+
     // Stage 2: sampled fingerprints within the fingerprint budgets.
     std::vector<size_t> refused;
     int64_t fingerprintFiles = 0, fingerprintBytes = 0;
@@ -223,10 +238,10 @@ DuplicateDetectionResult detectDuplicates(const std::vector<CollectedFile>& inpu
         sizeGroups,
         [&](size_t i) {
             const int64_t bytes = fingerprintReadBytes(files[i].sizeBytes);
-            if (fingerprintFiles >= budgets.maximumDuplicateFingerprintFiles ||
-                bytes > budgets.maximumDuplicateFingerprintBytes - fingerprintBytes) {
-                return false;
-            }
+            if (fingerprintFiles >= budgets.maximumDuplicateFingerprintFiles)
+                return refuse(DuplicateBudget::fingerprintFiles);
+            if (bytes > budgets.maximumDuplicateFingerprintBytes - fingerprintBytes)
+                return refuse(DuplicateBudget::fingerprintBytes);
             ++fingerprintFiles;
             fingerprintBytes += bytes;
             return true;
@@ -253,17 +268,19 @@ DuplicateDetectionResult detectDuplicates(const std::vector<CollectedFile>& inpu
         fingerprinted.groups,
         [&](size_t i) {
             const int64_t bytes = files[i].sizeBytes;
-            if (bytes > budgets.maximumDuplicateFullHashBytesPerFile ||
-                hashFiles >= budgets.maximumDuplicateHashFiles ||
-                bytes > budgets.maximumDuplicateHashBytes - hashBytes) {
-                return false;
-            }
+            if (bytes > budgets.maximumDuplicateFullHashBytesPerFile)
+                return refuse(DuplicateBudget::hashBytesPerFile);
+            if (hashFiles >= budgets.maximumDuplicateHashFiles)
+                return refuse(DuplicateBudget::hashFiles);
+            if (bytes > budgets.maximumDuplicateHashBytes - hashBytes)
+                return refuse(DuplicateBudget::hashBytes);
             ++hashFiles;
             hashBytes += bytes;
             return true;
         },
         refused);
     skip(files, refused, kDuplicateHashBudgetExceeded);
+    result.exceededBudgets.assign(exceeded.begin(), exceeded.end());
     // Files of a group are read together, so content they share is hashed once.
     auto confirmed = digestAndSplit(
         hashGroups, files, workers, kFilesReadTogether, std::move(fingerprinted.linkCounts),

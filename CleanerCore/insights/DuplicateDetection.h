@@ -11,6 +11,10 @@
 //      hashed once (see fullContentDigests): every file still gets its own exact digest, and
 //      the budgets charge every file's bytes, but duplicates cost one SHA-256 pass per group.
 //
+// Paths with the same device and inode are one file (hard links): only the first in size-then-
+// path order is a candidate, so such names are never read twice nor reported as copies of each
+// other (deleting one of them frees nothing).
+//
 // Budgets are granted in a fixed order before any file is read: size groups by size descending,
 // files by path; at stage 3 the fingerprint groups in that same order. A file that does not fit
 // a budget is skipped with "Duplicate fingerprint budget exceeded" or "Duplicate hash budget
@@ -85,10 +89,22 @@ struct DuplicateDetectionOptions {
     const CancellationToken* cancellation = nullptr;  ///< optional; must outlive the call
 };
 
+/// A budget that can keep a file from being compared (a field of DuplicateBudgets).
+enum class DuplicateBudget {
+    fingerprintFiles,  ///< maximumDuplicateFingerprintFiles
+    fingerprintBytes,  ///< maximumDuplicateFingerprintBytes
+    hashFiles,         ///< maximumDuplicateHashFiles
+    hashBytesPerFile,  ///< maximumDuplicateFullHashBytesPerFile
+    hashBytes,         ///< maximumDuplicateHashBytes
+};
+
 struct DuplicateDetectionResult {
     std::vector<DuplicateFileGroup> groups;
     std::vector<SkippedItem> skippedItems;
     bool budgetExceeded = false;  ///< some file was skipped for a budget: the report is truncated
+    /// Each budget that refused a file, once, in declaration order: what to raise to compare
+    /// the files skipped for a budget.
+    std::vector<DuplicateBudget> exceededBudgets;
     bool wasCancelled = false;
     friend bool operator==(const DuplicateDetectionResult&,
                            const DuplicateDetectionResult&) = default;
