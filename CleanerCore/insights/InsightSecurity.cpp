@@ -25,14 +25,33 @@ constexpr std::array<ExtensionRow, 8> kTable = {{
     {"webloc", "Web shortcut", 1},
 }};
 
+// What a Linux user downloads and runs (the `linux` catalogue, besides the table above).
+constexpr std::array<ExtensionRow, 10> kLinuxTable = {{
+    {"deb", "Debian software package", 4},
+    {"rpm", "RPM software package", 4},
+    {"run", "Self-extracting installer", 4},
+    {"appimage", "AppImage application", 3},
+    {"snap", "Snap package", 3},
+    {"flatpakref", "Flatpak install link", 3},
+    {"iso", "Disk image", 2},
+    {"img", "Disk image", 2},
+    {"exe", "Windows program", 1},
+    {"msi", "Windows installer package", 1},
+}};
+
 constexpr std::array<std::string_view, 25> kExcludedExtensions = {
     "txt",  "md",  "markdown", "rst", "pdf",  "rtf", "doc", "docx", "odt",
     "html", "htm", "nfo",      "log", "json", "xml", "csv", "jpg",  "jpeg",
     "png",  "gif", "webp",     "svg", "srt",  "sub", "vtt"};
 
-const ExtensionRow* rowFor(std::string_view extension) {
+const ExtensionRow* rowFor(std::string_view extension, Catalogue catalogue) {
     for (const auto& row : kTable) {
         if (row.extension == extension) return &row;
+    }
+    if (catalogue == Catalogue::linux) {
+        for (const auto& row : kLinuxTable) {
+            if (row.extension == extension) return &row;
+        }
     }
     return nullptr;
 }
@@ -63,9 +82,9 @@ std::string asciiLowercased(std::string_view text) {
 
 }  // namespace
 
-std::optional<std::string> securityDetail(std::string_view fileName) {
+std::optional<std::string> securityDetail(std::string_view fileName, Catalogue catalogue) {
     const std::string extension = pathExtensionLowercased(fileName);
-    if (const auto* row = rowFor(extension)) return std::string(row->detail);
+    if (const auto* row = rowFor(extension, catalogue)) return std::string(row->detail);
     if (std::find(kExcludedExtensions.begin(), kExcludedExtensions.end(), extension) !=
         kExcludedExtensions.end()) {
         return std::nullopt;
@@ -76,8 +95,9 @@ std::optional<std::string> securityDetail(std::string_view fileName) {
     return std::nullopt;
 }
 
-int securitySeverity(std::string_view fileName) {
-    if (const auto* row = rowFor(pathExtensionLowercased(fileName))) return row->severity;
+int securitySeverity(std::string_view fileName, Catalogue catalogue) {
+    if (const auto* row = rowFor(pathExtensionLowercased(fileName), catalogue))
+        return row->severity;
     return 1;
 }
 

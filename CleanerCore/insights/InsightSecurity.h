@@ -15,19 +15,30 @@
 // 3. Otherwise nullopt.
 //
 // Severity: "mobileconfig" 5; "pkg", "app" 4; "command", "sh", "workflow" 3; "dmg" 2; else 1.
+//
+// The `linux` catalogue adds what a Linux user downloads and runs, with the table above kept:
+// "deb" "Debian software package", "rpm" "RPM software package" and "run" "Self-extracting
+// installer" 4 (they install with administrator rights and run their own scripts); "appimage"
+// "AppImage application", "snap" "Snap package" and "flatpakref" "Flatpak install link" 3 (they
+// run or install software as the user; a Flatpak link may also add a software source); "iso" and
+// "img" "Disk image" 2, as "dmg"; "exe" "Windows program" and "msi" "Windows installer package"
+// 1 (they do not run without a compatibility layer). See docs/insights.md.
 // Pure, thread-safe.
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "CleanerCore/scanning/PathConventions.h"
 
 namespace velmora {
 
 inline constexpr std::string_view kSuspiciousFilenamePattern = "Suspicious filename pattern";
 
 /// The detail text for `fileName` (the last path component), or nullopt for no finding.
-std::optional<std::string> securityDetail(std::string_view fileName);
+std::optional<std::string> securityDetail(std::string_view fileName,
+                                          Catalogue catalogue = Catalogue::macos);
 
 /// The rank of a finding named `fileName`: higher is more severe.
-int securitySeverity(std::string_view fileName);
+int securitySeverity(std::string_view fileName, Catalogue catalogue = Catalogue::macos);
 
 }  // namespace velmora

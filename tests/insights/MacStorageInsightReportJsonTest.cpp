@@ -82,7 +82,9 @@ TEST(InsightSecurityTest, ClassifiesByNameOnly) {
         const char* name;
         std::optional<std::string> detail;
         int severity;
+        Catalogue catalogue = Catalogue::macos;
     };
+    constexpr auto linux = Catalogue::linux;
     const std::vector<Row> rows = {
         {"a.pkg", "Installer package", 4},
         {"a.DMG", "Disk image", 2},
@@ -99,10 +101,25 @@ TEST(InsightSecurityTest, ClassifiesByNameOnly) {
         {"crackers.zip", std::nullopt, 1},
         {"how-to-crack.txt", std::nullopt, 1},
         {"notes.md", std::nullopt, 1},
+        // What a Linux user downloads and runs; the macOS table stays as it is.
+        {"tool.deb", std::nullopt, 1},
+        {"tool.deb", "Debian software package", 4, linux},
+        {"tool.x86_64.rpm", "RPM software package", 4, linux},
+        {"NVIDIA-Linux.run", "Self-extracting installer", 4, linux},
+        {"Editor.AppImage", "AppImage application", 3, linux},
+        {"app_1.0.snap", "Snap package", 3, linux},
+        {"org.example.App.flatpakref", "Flatpak install link", 3, linux},
+        {"debian.iso", "Disk image", 2, linux},
+        {"sdcard.img", "Disk image", 2, linux},
+        {"setup.exe", "Windows program", 1, linux},
+        {"setup.MSI", "Windows installer package", 1, linux},
+        {"setup.pkg", "Installer package", 4, linux},
+        {"x.sh", "Shell script", 3, linux},
+        {"keygen.exe", "Windows program", 1, linux},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(securityDetail(row.name), row.detail) << row.name;
-        EXPECT_EQ(securitySeverity(row.name), row.severity) << row.name;
+        EXPECT_EQ(securityDetail(row.name, row.catalogue), row.detail) << row.name;
+        EXPECT_EQ(securitySeverity(row.name, row.catalogue), row.severity) << row.name;
     }
 }
 
