@@ -1,10 +1,15 @@
 #include "CleanerCore/insights/InsightScanRoots.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <sstream>
 
 #include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/platform/FileSystem.h"
 
 namespace velmora {
 
@@ -84,12 +89,13 @@ std::vector<InsightScanRoot> insightScanRoots(const std::string& home, Catalogue
                                               const std::optional<std::string>& configHome) {
     const std::string h = standardizePath(home);
     std::vector<InsightScanRoot> roots;
-    auto add = [&](const std::string& path, bool isDownloads) {
+    using Role = InsightScanRoot::Role;
+    auto add = [&](const std::string& path, bool isDownloads, Role role = Role::userFolder) {
         const std::string p = standardizePath(path);
         for (const auto& r : roots) {
             if (r.path == p) return;
         }
-        roots.push_back({p, isDownloads});
+        roots.push_back({p, isDownloads, role});
     };
     if (catalogue == Catalogue::macos) {
         static constexpr std::array<std::string_view, 8> kRoots = {"Downloads",
@@ -124,8 +130,21 @@ std::vector<InsightScanRoot> insightScanRoots(const std::string& home, Catalogue
         if (path == h) continue;
         add(path, i == 0);
     }
-    add(h + "/.local/share", false);
-    add(h + "/.var/app", false);
+    add(h + "/.local/share", false, Role::mapOnly);
+    add(h + "/.var/app", false, Role::mapOnly);
+    // Everything else in the home gets a map item of its own, so that the map's total is the
+    // home's: most of a Linux home's bytes lie in hidden folders (~/.cache, ~/.cargo, ...).
+    std::vector<std::string> names;
+    if (UniqueFd dir = openDirectoryFollowingLinks(h)) {
+        forEachDirectoryEntry(dir.get(), [&](const char* name, unsigned char) {
+            struct stat st {};
+            if (::fstatat(dir.get(), name, &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode))
+                names.emplace_back(name);
+        });
+    }
+    std::sort(names.begin(), names.end());
+    for (const auto& name : names) add(h + "/" + name, false, Role::mapOnly);
+    add(h, false, Role::looseFiles);
     return roots;
 }
 

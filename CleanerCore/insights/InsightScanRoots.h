@@ -7,11 +7,15 @@
 // read from `<configHome>/user-dirs.dirs` when that file exists (a folder it does not name, or
 // names as the home folder itself, which xdg-user-dirs uses to switch a folder off, falls back
 // to / is dropped respectively), else the English names "Downloads", "Desktop", "Documents",
-// "Videos", "Pictures", "Music"; then "~/.local/share" and "~/.var/app". A path listed twice is
-// kept once, at its first place.
+// "Videos", "Pictures", "Music"; then "~/.local/share" and "~/.var/app"; then every other
+// top-level folder of the home (hidden ones included, symbolic links not), in byte order of
+// their names; last the home folder itself for the files directly in it. Only the user folders
+// give per-file findings; the others are storage-map items, so that the map adds up to the
+// home. A path listed twice is kept once, at its first place.
 //
-// Only the candidate list is computed here; whether a root exists is the scanner's business.
-// Reads at most the one user-dirs file; thread-safe.
+// Whether a root exists is the scanner's business, except for the top-level folders, which are
+// found by listing the home folder. Reads at most the user-dirs file and the home's listing;
+// thread-safe.
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,8 +26,15 @@
 namespace velmora {
 
 struct InsightScanRoot {
+    /// What a root contributes besides its map item.
+    enum class Role {
+        userFolder,  ///< findings (large files, downloads, duplicates, security) come from it
+        mapOnly,     ///< its size only
+        looseFiles,  ///< the home folder: only its own regular files, no folder below it
+    };
     std::string path;          ///< standardized absolute path
     bool isDownloads = false;  ///< the root whose files become Downloads items
+    Role role = Role::userFolder;
     friend bool operator==(const InsightScanRoot&, const InsightScanRoot&) = default;
 };
 

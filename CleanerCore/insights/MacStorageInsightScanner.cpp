@@ -1,16 +1,22 @@
 #include "CleanerCore/insights/MacStorageInsightScanner.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cmath>
+#include <mutex>
 #include <queue>
+#include <set>
+#include <thread>
 
 #include "CleanerCore/insights/DuplicateDetection.h"
 #include "CleanerCore/insights/DuplicateKeeper.h"
 #include "CleanerCore/insights/InsightSecurity.h"
+#include "CleanerCore/insights/WorkerPool.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/safety/PathRules.h"
@@ -49,28 +55,35 @@ bool isContainerFolderName(const std::string& c) {
     return c == "containers" || c == "group containers";
 }
 
-// The insight rule's additions to isProtectedUserDataPath; a component that can complete one.
+// A component that can complete the insight rule's own names (beside the cleanup rule's, which
+// nameMayCompleteProtectedPath covers and of which the insight rule is a part).
 bool mayCompleteInsightRule(std::string_view name) {
     const std::string n = lowercased(name);
     return n == ".trash" || isContainerFolderName(n);
 }
 
-bool insightRuleAdditionsProtect(std::string_view path) {
+// The insight scan's own rule: personal data under a Library folder, container folders, and
+// anything inside a ".trash" folder.
+bool insightRuleProtects(std::string_view path) {
     const auto c = lowercasedComponents(path);
     if (c.size() < 2) return false;
     for (size_t i = 0; i < c.size(); ++i) {
         if (c[i] == ".trash") return true;
         if (c[i] != "library" || i + 1 >= c.size()) continue;
-        if (isContainerFolderName(c[i + 1])) return true;
-        if (c[i + 1] == "application support" && i + 2 < c.size() &&
-            isContainerFolderName(c[i + 2])) {
+        const std::string& next = c[i + 1];
+        if (next == "keychains" || next == "mail" || next == "messages" || next == "cloudstorage" ||
+            next == "mobile documents" || isContainerFolderName(next)) {
+            return true;
+        }
+        if (next == "application support" && i + 2 < c.size() &&
+            (c[i + 2] == "clouddocs" || isContainerFolderName(c[i + 2]))) {
             return true;
         }
     }
     return false;
 }
 
-// A regular file or package found by the walk.
+// A regular file or package kept for the findings.
 struct WalkedFile {
     std::string path;
     int64_t sizeBytes = 0;    // allocated size, else logical size
@@ -80,7 +93,6 @@ struct WalkedFile {
     int64_t linkCount = 1;
     uint64_t device = 0;
     uint64_t inode = 0;
-    bool inDownloads = false;
 };
 
 int64_t nonNegative(int64_t v) {
@@ -92,181 +104,227 @@ int64_t countedSize(const struct stat& st) {
     return allocated > 0 ? allocated : nonNegative(static_cast<int64_t>(st.st_size));
 }
 
-// The security candidates: the `limit` best by severity, size, then path, in a binary heap whose
-// top is the worst kept candidate.
+bool largerFirst(const WalkedFile& a, const WalkedFile& b) {
+    if (a.sizeBytes != b.sizeBytes) return a.sizeBytes > b.sizeBytes;
+    return a.path < b.path;
+}
+
+// A security candidate, ranked by severity, size, then path.
 struct SecurityCandidate {
     int severity;
-    int64_t size;
-    std::string path;
-    size_t file;
+    WalkedFile file;
     std::string detail;
 };
 bool ranksAbove(const SecurityCandidate& a, const SecurityCandidate& b) {
     if (a.severity != b.severity) return a.severity > b.severity;
-    if (a.size != b.size) return a.size > b.size;
-    return a.path < b.path;
+    return largerFirst(a.file, b.file);
 }
-struct WorstOnTop {
-    bool operator()(const SecurityCandidate& a, const SecurityCandidate& b) const {
-        return ranksAbove(a, b);
-    }
-};
 
-class InsightWalk {
+// The `limit` best elements under `better`, in a binary heap whose top is the worst kept one.
+template <typename T, typename Better>
+class BestOf {
   public:
-    InsightWalk(const MacStorageInsightScanner::Configuration& config, Catalogue catalogue,
-                const CancellationToken& cancel)
-        : config_(config), catalogue_(catalogue), cancel_(cancel) {}
-
-    /// The identities (device, inode) of every kept root: a folder met in one root's walk that
-    /// is another root is left to that root, so the storage map never counts it twice.
-    void setRootIdentities(std::vector<std::pair<dev_t, ino_t>> roots) {
-        rootIdentities_ = std::move(roots);
+    BestOf(size_t limit, Better better) : limit_(limit), heap_(better) {}
+    void add(T value) {
+        heap_.push(std::move(value));
+        if (heap_.size() > limit_) heap_.pop();
     }
-
-    /// Progress while walking: `report(currentPath, visited, counted)` at each root's start and
-    /// every kProgressInterval visits.
-    void setProgress(std::function<void(const std::string&, int64_t, int64_t)> report) {
-        progress_ = std::move(report);
-    }
-    static constexpr int64_t kProgressInterval = 512;
-
-    /// Walks one kept root. `st` is what stat (following a link) found at the root's path: a
-    /// root may be a symbolic link to a folder (an XDG folder on another disk, say); only the
-    /// root itself is followed, never anything below it.
-    StorageMapItem walkRoot(const InsightScanRoot& root, const struct stat& st,
-                            std::string_view home, std::optional<std::string_view> platformHome) {
-        StorageMapItem item;
-        item.id = root.path;
-        item.url = FileURL::directory(root.path);
-        item.displayName = insightDisplayPath(root.path, home, platformHome);
-        // A linked root is judged by where it leads as well as by its own path.
-        if (isProtectedInsightPath(root.path, catalogue_) ||
-            isProtectedInsightPath(resolvingSymlinksInPath(root.path), catalogue_)) {
-            skip(root.path, true, InsightSkipReason::kProtectedUserDataPath);
-            return item;
-        }
-        UniqueFd fd = openDirectoryFollowingLinks(root.path);
-        struct stat opened {};
-        if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st.st_dev ||
-            opened.st_ino != st.st_ino) {
-            skip(root.path, true, InsightSkipReason::kCouldNotEnumerateFolder);
-            return item;
-        }
-        root_ = RootState{};
-        root_.inDownloads = root.isDownloads;
-        root_.device = st.st_dev;
-        root_.inode = st.st_ino;
-        path_ = root.path;
-        if (progress_) progress_(path_, visitedTotal_, countedTotal_);
-        walk(fd.get(), 0);
-        item.sizeBytes = root_.sizeBytes;
-        item.itemCount = root_.itemCount;
-        item.isTruncated = root_.truncated;
-        return item;
-    }
-
-    bool cancelled() const { return cancelled_; }
-    int64_t visitedItems() const { return visitedTotal_; }
-    std::vector<WalkedFile>& files() { return files_; }
-    std::vector<SkippedItem>& skipped() { return skipped_; }
-
-    /// The kept security candidates, best first.
-    std::vector<SecurityCandidate> securityCandidates() {
-        std::vector<SecurityCandidate> out;
-        while (!security_.empty()) {
-            out.push_back(security_.top());
-            security_.pop();
+    /// Best first; empties the heap.
+    std::vector<T> take() {
+        std::vector<T> out;
+        while (!heap_.empty()) {
+            out.push_back(heap_.top());
+            heap_.pop();
         }
         std::reverse(out.begin(), out.end());
         return out;
     }
 
   private:
-    struct RootState {
-        int64_t sizeBytes = 0;
-        int64_t itemCount = 0;
-        int64_t visited = 0;
-        bool truncated = false;
-        bool stop = false;
-        bool inDownloads = false;
-        dev_t device = 0;
-        ino_t inode = 0;
-    };
+    size_t limit_;
+    std::priority_queue<T, std::vector<T>, Better> heap_;
+};
+using BetterFile = bool (*)(const WalkedFile&, const WalkedFile&);
+using BetterSecurity = bool (*)(const SecurityCandidate&, const SecurityCandidate&);
 
+// A file with more than one name that a root counted, to count it once across roots.
+struct LinkedFile {
+    uint64_t device, inode;
+    int64_t sizeBytes;
+    friend auto operator<=>(const LinkedFile&, const LinkedFile&) = default;
+};
+
+// What the walk of one root found; merged in root order so the report does not depend on which
+// worker walked which root.
+struct RootResult {
+    StorageMapItem item;
+    std::vector<SkippedItem> skipped;
+    std::vector<WalkedFile> recent;  // held back by the age rule, in walk order, bounded
+    std::vector<WalkedFile> large, downloads;
+    std::vector<SecurityCandidate> security;
+    std::vector<WalkedFile> duplicateCandidates;
+    std::vector<LinkedFile> linked;
+    bool cancelled = false;
+};
+
+// What every root's walk shares, read-only (progress aside, which is serialized).
+struct WalkContext {
+    const MacStorageInsightScanner::Configuration& config;
+    Catalogue catalogue;
+    const CancellationToken& cancel;
+    std::string_view home;
+    std::optional<std::string_view> platformHome;
+    Date recentAfter;
+    /// Identities (device, inode) of every kept root: a folder met in one root's walk that is
+    /// another root is left to that root, so the storage map never counts it twice.
+    std::vector<std::pair<dev_t, ino_t>> rootIdentities;
+    /// Progress: totals over all walks, published under the mutex.
+    std::function<void(const std::string&, int64_t, int64_t)> progress;
+    std::mutex progressMutex;
+    std::atomic<int64_t> visitedTotal{0}, countedTotal{0};
+};
+
+class RootWalk {
+  public:
+    static constexpr int64_t kProgressInterval = 512;
+
+    RootWalk(WalkContext& context, const InsightScanRoot& root)
+        : c_(context),
+          root_(root),
+          listsFiles_(root.role == InsightScanRoot::Role::userFolder),
+          large_(static_cast<size_t>(context.config.maximumResultCount), largerFirst),
+          downloads_(static_cast<size_t>(context.config.maximumResultCount), largerFirst),
+          security_(static_cast<size_t>(context.config.maximumResultCount), ranksAbove) {}
+
+    /// Walks the root. `st` is what stat (following a link) found at the root's path: a root may
+    /// be a symbolic link to a folder (an XDG folder on another disk, say); only the root itself
+    /// is followed, never anything below it.
+    RootResult run(const struct stat& st) {
+        RootResult& r = result_;
+        r.item.id = root_.path;
+        r.item.url = FileURL::directory(root_.path);
+        r.item.displayName = insightDisplayPath(root_.path, c_.home, c_.platformHome);
+        // A linked root is judged by where it leads as well as by its own path.
+        if (isProtectedInsightPath(root_.path, c_.catalogue) ||
+            isProtectedInsightPath(resolvingSymlinksInPath(root_.path), c_.catalogue)) {
+            skip(root_.path, true, InsightSkipReason::kProtectedUserDataPath);
+            return std::move(result_);
+        }
+        UniqueFd fd = openDirectoryFollowingLinks(root_.path);
+        struct stat opened {};
+        if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st.st_dev ||
+            opened.st_ino != st.st_ino) {
+            skip(root_.path, true, InsightSkipReason::kCouldNotEnumerateFolder);
+            return std::move(result_);
+        }
+        device_ = st.st_dev;
+        inode_ = st.st_ino;
+        path_ = root_.path;
+        if (c_.progress) publishProgress();
+        walk(fd.get(), 0);
+        flushProgressCounts();
+        r.item.sizeBytes = sizeBytes_;
+        r.item.itemCount = itemCount_;
+        r.item.isTruncated = truncated_;
+        r.large = large_.take();
+        r.downloads = downloads_.take();
+        r.security = security_.take();
+        r.linked.assign(linked_.begin(), linked_.end());
+        return std::move(result_);
+    }
+
+  private:
     bool isAnotherRoot(const struct stat& st) const {
-        if (st.st_dev == root_.device && st.st_ino == root_.inode) return false;
-        return std::find(rootIdentities_.begin(), rootIdentities_.end(),
-                         std::pair{st.st_dev, st.st_ino}) != rootIdentities_.end();
+        if (st.st_dev == device_ && st.st_ino == inode_) return false;
+        return std::find(c_.rootIdentities.begin(), c_.rootIdentities.end(),
+                         std::pair{st.st_dev, st.st_ino}) != c_.rootIdentities.end();
     }
 
     void skip(const std::string& path, bool isDirectory, std::string_view reason) {
-        skipped_.push_back({FileURL(path, isDirectory), std::string(reason)});
+        result_.skipped.push_back({FileURL(path, isDirectory), std::string(reason)});
     }
 
     bool isProtectedChild(const std::string& path, const char* name) const {
-        return (nameMayCompleteProtectedPath(name, catalogue_) || mayCompleteInsightRule(name)) &&
-               isProtectedInsightPath(path, catalogue_);
+        return (nameMayCompleteProtectedPath(name, c_.catalogue) || mayCompleteInsightRule(name)) &&
+               isProtectedInsightPath(path, c_.catalogue);
+    }
+
+    void flushProgressCounts() {
+        c_.visitedTotal += pendingVisits_;
+        c_.countedTotal += pendingCounted_;
+        pendingVisits_ = pendingCounted_ = 0;
+    }
+
+    void publishProgress() {
+        flushProgressCounts();
+        std::lock_guard lock(c_.progressMutex);
+        c_.progress(path_, c_.visitedTotal.load(), c_.countedTotal.load());
     }
 
     // Counts one visit; false (and the root stops as truncated) beyond the limit.
     bool countVisit() {
-        if (++visitedTotal_ % kProgressInterval == 0 && progress_)
-            progress_(path_, visitedTotal_, countedTotal_);
-        if (++root_.visited <= config_.maximumVisitedItemsPerRoot) return true;
+        if (++pendingVisits_ >= kProgressInterval && c_.progress) publishProgress();
+        if (++visited_ <= c_.config.maximumVisitedItemsPerRoot) return true;
         stopTruncated();
         return false;
     }
 
     void stopTruncated() {
-        if (!root_.truncated) {
-            skipped_.push_back({FileURL::directory(rootPath()),
-                                std::string(InsightSkipReason::kFolderInventoryLimitExceeded)});
-        }
-        root_.truncated = true;
-        root_.stop = true;
+        if (!truncated_) skip(root_.path, true, InsightSkipReason::kFolderInventoryLimitExceeded);
+        truncated_ = true;
+        stop_ = true;
     }
 
-    std::string rootPath() const { return path_.substr(0, rootLength_); }
-
-    static std::optional<std::vector<std::string>> list(int dirFd) {
-        std::vector<std::string> names;
-        if (!forEachDirectoryEntry(dirFd,
-                                   [&](const char* n, unsigned char) { names.push_back(n); })) {
+    struct Entry {
+        std::string name;
+        unsigned char type;
+    };
+    static std::optional<std::vector<Entry>> list(int dirFd) {
+        std::vector<Entry> entries;
+        if (!forEachDirectoryEntry(dirFd, [&](const char* n, unsigned char t) {
+                entries.push_back({n, t});
+            })) {
             return std::nullopt;
         }
-        return names;
+        return entries;
     }
 
     void walk(int dirFd, int depth) {
-        if (depth == 0) rootLength_ = path_.size();
-        auto names = list(dirFd);
-        if (!names) {
+        auto entries = list(dirFd);
+        if (!entries) {
             skip(path_, true, InsightSkipReason::kCouldNotEnumerateFolder);
             return;
         }
-        for (const auto& name : *names) {
-            if (root_.stop || cancelled_) return;
-            if (cancel_.isCancellationRequested()) {
-                cancelled_ = true;
+        for (const auto& e : *entries) {
+            if (stop_ || result_.cancelled) return;
+            if (c_.cancel.isCancellationRequested()) {
+                result_.cancelled = true;
                 return;
             }
-            visit(dirFd, name.c_str(), depth);
+            visit(dirFd, e, depth);
         }
     }
 
-    void visit(int dirFd, const char* name, int depth) {
+    void visit(int dirFd, const Entry& e, int depth) {
+        const char* name = e.name.c_str();
+        // The home folder's own files only: its folders are roots of their own.
+        if (root_.role == InsightScanRoot::Role::looseFiles && e.type == DT_DIR) return;
         const size_t parentLength = path_.size();
         path_ += '/';
-        path_ += name;
+        path_ += e.name;
         struct Restore {
             std::string& p;
             size_t n;
             ~Restore() { p.resize(n); }
         } restore{path_, parentLength};
 
+        // A folder the kernel names as one is opened first and described by its descriptor
+        // (one path lookup instead of two); anything else is described without following links.
+        UniqueFd child;
         struct stat st {};
-        if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (e.type == DT_DIR) child = openDirectoryAt(dirFd, name);
+        if (child ? ::fstat(child.get(), &st) != 0
+                  : ::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
             if (errno != ENOENT) skip(path_, false, InsightSkipReason::kCouldNotEnumerateFolder);
             return;
         }
@@ -274,13 +332,18 @@ class InsightWalk {
             skip(path_, S_ISDIR(st.st_mode), InsightSkipReason::kProtectedUserDataPath);
             return;
         }
-        if (S_ISDIR(st.st_mode) && isAnotherRoot(st)) return;
+        if (S_ISDIR(st.st_mode)) {
+            if (root_.role == InsightScanRoot::Role::looseFiles || isAnotherRoot(st)) return;
+        }
         if (!countVisit()) return;
         if (S_ISLNK(st.st_mode)) return;
         if (S_ISDIR(st.st_mode)) {
-            if (isPackageExtension(pathExtensionLowercased(name)))
+            // Packages are a bundle format of the user's own documents and downloads; elsewhere
+            // (a Flatpak application's data in ~/.var/app/org.example.App, say) a folder is a
+            // folder whatever its name.
+            if (listsFiles_ && isPackageExtension(pathExtensionLowercased(name)))
                 return visitPackage(dirFd, name, st);
-            UniqueFd child = openDirectoryAt(dirFd, name);
+            if (!child) child = openDirectoryAt(dirFd, name);
             if (!child || depth + 1 >= kMaximumWalkDepth) {
                 if (!child && errno == ENOENT) return;
                 skip(path_, true, InsightSkipReason::kCouldNotEnumerateFolder);
@@ -293,33 +356,51 @@ class InsightWalk {
     }
 
     void record(const struct stat& st, int64_t size, bool isPackage) {
+        // One inode is one file: a second name of a file already counted here adds nothing.
+        if (!isPackage && st.st_nlink > 1) {
+            if (!linked_.insert({st.st_dev, st.st_ino, size}).second) return;
+        }
         int64_t sum = 0;
-        if (__builtin_add_overflow(root_.sizeBytes, size, &sum)) {
-            root_.truncated = true;
-            root_.stop = true;
+        if (__builtin_add_overflow(sizeBytes_, size, &sum)) {
+            truncated_ = true;
+            stop_ = true;
             return;
         }
-        root_.sizeBytes = sum;
-        ++root_.itemCount;
-        ++countedTotal_;
+        sizeBytes_ = sum;
+        ++itemCount_;
+        ++pendingCounted_;
+        if (!listsFiles_) return;
+
+        // Only what can become a finding is kept, so memory does not grow with the home.
+        const int64_t logicalSize = nonNegative(static_cast<int64_t>(st.st_size));
+        const bool isLarge = size >= c_.config.minimumLargeFileBytes;
+        const bool isDuplicateCandidate =
+            !isPackage && logicalSize >= c_.config.minimumDuplicateFileBytes;
+        const std::string_view name = std::string_view(path_).substr(path_.rfind('/') + 1);
+        auto detail = securityDetail(name, c_.catalogue);
+        if (!isLarge && !root_.isDownloads && !isDuplicateCandidate && !detail) return;
+
         WalkedFile f;
         f.path = path_;
         f.sizeBytes = size;
-        f.logicalSize = nonNegative(static_cast<int64_t>(st.st_size));
+        f.logicalSize = logicalSize;
         f.modificationDate = dateFromTimespec(st.st_mtim);
         f.isPackage = isPackage;
         f.linkCount = static_cast<int64_t>(st.st_nlink);
         f.device = static_cast<uint64_t>(st.st_dev);
         f.inode = static_cast<uint64_t>(st.st_ino);
-        f.inDownloads = root_.inDownloads;
-        const std::string name = lastPathComponent(path_);
-        if (auto detail = securityDetail(name)) {
-            security_.push(
-                {securitySeverity(name), size, path_, files_.size(), std::move(*detail)});
-            if (static_cast<int64_t>(security_.size()) > config_.maximumResultCount)
-                security_.pop();
+        if (detail) security_.add({securitySeverity(name, c_.catalogue), f, std::move(*detail)});
+        if (isDuplicateCandidate) result_.duplicateCandidates.push_back(f);
+        if (isLarge || root_.isDownloads) {
+            if (f.modificationDate > c_.recentAfter) {
+                if (static_cast<int64_t>(result_.recent.size()) <
+                    c_.config.maximumRecentReviewSkippedItems)
+                    result_.recent.push_back(std::move(f));
+                return;
+            }
+            if (isLarge && root_.isDownloads) downloads_.add(f);
+            (isLarge ? large_ : downloads_).add(std::move(f));
         }
-        files_.push_back(std::move(f));
     }
 
     // A package is one unit: its regular files are summed, none of them is a finding.
@@ -327,7 +408,7 @@ class InsightWalk {
         UniqueFd fd = openDirectoryAt(dirFd, name);
         PackageSum sum;
         if (!fd || !sumPackage(fd.get(), 0, sum)) {
-            if (cancelled_ || root_.stop) return;
+            if (result_.cancelled || stop_) return;
             skip(path_, true,
                  sum.containsProtected ? InsightSkipReason::kContainsProtectedUserData
                                        : InsightSkipReason::kCouldNotEnumeratePackage);
@@ -345,29 +426,29 @@ class InsightWalk {
     // False when the package cannot be sized: unreadable, protected inside, too large (the root
     // stops as truncated) or cancelled.
     bool sumPackage(int dirFd, int depth, PackageSum& sum) {
-        auto names = list(dirFd);
-        if (!names || depth + 1 >= kMaximumWalkDepth) return false;
+        auto entries = list(dirFd);
+        if (!entries || depth + 1 >= kMaximumWalkDepth) return false;
         const size_t base = path_.size();
-        for (const auto& n : *names) {
-            if (cancel_.isCancellationRequested()) {
-                cancelled_ = true;
+        for (const auto& e : *entries) {
+            if (c_.cancel.isCancellationRequested()) {
+                result_.cancelled = true;
                 return false;
             }
             path_.resize(base);
             path_ += '/';
-            path_ += n;
+            path_ += e.name;
             struct stat st {};
-            if (::fstatat(dirFd, n.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            if (::fstatat(dirFd, e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
                 if (errno == ENOENT) continue;
                 path_.resize(base);
                 return false;
             }
-            if (isProtectedChild(path_, n.c_str())) {
+            if (isProtectedChild(path_, e.name.c_str())) {
                 sum.containsProtected = true;
                 path_.resize(base);
                 return false;
             }
-            if (++sum.items > config_.maximumVisitedItemsPerRoot) {
+            if (++sum.items > c_.config.maximumVisitedItemsPerRoot) {
                 path_.resize(base);
                 stopTruncated();
                 return false;
@@ -376,7 +457,7 @@ class InsightWalk {
             if (S_ISREG(st.st_mode)) {
                 ok = !__builtin_add_overflow(sum.bytes, countedSize(st), &sum.bytes);
             } else if (S_ISDIR(st.st_mode)) {
-                UniqueFd child = openDirectoryAt(dirFd, n.c_str());
+                UniqueFd child = openDirectoryAt(dirFd, e.name.c_str());
                 ok = child && sumPackage(child.get(), depth + 1, sum);
             }
             path_.resize(base);
@@ -385,20 +466,19 @@ class InsightWalk {
         return true;
     }
 
-    const MacStorageInsightScanner::Configuration& config_;
-    Catalogue catalogue_;
-    const CancellationToken& cancel_;
-    RootState root_;
-    std::vector<std::pair<dev_t, ino_t>> rootIdentities_;
-    std::function<void(const std::string&, int64_t, int64_t)> progress_;
-    int64_t visitedTotal_ = 0;
-    int64_t countedTotal_ = 0;
+    WalkContext& c_;
+    const InsightScanRoot& root_;
+    const bool listsFiles_;
+    RootResult result_;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
     std::string path_;
-    size_t rootLength_ = 0;
-    bool cancelled_ = false;
-    std::vector<WalkedFile> files_;
-    std::vector<SkippedItem> skipped_;
-    std::priority_queue<SecurityCandidate, std::vector<SecurityCandidate>, WorstOnTop> security_;
+    int64_t sizeBytes_ = 0, itemCount_ = 0, visited_ = 0;
+    int64_t pendingVisits_ = 0, pendingCounted_ = 0;
+    bool truncated_ = false, stop_ = false;
+    std::set<LinkedFile> linked_;
+    BestOf<WalkedFile, BetterFile> large_, downloads_;
+    BestOf<SecurityCandidate, BetterSecurity> security_;
 };
 
 // The identity of `f` when the path still names the walked object, else nothing.
@@ -408,16 +488,23 @@ std::optional<FileResourceIdentity> identityOf(const WalkedFile& f) {
     return id;
 }
 
-bool largerFirst(const WalkedFile* a, const WalkedFile* b) {
-    if (a->sizeBytes != b->sizeBytes) return a->sizeBytes > b->sizeBytes;
-    return a->path < b->path;
+size_t walkWorkers(size_t requested) {
+    if (requested > 0) return requested;
+    return std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 4);
 }
 
 }  // namespace
 
 bool isProtectedInsightPath(std::string_view standardizedPath, Catalogue catalogue) {
-    return isProtectedUserDataPath(standardizedPath, catalogue) ||
-           insightRuleAdditionsProtect(standardizedPath);
+    if (insightRuleProtects(standardizedPath)) return true;
+    return catalogue == Catalogue::linux && isLinuxPersonalDataPath(standardizedPath);
+}
+
+MacStorageInsightScanner::Configuration MacStorageInsightScanner::Configuration::forCatalogue(
+    Catalogue catalogue) {
+    Configuration c;
+    if (catalogue == Catalogue::linux) c.maximumVisitedItemsPerRoot = kLinuxVisitedItemsPerRoot;
+    return c;
 }
 
 MacStorageInsightScanner::Configuration MacStorageInsightScanner::Configuration::clamped() const {
@@ -455,7 +542,8 @@ MacStorageInsightScanner::MacStorageInsightScanner(std::string home, Configurati
       configuration_(configuration.clamped()),
       options_(std::move(options)) {}
 
-MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& cancel) const {
+MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& cancel,
+                                                       Notes* notes) const {
     MacStorageInsightReport report;
     report.hasCompletedScan = true;
     report.scannedAt = options_.now ? options_.now() : currentDate();
@@ -468,19 +556,28 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
     // Kept roots: folders (a link to a folder counts), each folder once however many roots
     // lead to it. Missing roots and roots that are not folders are dropped silently.
     std::vector<std::pair<InsightScanRoot, struct stat>> kept;
-    std::vector<std::pair<dev_t, ino_t>> identities;
+    WalkContext context{config,
+                        options_.catalogue,
+                        cancel,
+                        home_,
+                        platformHome,
+                        report.scannedAt - config.minimumReviewFileAge,
+                        {},
+                        {},
+                        {},
+                        {},
+                        {}};
     for (auto& root : insightScanRoots(home_, options_.catalogue, options_.configHome)) {
         auto st = statPath(root.path);
         if (!st || !S_ISDIR(st->st_mode)) continue;
         const std::pair identity{st->st_dev, st->st_ino};
-        if (std::find(identities.begin(), identities.end(), identity) != identities.end()) continue;
-        identities.push_back(identity);
+        auto& ids = context.rootIdentities;
+        if (std::find(ids.begin(), ids.end(), identity) != ids.end()) continue;
+        ids.push_back(identity);
         kept.emplace_back(std::move(root), *st);
     }
-    InsightWalk walk(config, options_.catalogue, cancel);
-    walk.setRootIdentities(std::move(identities));
     const auto steps = static_cast<int64_t>(kept.size()) + 1;  // the roots, then duplicates
-    int64_t completedRoots = 0;
+    std::atomic<int64_t> completedRoots{0};
     auto publish = [&](std::optional<FileURL> where, int64_t completed, int64_t visited,
                        int64_t counted) {
         options_.progress(StorageScanProgress::make(
@@ -488,22 +585,59 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
             static_cast<double>(completed) / static_cast<double>(steps)));
     };
     if (options_.progress) {
-        walk.setProgress([&](const std::string& path, int64_t visited, int64_t counted) {
-            publish(FileURL(path), completedRoots, visited, counted);
-        });
+        context.progress = [&](const std::string& path, int64_t visited, int64_t counted) {
+            publish(FileURL(path), completedRoots.load(), visited, counted);
+        };
     }
-    for (const auto& [root, st] : kept) {
-        if (walk.cancelled() || cancel.isCancellationRequested()) break;
-        auto item = walk.walkRoot(root, st, home_, platformHome);
-        report.isTruncated = report.isTruncated || item.isTruncated;
-        report.heatmapItems.push_back(std::move(item));
+
+    // Roots are walked side by side; their results are merged in root order.
+    std::vector<RootResult> results(kept.size());
+    std::vector<char> walked(kept.size(), 0);
+    runOnWorkers(kept.size(), walkWorkers(options_.walkWorkerCount), [&](size_t i, size_t) {
+        if (cancel.isCancellationRequested()) return;
+        results[i] = RootWalk(context, kept[i].first).run(kept[i].second);
+        walked[i] = 1;
         ++completedRoots;
+    });
+
+    bool cancelled = cancel.isCancellationRequested();
+    std::set<std::pair<uint64_t, uint64_t>> countedLinks;
+    std::vector<WalkedFile> recent, large, downloads, duplicateCandidates;
+    std::vector<SecurityCandidate> security;
+    for (size_t i = 0; i < results.size(); ++i) {
+        if (!walked[i]) continue;
+        RootResult& r = results[i];
+        cancelled = cancelled || r.cancelled;
+        // A file with several names in several roots counts in the first root only.
+        std::set<std::pair<uint64_t, uint64_t>> countedBefore;
+        for (const auto& l : r.linked) {
+            if (countedLinks.emplace(l.device, l.inode).second) continue;
+            countedBefore.emplace(l.device, l.inode);
+            r.item.sizeBytes -= l.sizeBytes;
+            r.item.itemCount -= 1;
+        }
+        auto elsewhere = [&](const WalkedFile& f) {
+            return !f.isPackage && f.linkCount > 1 && countedBefore.count({f.device, f.inode});
+        };
+        for (auto* list : {&r.recent, &r.large, &r.downloads, &r.duplicateCandidates}) {
+            std::erase_if(*list, elsewhere);
+        }
+        std::erase_if(r.security, [&](const SecurityCandidate& s) { return elsewhere(s.file); });
+        report.isTruncated = report.isTruncated || r.item.isTruncated;
+        report.heatmapItems.push_back(std::move(r.item));
+        for (auto& s : r.skipped) report.skippedItems.push_back(std::move(s));
+        auto append = [](auto& to, auto& from) {
+            std::move(from.begin(), from.end(), std::back_inserter(to));
+        };
+        append(recent, r.recent);
+        append(large, r.large);
+        append(downloads, r.downloads);
+        append(duplicateCandidates, r.duplicateCandidates);
+        append(security, r.security);
     }
     std::stable_sort(
         report.heatmapItems.begin(), report.heatmapItems.end(),
         [](const StorageMapItem& a, const StorageMapItem& b) { return a.sizeBytes > b.sizeBytes; });
-    report.skippedItems = std::move(walk.skipped());
-    const auto& files = walk.files();
 
     auto insight = [&](const WalkedFile& f, FileInsightKind kind, std::string detail,
                        CleanupSafety safety) {
@@ -522,23 +656,11 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
         return i;
     };
 
-    // Large files and Downloads items, with recent files held back.
-    const Date recentAfter = report.scannedAt - config.minimumReviewFileAge;
-    std::vector<const WalkedFile*> large, downloads;
-    int64_t recentSkipped = 0;
-    for (const auto& f : files) {
-        const bool isLarge = f.sizeBytes >= config.minimumLargeFileBytes;
-        if (!isLarge && !f.inDownloads) continue;
-        if (f.modificationDate > recentAfter) {
-            if (recentSkipped < config.maximumRecentReviewSkippedItems) {
-                ++recentSkipped;
-                report.skippedItems.push_back({FileURL(f.path, f.isPackage),
-                                               std::string(InsightSkipReason::kRecentlyModified)});
-            }
-            continue;
-        }
-        if (isLarge) large.push_back(&f);
-        if (f.inDownloads) downloads.push_back(&f);
+    // Recent files are held back from the lists, each with one skipped item (bounded).
+    const auto recentLimit = static_cast<size_t>(config.maximumRecentReviewSkippedItems);
+    for (size_t i = 0; i < recent.size() && i < recentLimit; ++i) {
+        report.skippedItems.push_back({FileURL(recent[i].path, recent[i].isPackage),
+                                       std::string(InsightSkipReason::kRecentlyModified)});
     }
     const auto limit = static_cast<size_t>(config.maximumResultCount);
     for (auto* list : {&large, &downloads}) {
@@ -547,28 +669,29 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
                           largerFirst);
         list->resize(keep);
     }
-    for (const auto* f : large) {
+    for (const auto& f : large) {
         report.largeFiles.push_back(
-            insight(*f, FileInsightKind::largeFile, "Large file", CleanupSafety::caution));
+            insight(f, FileInsightKind::largeFile, "Large file", CleanupSafety::caution));
     }
-    for (const auto* f : downloads) {
+    for (const auto& f : downloads) {
         report.downloadFiles.push_back(
-            insight(*f, FileInsightKind::download, "Downloads item", CleanupSafety::caution));
+            insight(f, FileInsightKind::download, "Downloads item", CleanupSafety::caution));
     }
-    for (auto& c : walk.securityCandidates()) {
-        report.securityFindings.push_back(insight(files[c.file], FileInsightKind::securitySignal,
+    std::sort(security.begin(), security.end(), ranksAbove);
+    if (security.size() > limit) security.resize(limit);
+    for (auto& c : security) {
+        report.securityFindings.push_back(insight(c.file, FileInsightKind::securitySignal,
                                                   std::move(c.detail),
                                                   CleanupSafety::manualReview));
     }
 
-    if (walk.cancelled() || cancel.isCancellationRequested()) {
+    if (cancelled || cancel.isCancellationRequested()) {
         report.isTruncated = true;
         return report;
     }
 
     std::vector<CollectedFile> collected;
-    for (const auto& f : files) {
-        if (f.isPackage || f.logicalSize < config.minimumDuplicateFileBytes) continue;
+    for (const auto& f : duplicateCandidates) {
         collected.push_back({f.path, f.logicalSize, f.device, f.inode, f.modificationDate,
                              f.linkCount, identityOf(f)});
     }
@@ -582,14 +705,15 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
     };
     dup.workerCount = options_.duplicateWorkerCount;
     dup.cancellation = &cancel;
-    const auto counted = static_cast<int64_t>(files.size());
-    if (options_.progress) publish(std::nullopt, steps - 1, walk.visitedItems(), counted);
+    const int64_t visited = context.visitedTotal.load();
+    const int64_t counted = context.countedTotal.load();
+    if (options_.progress) publish(std::nullopt, steps - 1, visited, counted);
     auto found = detectDuplicates(collected, dup);
     report.duplicateGroups = std::move(found.groups);
     for (auto& s : found.skippedItems) report.skippedItems.push_back(std::move(s));
     if (found.budgetExceeded || found.wasCancelled) report.isTruncated = true;
-    if (options_.progress && !found.wasCancelled)
-        publish(std::nullopt, steps, walk.visitedItems(), counted);
+    if (notes) notes->exceededDuplicateBudgets = std::move(found.exceededBudgets);
+    if (options_.progress && !found.wasCancelled) publish(std::nullopt, steps, visited, counted);
     return report;
 }
 

@@ -10,6 +10,11 @@
 // into protected data is skipped with "Protected user data path". A folder met inside one root
 // that is another kept root is left to that root, so no file counts in two map items.
 //
+// Roles (InsightScanRoots.h): findings come from the user folders only; the other roots of the
+// `linux` catalogue (every other top-level folder of the home, and the home's own files) are
+// storage-map items, so that the map adds up to the home. There a folder is a folder whatever
+// its name: package folders are a user-folder notion.
+//
 // Walk: each kept root is walked depth-first through directory descriptors; only the root
 // itself may be reached through a link, nothing below it (links are neither followed nor
 // counted). Per item: cancellation test; the protected-data rule (below) skips the
@@ -20,7 +25,10 @@
 // be listed, "Contains protected user data" when protected data lies inside it); a regular file
 // counts its allocated size, else its logical size. A folder that cannot be listed is skipped
 // with "Could not enumerate folder" and the walk goes on. Size overflow stops the root as
-// truncated.
+// truncated. A file with several names (hard links) counts once: in a root, at the first name
+// met; across roots, in the first root of the order above. The walk keeps no per-file state
+// beyond the files that may become findings (bounded lists, and files large enough to be
+// duplicate candidates) and the identities of files with several names.
 //
 // Findings (packages count as files here, except for duplicates): large files (size at least
 // `minimumLargeFileBytes`, caution) from every root and Downloads items (any size, caution) from
@@ -30,12 +38,18 @@
 // Security items (InsightSecurity.h, manual review) are kept in a bounded heap by severity, then
 // size, then path. Duplicates come from detectDuplicates over the regular files collected.
 //
-// Protected data: isProtectedUserDataPath with the catalogue, and in addition any path with a
-// component ".trash" or where "library" is followed by "containers" or "group containers", or
-// "library/application support" by "containers" or "group containers" (case-insensitive).
+// Protected data (the insight scan's own rule, not the cleanup rule: a backup or a disk image is
+// a finding here, while the cleanup checks still refuse to move it): lowercased components,
+// "library" followed by "keychains", "mail", "messages", "cloudstorage", "mobile documents",
+// "containers" or "group containers", or "library/application support" by "clouddocs",
+// "containers" or "group containers", or any component ".trash"; paths of fewer than two
+// components never. The `linux` catalogue adds isLinuxPersonalDataPath (keys, password stores,
+// mail, browser profiles, Trash folders).
 //
-// Threading: `scan` blocks the calling thread (duplicate reading uses its own workers); the
-// scanner holds no mutable state, so scans may run concurrently. Errors never escape: every
+// Threading: `scan` blocks the calling thread; roots are walked on up to `walkWorkerCount`
+// threads (the calling one included) and merged in root order, so the report does not depend
+// on the number of workers; duplicate reading uses its own workers. The scanner holds no
+// mutable state, so scans may run concurrently. Errors never escape: every
 // problem becomes a skipped item. Cancellation is tested before every item and between phases;
 // a cancelled scan returns what it found with `isTruncated` true and no duplicate groups.
 #include <cstdint>
@@ -81,6 +95,12 @@ class MacStorageInsightScanner {
         int64_t maximumDuplicateFingerprintFiles = 2'000;
         int64_t maximumDuplicateFingerprintBytes = 268'435'456;
 
+        /// The defaults for a catalogue: `macos` the values above; `linux` the same except a
+        /// visit limit under which a whole home maps completely (the walk keeps no per-file
+        /// state, so the limit bounds time, not memory).
+        static Configuration forCatalogue(Catalogue catalogue);
+        static constexpr int64_t kLinuxVisitedItemsPerRoot = 10'000'000;
+
         /// Floors 1 byte, 1 byte, age 0…30 days (NaN counts as 0), 128, 20, 0, 1, 1 MiB, 1 MiB,
         /// 1, 1 byte, in field order.
         Configuration clamped() const;
@@ -101,12 +121,15 @@ class MacStorageInsightScanner {
         std::function<Date()> now;
         /// Workers for duplicate reading; 0: detectDuplicates' default.
         size_t duplicateWorkerCount = 0;
-        /// Optional, called on the scanning thread: when each root starts, every 512 visited
-        /// items, when duplicate detection starts, and last with fraction 1 (not after a
-        /// cancellation). `totalLocations` is the kept roots plus one for duplicate detection,
-        /// `completedItems` the items visited, `foundCandidates` the files counted, `currentURL`
-        /// the item being visited (absent during duplicate detection). The fraction never
-        /// decreases. Must not block for long: the walk waits for it.
+        /// Threads that walk roots side by side; 0: one per core, at most 4.
+        size_t walkWorkerCount = 0;
+        /// Optional, called on the walking threads one call at a time (never concurrently):
+        /// when each root starts, every 512 visited items of a root, when duplicate detection
+        /// starts, and last with fraction 1 (not after a cancellation). `totalLocations` is the
+        /// kept roots plus one for duplicate detection, `completedItems` the items visited,
+        /// `foundCandidates` the files counted, `currentURL` the item being visited (absent during
+        /// duplicate detection). The fraction never decreases. Must not block for long: the walk
+        /// waits for it.
         std::function<void(const StorageScanProgress&)> progress;
     };
 
@@ -116,7 +139,13 @@ class MacStorageInsightScanner {
     const Configuration& configuration() const { return configuration_; }
     const std::string& home() const { return home_; }
 
-    MacStorageInsightReport scan(const CancellationToken& cancel) const;
+    /// What a scan learnt beside its report.
+    struct Notes {
+        /// The duplicate budgets that kept files from being compared: what to raise.
+        std::vector<DuplicateBudget> exceededDuplicateBudgets;
+    };
+
+    MacStorageInsightReport scan(const CancellationToken& cancel, Notes* notes = nullptr) const;
 
   private:
     std::string home_;

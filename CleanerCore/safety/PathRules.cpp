@@ -107,22 +107,29 @@ bool trashRuleProtects(const std::vector<std::string>& c) {
     return false;
 }
 
-// Linux personal data: keys, password stores, mail, browser and mail profiles, the Trash and
-// virtual-machine disks. Matched on lowercased components wherever they occur.
-bool linuxRuleProtects(const std::vector<std::string>& c) {
+// Virtual-machine disks: never proposed for cleanup, wherever they lie.
+bool linuxDiskImageRuleProtects(const std::vector<std::string>& c) {
+    static constexpr std::array<std::string_view, 5> kDiskImageSuffixes = {
+        ".qcow2", ".vdi", ".vmdk", ".vhd", ".vhdx"};
+    for (const auto& comp : c) {
+        for (auto s : kDiskImageSuffixes) {
+            if (endsWith(comp, s)) return true;
+        }
+    }
+    return false;
+}
+
+// Linux personal data: keys, password stores, mail, browser and mail profiles and the Trash.
+// Matched on lowercased components wherever they occur.
+bool linuxPersonalDataRuleProtects(const std::vector<std::string>& c) {
     static constexpr std::array<std::string_view, 9> kNames = {
         ".ssh",         ".gnupg",  ".password-store", ".pki",     ".mozilla",
         ".thunderbird", "maildir", ".maildir",        ".electrum"};
-    static constexpr std::array<std::string_view, 5> kDiskImageSuffixes = {
-        ".qcow2", ".vdi", ".vmdk", ".vhd", ".vhdx"};
     const size_t n = c.size();
     for (size_t i = 0; i < n; ++i) {
         const std::string& comp = c[i];
         for (auto name : kNames) {
             if (comp == name) return true;
-        }
-        for (auto s : kDiskImageSuffixes) {
-            if (endsWith(comp, s)) return true;
         }
         // .local/share/{keyrings,Trash,evolution,kwalletd}, .kde/share/apps/kwallet
         if (comp == ".local" && i + 2 < n && c[i + 1] == "share") {
@@ -149,7 +156,13 @@ bool linuxRuleProtects(const std::vector<std::string>& c) {
 bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue) {
     auto components = lowercasedComponents(path);
     if (macosRuleProtects(components) || trashRuleProtects(components)) return true;
-    return catalogue == Catalogue::linux && linuxRuleProtects(components);
+    return catalogue == Catalogue::linux &&
+           (linuxPersonalDataRuleProtects(components) || linuxDiskImageRuleProtects(components));
+}
+
+bool isLinuxPersonalDataPath(std::string_view path) {
+    const auto components = lowercasedComponents(path);
+    return trashRuleProtects(components) || linuxPersonalDataRuleProtects(components);
 }
 
 SafePathPolicy SafePathPolicy::make(const std::vector<std::string>& allowedRootPaths,

@@ -25,6 +25,11 @@ namespace velmora {
 /// The protected user-data rule for the given catalogue's conventions.
 bool isProtectedUserDataPath(std::string_view path, Catalogue catalogue);
 
+/// The part of the `linux` rule that is about privacy rather than about what may be cleaned:
+/// keys, password stores, mail, browser profiles and Trash folders, without the libraries,
+/// backups and disk images. The insight scan (read-only) builds its `linux` rule on it.
+bool isLinuxPersonalDataPath(std::string_view path);
+
 struct AllowedRoot {
     std::string rawPath;
     std::string resolvedPathKey;

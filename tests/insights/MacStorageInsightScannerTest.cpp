@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <map>
 
 #include "support/TestTree.h"
@@ -289,10 +292,34 @@ TEST_F(InsightScannerTest, ProtectedFoldersAreSkippedAndNeverListed) {
         }
     }
     (void)mail;
-    EXPECT_TRUE(isProtectedInsightPath(home + "/Library/Mail/V10/x", Catalogue::macos));
-    EXPECT_TRUE(isProtectedInsightPath(home + "/Library/Containers/org.x/Data", Catalogue::macos));
-    EXPECT_FALSE(isProtectedInsightPath(home + "/Documents/Containers", Catalogue::macos));
-    EXPECT_FALSE(isProtectedInsightPath("/", Catalogue::macos));
+}
+
+// The insight rule is the insight scan's own: the cleanup rule's libraries, backups and disk
+// images are findings here (the cleanup checks still refuse to move them).
+TEST(InsightProtectedRuleTest, ProtectsPersonalDataNotBackupsOrImages) {
+    struct Row {
+        const char* path;
+        bool macos, linux;
+    };
+    const std::vector<Row> rows = {
+        {"/h/Library/Mail/V10/x", true, true},
+        {"/h/Library/Containers/org.x/Data", true, true},
+        {"/h/Library/Application Support/Group Containers/x", true, true},
+        {"/h/Library/Mobile Documents/.Trash/x", true, true},
+        {"/h/Documents/Containers", false, false},
+        {"/h/Documents/Old.backup/data", false, false},
+        {"/h/Pictures/Photos.photoslibrary/x", false, false},
+        {"/h/Downloads/disk.img", false, false},
+        {"/h/VMs/win.qcow2", false, false},
+        {"/h/.ssh/id_ed25519", false, true},
+        {"/h/.mozilla/firefox/x", false, true},
+        {"/h/.local/share/Trash/files/x", false, true},
+        {"/", false, false},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(isProtectedInsightPath(row.path, Catalogue::macos), row.macos) << row.path;
+        EXPECT_EQ(isProtectedInsightPath(row.path, Catalogue::linux), row.linux) << row.path;
+    }
 }
 
 TEST_F(InsightScannerTest, LinksBelowARootAreNotFollowedNorCounted) {
@@ -335,10 +362,12 @@ TEST_F(InsightScannerTest, LinkedAndNestedRootsAreWalkedOnce) {
     const auto r = scan(smallConfig(), Catalogue::linux);
     std::map<std::string, int64_t> counts;
     for (const auto& i : r.heatmapItems) counts[i.displayName] = i.itemCount;
-    EXPECT_EQ(
-        counts,
-        (std::map<std::string, int64_t>{
-            {"~/Documents/Downloads", 1}, {"~/Desktop", 1}, {"~/Documents", 1}, {"~/Music", 0}}));
+    EXPECT_EQ(counts, (std::map<std::string, int64_t>{{"~/Documents/Downloads", 1},
+                                                      {"~/Desktop", 1},
+                                                      {"~/Documents", 1},
+                                                      {"~/Music", 0},
+                                                      {"~/.config", 1},
+                                                      {"~", 0}}));
     ASSERT_EQ(r.downloadFiles.size(), 1u);
     EXPECT_EQ(r.downloadFiles[0].url.path, download);
     ASSERT_EQ(r.skippedItems.size(), 1u);
@@ -399,6 +428,107 @@ TEST_F(InsightScannerTest, CancelledScanIsTruncatedWithoutDuplicates) {
     EXPECT_TRUE(r.duplicateGroups.empty());
 }
 
+// Every top-level folder of a Linux home is a map item, hidden ones included, and the home's own
+// files make one more, so the map adds up to the home; the findings still come only from the
+// user folders.
+TEST_F(InsightScannerTest, LinuxHomeMapAddsUpToTheHome) {
+    std::vector<std::string> counted = {
+        file("Documents/report.txt", 5'000),
+        file("Documents/Old.backup/data.bin", 3'000),  // a backup is not protected data here
+        file(".pyenv/versions/3.12/lib/libpython.so", 200'000),
+        file(".rustup/toolchains/stable/lib/std.rlib", 100'000),
+        file(".cache/pip/http/tool.deb", 10),
+        file(".local/bin/tool", 10),
+        file(".local/share/app/data", 10),
+        file(".var/app/org.example.App/data/one", 10),  // a Flatpak folder, not a bundle
+        file(".var/app/org.example.App/data/two", 10),
+        file("notes.txt", 10),
+    };
+    file(".ssh/id_ed25519", 10);
+    tree.file("elsewhere/huge.bin", 300'000);
+    tree.symlink("home/linked", tree.path("elsewhere"));
+
+    const auto r = scan(smallConfig(), Catalogue::linux);
+    int64_t expected = 0, total = 0;
+    for (const auto& p : counted) expected += allocated(p);
+    std::map<std::string, int64_t> items;
+    for (const auto& i : r.heatmapItems) {
+        items[i.displayName] = i.itemCount;
+        total += i.sizeBytes;
+    }
+    EXPECT_EQ(total, expected);
+    EXPECT_EQ(items, (std::map<std::string, int64_t>{{"~", 1},
+                                                     {"~/.cache", 1},
+                                                     {"~/.local", 1},
+                                                     {"~/.local/share", 1},
+                                                     {"~/.pyenv", 1},
+                                                     {"~/.rustup", 1},
+                                                     {"~/.ssh", 0},
+                                                     {"~/.var", 0},
+                                                     {"~/.var/app", 2},
+                                                     {"~/Documents", 2}}));
+    EXPECT_TRUE(r.largeFiles.empty());
+    EXPECT_TRUE(r.securityFindings.empty());
+    ASSERT_EQ(r.skippedItems.size(), 1u);
+    EXPECT_EQ(r.skippedItems[0].url.path, home + "/.ssh");
+    EXPECT_EQ(r.skippedItems[0].reason, "Protected user data path");
+    EXPECT_FALSE(r.isTruncated);
+}
+
+// One inode is one file: counted once in the map (in the first root that meets it), listed once,
+// and never a duplicate of itself. Any number of walkers gives the same report.
+TEST_F(InsightScannerTest, HardLinkedFileCountsOnce) {
+    const auto original = file("Documents/a.bin", 70'000);
+    tree.dir("home/Pictures");
+    ASSERT_EQ(::link(original.c_str(), tree.path("home/Pictures/a-link.bin").c_str()), 0);
+    const auto copy = tree.path("home/Music/copy.bin");
+    tree.dir("home/Music");
+    std::filesystem::copy_file(original, copy);
+    tree.setMtime("home/Music/copy.bin", old);
+    const auto cached = file(".cache/x", 5'000);
+    ASSERT_EQ(::link(cached.c_str(), tree.path("home/.cache/y").c_str()), 0);
+
+    const Date now = currentDate();
+    auto run = [&](size_t workers) {
+        MacStorageInsightScanner::Options o;
+        o.now = [now] { return now; };
+        o.catalogue = Catalogue::linux;
+        o.captureSnapshot = fixedSnapshot;
+        o.duplicateWorkerCount = 1;
+        o.walkWorkerCount = workers;
+        return MacStorageInsightScanner(home, smallConfig(), o).scan(cancel);
+    };
+    const auto r = run(1);
+    std::map<std::string, std::pair<int64_t, int64_t>> items;
+    for (const auto& i : r.heatmapItems) items[i.displayName] = {i.itemCount, i.sizeBytes};
+    const int64_t a = allocated(original);
+    EXPECT_EQ(items["~/Documents"], std::pair(int64_t{1}, a));
+    EXPECT_EQ(items["~/Pictures"], std::pair(int64_t{0}, int64_t{0}));
+    EXPECT_EQ(items["~/Music"], std::pair(int64_t{1}, a));
+    EXPECT_EQ(items["~/.cache"], std::pair(int64_t{1}, allocated(cached)));
+    std::vector<std::string> large;
+    for (const auto& f : r.largeFiles) large.push_back(f.url.path);
+    EXPECT_EQ(large, (std::vector<std::string>{original, copy}));
+    ASSERT_EQ(r.duplicateGroups.size(), 1u);
+    ASSERT_EQ(r.duplicateGroups[0].files.size(), 2u);
+    EXPECT_EQ(r.duplicateGroups[0].files[0].url.path, original);
+    EXPECT_EQ(r.duplicateGroups[0].files[1].url.path, copy);
+    EXPECT_EQ(run(4), r);
+}
+
+// The visit limit of the linux defaults maps an ordinary photo folder completely.
+TEST_F(InsightScannerTest, LinuxDefaultsMapALargeFolderCompletely) {
+    for (int i = 0; i < 8'001; ++i) file("Pictures/p" + std::to_string(i), 0);
+    const auto r = scan(Config::forCatalogue(Catalogue::linux), Catalogue::linux);
+    EXPECT_FALSE(r.isTruncated);
+    for (const auto& i : r.heatmapItems) {
+        if (i.displayName == "~/Pictures") {
+            EXPECT_EQ(i.itemCount, 8'001);
+        }
+    }
+    EXPECT_EQ(Config::forCatalogue(Catalogue::macos), Config{});
+}
+
 TEST_F(InsightScannerTest, LinuxRootsFollowUserDirsFile) {
     tree.file("home/.config/user-dirs.dirs", 0);
     {
@@ -416,8 +546,9 @@ TEST_F(InsightScannerTest, LinuxRootsFollowUserDirsFile) {
     std::vector<std::string> names;
     for (const auto& i : r.heatmapItems) names.push_back(i.displayName);
     std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{"~/.local/share", "~/.var/app", "~/Téléchargements",
-                                               "~/Videos"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"~", "~/.config", "~/.local", "~/.local/share",
+                                               "~/.var", "~/.var/app", "~/Downloads",
+                                               "~/Téléchargements", "~/Videos"}));
     ASSERT_EQ(r.downloadFiles.size(), 1u);
     EXPECT_EQ(r.downloadFiles[0].url.path, dl);
 }
@@ -445,9 +576,12 @@ TEST(InsightScanRootsTest, ParsesUserDirsAssignments) {
     EXPECT_EQ(mac.front(), (InsightScanRoot{"/h/Downloads", true}));
     EXPECT_EQ(mac.back().path, "/h/Library/Developer");
     const auto lin = insightScanRoots("/nonexistent-home", Catalogue::linux);
-    ASSERT_EQ(lin.size(), 8u);
+    ASSERT_EQ(lin.size(), 9u);
     EXPECT_EQ(lin[3].path, "/nonexistent-home/Videos");
-    EXPECT_EQ(lin[7].path, "/nonexistent-home/.var/app");
+    EXPECT_EQ(lin[7], (InsightScanRoot{"/nonexistent-home/.var/app", false,
+                                       InsightScanRoot::Role::mapOnly}));
+    EXPECT_EQ(lin[8],
+              (InsightScanRoot{"/nonexistent-home", false, InsightScanRoot::Role::looseFiles}));
 }
 
 }  // namespace
