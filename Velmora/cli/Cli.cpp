@@ -163,6 +163,33 @@ int run(int argc, char** argv) {
     insightsCommand->add_flag("--keepers", insights.keepers,
                               "Print the suggested copy to keep of every duplicate group");
     insightsCommand->add_flag("--quiet", insights.quiet, "No progress display");
+    // The scan's limits, for a home larger than the defaults expect.
+    auto count = [&](const char* name, std::optional<int64_t>& to, const char* help) {
+        insightsCommand->add_option(name, to, help)->type_name("N")->check(CLI::PositiveNumber);
+    };
+    auto size = [&](const char* name, std::optional<int64_t>& to, const char* help) {
+        insightsCommand->add_option(name, to, help)
+            ->type_name("SIZE")
+            ->transform(CLI::AsSizeValue(false));
+    };
+    count("--visit-limit", insights.visitLimit,
+          "Most items walked under one folder of the storage map (linux default 10000000, "
+          "macos 8000)");
+    count("--result-limit", insights.resultLimit, "Most entries in each list (default 250)");
+    size("--large-file-size", insights.largeFileBytes,
+         "Smallest file listed as large, e.g. 500MiB (default 100MiB)");
+    size("--duplicate-size", insights.duplicateFileBytes,
+         "Smallest file compared for duplicates (default 20MiB)");
+    size("--duplicate-budget", insights.duplicateBudget,
+         "Most bytes read in all to confirm duplicates (default 1GiB)");
+    size("--duplicate-file-budget", insights.duplicateFileBudget,
+         "Largest file read to confirm a duplicate (default 512MiB)");
+    count("--duplicate-files", insights.duplicateFiles,
+          "Most files read to confirm duplicates (default 500)");
+    size("--fingerprint-budget", insights.fingerprintBudget,
+         "Most bytes sampled to fingerprint duplicate candidates (default 256MiB)");
+    count("--fingerprint-files", insights.fingerprintFiles,
+          "Most files sampled to fingerprint duplicate candidates (default 2000)");
 
     try {
         app.parse(argc, argv);

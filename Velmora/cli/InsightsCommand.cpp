@@ -51,6 +51,47 @@ void printKeeperReasons(std::ostream& out, const DuplicateKeeperRecommendation& 
     out << "\n";
 }
 
+// What to raise when a budget kept files from being compared, one sentence per budget.
+std::string budgetAdvice(DuplicateBudget budget, const MacStorageInsightScanner::Configuration& c) {
+    switch (budget) {
+        case DuplicateBudget::hashBytesPerFile:
+            return "Files larger than " + formatBytes(c.maximumDuplicateFullHashBytesPerFile) +
+                   " were not compared for duplicates; to compare them, raise "
+                   "--duplicate-file-budget.";
+        case DuplicateBudget::hashBytes:
+            return "The " + formatBytes(c.maximumDuplicateHashBytes) +
+                   " that may be read to confirm duplicates ran out; to compare the remaining "
+                   "files, raise --duplicate-budget.";
+        case DuplicateBudget::hashFiles:
+            return "Only " + std::to_string(c.maximumDuplicateHashFiles) +
+                   " files may be read to confirm duplicates; to compare the remaining files, "
+                   "raise --duplicate-files.";
+        case DuplicateBudget::fingerprintBytes:
+            return "The " + formatBytes(c.maximumDuplicateFingerprintBytes) +
+                   " that may be sampled for duplicate fingerprints ran out; to compare the "
+                   "remaining files, raise --fingerprint-budget.";
+        case DuplicateBudget::fingerprintFiles:
+            return "Only " + std::to_string(c.maximumDuplicateFingerprintFiles) +
+                   " files may be sampled for duplicate fingerprints; to compare the remaining "
+                   "files, raise --fingerprint-files.";
+    }
+    return {};
+}
+
+std::vector<std::string> advice(const MacStorageInsightReport& report,
+                                const MacStorageInsightScanner::Notes& notes,
+                                const MacStorageInsightScanner::Configuration& c) {
+    std::vector<std::string> out;
+    if (std::any_of(report.heatmapItems.begin(), report.heatmapItems.end(),
+                    [](const StorageMapItem& i) { return i.isTruncated; })) {
+        out.push_back("Folders marked \"not fully scanned\" stopped after " +
+                      std::to_string(c.maximumVisitedItemsPerRoot) +
+                      " items; to map them completely, raise --visit-limit.");
+    }
+    for (auto budget : notes.exceededDuplicateBudgets) out.push_back(budgetAdvice(budget, c));
+    return out;
+}
+
 void printSummary(std::ostream& out, const MacStorageInsightReport& report,
                   const std::vector<DuplicateKeeperRecommendation>& keepers,
                   const std::string& home) {
@@ -60,8 +101,9 @@ void printSummary(std::ostream& out, const MacStorageInsightReport& report,
     for (const auto& item : report.heatmapItems) {
         out << "  " << bar(item.sizeBytes, largest) << "  " << formatBytes(item.sizeBytes) << "  "
             << item.itemCount << (item.itemCount == 1 ? " file  " : " files  ")
-            << printable(item.displayName) << (item.isTruncated ? "  (not fully scanned)" : "")
-            << "\n";
+            << printable(item.displayName)
+            << (item.id == home ? "  (the files directly in the home folder)" : "")
+            << (item.isTruncated ? "  (not fully scanned)" : "") << "\n";
     }
     printFindings(out, "Largest files", report.largeFiles, home, false);
     printFindings(out, "Older downloads", report.downloadFiles, home, false);
@@ -118,8 +160,22 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     if (options.homeOverride) scanOptions.platformHome = currentUserEnvironment({}).home;
     TerminalProgress progress(env.home, options.quiet);
     scanOptions.progress = progress.callback();
-    MacStorageInsightScanner scanner(env.home, {}, scanOptions);
-    const MacStorageInsightReport report = scanner.scan(cancel);
+    auto config = MacStorageInsightScanner::Configuration::forCatalogue(options.catalogue);
+    auto set = [](int64_t& field, const std::optional<int64_t>& value) {
+        if (value) field = *value;
+    };
+    set(config.maximumVisitedItemsPerRoot, options.visitLimit);
+    set(config.maximumResultCount, options.resultLimit);
+    set(config.minimumLargeFileBytes, options.largeFileBytes);
+    set(config.minimumDuplicateFileBytes, options.duplicateFileBytes);
+    set(config.maximumDuplicateHashBytes, options.duplicateBudget);
+    set(config.maximumDuplicateFullHashBytesPerFile, options.duplicateFileBudget);
+    set(config.maximumDuplicateHashFiles, options.duplicateFiles);
+    set(config.maximumDuplicateFingerprintBytes, options.fingerprintBudget);
+    set(config.maximumDuplicateFingerprintFiles, options.fingerprintFiles);
+    MacStorageInsightScanner scanner(env.home, config, scanOptions);
+    MacStorageInsightScanner::Notes notes;
+    const MacStorageInsightReport report = scanner.scan(cancel, &notes);
     progress.finish();
     const auto keepers = duplicateKeeperRecommendations(report, options.catalogue);
 
@@ -137,6 +193,10 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     } else {
         printSummary(std::cout, report, keepers, scanner.home());
     }
+    // Beside JSON the advice goes to standard error, so the JSON stays one document.
+    std::ostream& adviceOut = options.json ? std::cerr : std::cout;
+    for (const auto& line : advice(report, notes, scanner.configuration()))
+        adviceOut << line << "\n";
     std::cout.flush();
     if (cancel.isCancellationRequested()) {
         std::cerr << "velmora: the insight scan was cancelled; what was found before it stopped "

@@ -3,7 +3,10 @@
 // summary for people, as the MacStorageInsightReport JSON (`--json`), or as the list of
 // DuplicateKeeperRecommendation records (`--keepers --json`; `--keepers` alone prints the
 // keepers as text). Runs on the calling (main) thread; Ctrl-C cancels the scan. On a terminal,
-// a progress line on standard error follows the walk and the duplicate check.
+// a progress line on standard error follows the walk and the duplicate check. When a visit
+// limit or a duplicate budget kept something from being seen or compared, the output names the
+// option that raises it (on standard error with `--json`).
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -17,6 +20,11 @@ struct InsightsCommandOptions {
     bool json = false;
     bool keepers = false;
     bool quiet = false;  ///< no progress line (it is shown only on a terminal anyway)
+    /// Overrides of the catalogue's configuration (MacStorageInsightScanner::Configuration);
+    /// clamped to their floors like every configuration.
+    std::optional<int64_t> visitLimit, resultLimit, largeFileBytes, duplicateFileBytes;
+    std::optional<int64_t> duplicateBudget, duplicateFileBudget, duplicateFiles;
+    std::optional<int64_t> fingerprintBudget, fingerprintFiles;
 };
 
 /// Exit status: 0 done, 130 cancelled (what was found is still printed).
