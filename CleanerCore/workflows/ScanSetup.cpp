@@ -1,5 +1,6 @@
 #include "CleanerCore/workflows/ScanSetup.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
@@ -82,14 +83,21 @@ Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToke
             StorageProfiles::locations(request.mode, setup.folders, request.allowDirect, cancel);
     }
     // Catalogue roots come from the environment, so they pass the same checks as a custom folder.
+    // A root that is itself a symbolic link to a folder (a cache kept on another disk) passes
+    // them on its path and on the folder it leads to, and is then scanned, fenced and cleaned as
+    // that folder: nothing below it is ever reached through the link.
     std::vector<ScanLocation> admitted;
     for (auto& l : setup.locations) {
         if (auto refusal = checkScanRoot(l.rootURL.path, rules)) {
             setup.skippedRoots.push_back(
                 {FileURL::directory(l.rootURL.path), description(*refusal)});
-        } else {
-            admitted.push_back(std::move(l));
+            continue;
         }
+        if (auto link = lstatPath(l.rootURL.path); link && S_ISLNK(link->st_mode)) {
+            if (auto target = statPath(l.rootURL.path); target && S_ISDIR(target->st_mode))
+                l.rootURL = FileURL::directory(resolvingSymlinksInPath(l.rootURL.path));
+        }
+        admitted.push_back(std::move(l));
     }
     setup.locations = std::move(admitted);
     for (auto& l : custom) setup.locations.push_back(std::move(l));

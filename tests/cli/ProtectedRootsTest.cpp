@@ -76,6 +76,28 @@ TEST(ProtectedRootsTest, CacheFolderThatIsTheHomeOrASystemFolderIsNeverScanned) 
     }
 }
 
+// A cache kept on another disk behind a link at ~/.cache is scanned and cleaned as the folder it
+// leads to; a link that leads into a system folder is refused as that folder would be.
+TEST(ProtectedRootsTest, LinkedCacheIsScannedAndCleanedAsItsFolder) {
+    CommandHome h;
+    const std::string disk = h.tree.dir("disk/cache");
+    h.tree.symlink("home/.cache", disk);
+    h.oldCacheFile("tool/data", "cached");
+    const auto report = scanJSON(h.velmora({"scan", "--json"}));
+    ASSERT_EQ(report["candidates"].size(), 1u) << report.dump(1);
+    EXPECT_EQ(test::pathOfFileURL(report["candidates"][0]["url"].get<std::string>()),
+              disk + "/tool");
+    Outcome clean = h.velmora({"clean", "--defaults", "--yes"});
+    EXPECT_EQ(clean.status, 0) << clean.err << clean.out;
+    EXPECT_FALSE(fs::exists(disk + "/tool"));
+    EXPECT_TRUE(fs::exists(h.trashFiles + "/tool"));
+
+    fs::remove(h.homePath(".cache"));
+    h.tree.symlink("home/.cache", "/usr/share/doc");
+    EXPECT_EQ(skipReason(scanJSON(h.velmora({"scan", "--json"})), h.homePath(".cache")),
+              "This folder belongs to the operating system, so it is not scanned for cleanup.");
+}
+
 TEST(ProtectedRootsTest, VolumeTrashInsideTheCacheIsNotOffered) {
     CommandHome h;
     h.oldCacheFile(".Trash-0/files/x", "trashed");
