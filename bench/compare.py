@@ -4,6 +4,7 @@
 usage: compare.py scan VELMORA HOME CATALOGUE   # direct-mode scan of all roots vs `du -sk` over them
        compare.py trash VELMORA DIR [ITEMS] [RUNS] # moving ITEMS (1000) folders to the Trash vs trash-put
        compare.py huge VELMORA DIR [ITEMS]          # scan and clean of ITEMS (1000000) files in one folder
+       compare.py insights VELMORA HOME             # insight scan of a whole Linux home vs `du -sk HOME`
 
 Prints one Markdown table row per comparison: the command pair, wall times (scan: hyperfine
 means, warm cache, several runs; trash: medians of RUNS (7) interleaved runs on fresh copies),
@@ -176,6 +177,27 @@ def huge(velmora, bench_dir, items="1000000"):
           f"| | | {m_clean:.0f} MiB |")
 
 
+def insights(velmora, home):
+    """The whole insight scan of a Linux home (`make_corpus.py home`): storage map, findings,
+    duplicates with their reading, system snapshot, JSON. The row gives how much of what
+    `du -sk` counts for the home the storage map accounts for, and both wall times."""
+    os.environ.update({"HOME": home, "XDG_CONFIG_HOME": os.path.join(home, ".config"),
+                       "XDG_CACHE_HOME": os.path.join(home, ".cache"),
+                       "XDG_DATA_HOME": os.path.join(home, ".local/share")})
+    cmd = [velmora, "--home", home, "--catalogue", "linux", "insights", "--json", "--quiet"]
+    report = json.loads(subprocess.run(cmd, check=True, stdout=subprocess.PIPE).stdout)
+    mapped = sum(item["sizeBytes"] for item in report["heatmapItems"])
+    du = ["du", "-sk", home]
+    counted = int(subprocess.run(du, check=True, stdout=subprocess.PIPE, text=True).stdout.split()[0]) * 1024
+    (ours, theirs), (sd_ours, sd_theirs) = hyperfine([quote(cmd), quote(du)])
+    files = sum(len(f) for _, _, f in os.walk(home))
+    mem = peak_rss_mib(cmd)
+    print(f"| insight scan of a Linux home, {files} files, {len(report['heatmapItems'])} map items "
+          f"covering {100 * mapped / counted:.1f} % of du, {len(report['duplicateGroups'])} duplicate groups "
+          f"| velmora {ours*1000:.0f} ms ± {sd_ours*1000:.0f} | du -sk {theirs*1000:.0f} ms ± {sd_theirs*1000:.0f} "
+          f"| **{ours/theirs:.2f}** | {mem:.1f} MiB |")
+
+
 if __name__ == "__main__":
     kind = sys.argv[1]
-    {"scan": scan, "trash": trash, "huge": huge}[kind](*sys.argv[2:])
+    {"scan": scan, "trash": trash, "huge": huge, "insights": insights}[kind](*sys.argv[2:])
