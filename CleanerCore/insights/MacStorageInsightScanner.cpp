@@ -58,6 +58,8 @@ bool isContainerFolderName(const std::string& c) {
 // A component that can complete the insight rule's own names (beside the cleanup rule's, which
 // nameMayCompleteProtectedPath covers and of which the insight rule is a part).
 bool mayCompleteInsightRule(std::string_view name) {
+    // Cheap for the names that cannot match, which are nearly all.
+    if (name.size() != 6 && name.size() != 10 && name.size() != 16) return false;
     const std::string n = lowercased(name);
     return n == ".trash" || isContainerFolderName(n);
 }
