@@ -384,6 +384,7 @@ TEST_F(InsightScannerTest, ProgressFollowsTheRootsThenDuplicatesAndEndsComplete)
     o.catalogue = Catalogue::macos;
     o.captureSnapshot = fixedSnapshot;
     o.progress = [&](const StorageScanProgress& p) { samples.push_back(p); };
+    o.walkWorkerCount = 1;  // the first sample is then the first root's
     MacStorageInsightScanner(home, smallConfig(), o).scan(cancel);
 
     ASSERT_GE(samples.size(), 5u);  // 2 root starts, 2 in Documents, duplicates, the end
