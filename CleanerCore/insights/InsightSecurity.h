@@ -28,7 +28,7 @@
 #include <string>
 #include <string_view>
 
-#include "CleanerCore/scanning/PathConventions.h"
+#include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora {
 

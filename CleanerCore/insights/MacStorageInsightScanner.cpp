@@ -13,10 +13,10 @@
 #include <set>
 #include <thread>
 
+#include "CleanerCore/base/WorkerPool.h"
 #include "CleanerCore/insights/DuplicateDetection.h"
 #include "CleanerCore/insights/DuplicateKeeper.h"
 #include "CleanerCore/insights/InsightSecurity.h"
-#include "CleanerCore/insights/WorkerPool.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/safety/PathRules.h"
