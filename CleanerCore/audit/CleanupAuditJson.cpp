@@ -196,7 +196,7 @@ std::optional<std::string> encodeCleanupAuditHistoryElement(const CleanupAuditEn
 bool cleanedItemsExceed(const std::vector<CleanedItem>& items, size_t bytes) {
     size_t total = 2;  // "[]"
     for (const auto& item : items) {
-        total += dumpJSON(json(item), false).size() + 1;  // and its separator
+        total += dumpJSON(json(item), true).size() + 1;  // and its separator
         if (total > bytes) return true;
     }
     return false;

@@ -42,9 +42,11 @@ std::optional<std::string> encodeCleanupAuditHistory(const std::vector<CleanupAu
 /// separator); nullopt when it cannot be represented.
 std::optional<std::string> encodeCleanupAuditHistoryElement(const CleanupAuditEntry& entry);
 /// True when the JSON text of `items` alone is longer than `bytes`, so that no entry holding
-/// them can be encoded within `bytes`. Each item is encoded compactly (a lower bound of its size
-/// inside a pretty-printed entry) and the count stops as soon as it passes `bytes`: the work is
-/// bounded by `bytes`, not by the length of the list.
+/// them can be encoded within `bytes`. Each item is printed as the history prints it, without
+/// the indentation of its depth in the entry (so the sum is a lower bound, and close to the
+/// size in the file: a list that cannot fit is dropped before the entry is encoded whole), and
+/// the count stops as soon as it passes `bytes`: the work is bounded by `bytes`, not by the
+/// length of the list.
 bool cleanedItemsExceed(const std::vector<CleanedItem>& items, size_t bytes);
 /// "[\n" + the elements joined by ",\n" + "\n]", or "[]" for none.
 std::string joinCleanupAuditHistoryElements(const std::vector<std::string>& elements);

@@ -6,7 +6,9 @@
 #include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
 #include "CleanerCore/audit/CleanupAuditJson.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
+#include "CleanerCore/cleaning/CleaningJson.h"
 #include "CleanerCore/platform/UUID.h"
+#include "CleanerCore/scanning/ModelJson.h"
 #include "audit/AuditTestSupport.h"
 
 namespace velmora {
@@ -92,15 +94,29 @@ TEST(CleanupAuditEntryBuilderTest, RestoreEntryRecordsRestoredPathsAndNoItems) {
     EXPECT_TRUE(e.cleanedItems.empty());
 }
 
+std::string itemPath(int i) {
+    return "/h/.cache/c" + std::to_string(i);
+}
+
+// The most items whose compact JSON text fits in the history file; printed as the history
+// prints them, they do not.
+int mostItemsFittingCompactly() {
+    auto total = static_cast<size_t>(2);
+    for (int n = 0;; ++n) {
+        total += dumpJSON(nlohmann::json(cleanedItemAt(itemPath(n), 10)), false).size() + 1;
+        if (total > static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes)) return n;
+    }
+}
+
 // The item list is kept while its text fits in the history file and left out, without being
-// copied, once it cannot; the counts, bytes and samples stay either way.
+// copied, once it cannot (judged on the text as the file holds it, so that a list that cannot
+// fit is never encoded whole); the counts, bytes and samples stay either way.
 TEST(CleanupAuditEntryBuilderTest, ItemListIsLeftOutOnceItCannotFitInTheHistoryFile) {
-    for (const int items : {100, 4000}) {
+    for (const int items : {100, mostItemsFittingCompactly(), 4000}) {
         SCOPED_TRACE(items);
         CleanResult result;
-        for (int i = 0; i < items; ++i) {
-            result.cleanedItems.push_back(cleanedItemAt("/h/.cache/c" + std::to_string(i), 10));
-        }
+        for (int i = 0; i < items; ++i)
+            result.cleanedItems.push_back(cleanedItemAt(itemPath(i), 10));
         const bool fits = !cleanedItemsExceed(
             result.cleanedItems, static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes));
         EXPECT_EQ(fits, items == 100);
