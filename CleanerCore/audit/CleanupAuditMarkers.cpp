@@ -52,9 +52,9 @@ std::optional<std::string> stringField(const nlohmann::json& j, const char* key)
     return j[key].get<std::string>();
 }
 
-bool writeMarkerFile(const std::string& path, const nlohmann::json& j) {
+bool writeMarkerFile(const std::string& path, const nlohmann::json& j, AtomicWriteSync sync) {
     (void)createFolders(deletingLastPathComponent(path), 0700);
-    return !writeFileAtomically(path, j.dump(2) + "\n");
+    return !writeFileAtomically(path, j.dump(2) + "\n", sync);
 }
 
 }  // namespace
@@ -75,8 +75,11 @@ std::optional<CleanupAuditHead> readCleanupAuditHead(const std::string& historyP
 }
 
 bool writeCleanupAuditHead(const std::string& historyPath, const CleanupAuditHead& head) {
+    // A replacement lost in a crash leaves the previous head, which names an entry that is still
+    // in the history (the history itself was synced before): stale, never a false alarm.
     return writeMarkerFile(cleanupAuditHeadPath(historyPath),
-                           {{"entryDigest", head.entryDigest}, {"entryID", head.entryID}});
+                           {{"entryDigest", head.entryDigest}, {"entryID", head.entryID}},
+                           AtomicWriteSync::contentOnly);
 }
 
 std::string unrecordedCleanupMarkerPath(const std::string& historyPath) {
@@ -86,7 +89,10 @@ std::string unrecordedCleanupMarkerPath(const std::string& historyPath) {
 bool markCleanupUnrecorded(const std::string& historyPath, const UnrecordedCleanup& cleanup) {
     nlohmann::json j{{"entryID", cleanup.entryID}};
     if (std::isfinite(cleanup.startedAt)) j["startedAt"] = cleanup.startedAt;
-    return writeMarkerFile(unrecordedCleanupMarkerPath(historyPath), j);
+    // The marker's name must survive a crash once anything is moved; its content need not: a
+    // marker that cannot be read keeps `restore --last` from guessing just as well.
+    return writeMarkerFile(unrecordedCleanupMarkerPath(historyPath), j,
+                           AtomicWriteSync::folderOnly);
 }
 
 UnrecordedCleanupMarker readUnrecordedCleanupMarker(const std::string& historyPath) {

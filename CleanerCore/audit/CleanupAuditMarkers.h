@@ -14,7 +14,10 @@
 // history is not the newest cleanup the user ran, so `restore --last` must not guess.
 //
 // Both are written atomically (AtomicFileWrite.h) and read without following links or blocking,
-// only when they are small regular files. Errors are values; nothing here throws.
+// only when they are small regular files. Each is synced once, where it matters: the marker's
+// name before anything moves (a marker whose content a crash lost cannot be read, which keeps
+// `restore --last` from guessing just as well), the head's content (a lost replacement leaves
+// the previous, still true head). Errors are values; nothing here throws.
 #include <optional>
 #include <string>
 

@@ -38,7 +38,7 @@ int retryingFsync(int fd) {
 }  // namespace
 
 std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
-                                                      std::string_view data) {
+                                                      std::string_view data, AtomicWriteSync sync) {
     const std::string standardized = standardizePath(path);
     const std::string folder = deletingLastPathComponent(standardized);
     const std::string name = lastPathComponent(standardized);
@@ -61,7 +61,7 @@ std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
     };
 
     if (!writeAll(file.get(), data)) return abandon(AtomicWriteStep::write);
-    if (retryingFsync(file.get()) != 0) {
+    if (sync != AtomicWriteSync::folderOnly && retryingFsync(file.get()) != 0) {
         return abandon(AtomicWriteStep::syncFile);
     }
     // close can report a deferred write error (network file systems); it is checked.
@@ -71,7 +71,7 @@ std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
     if (sys.renameat(dir.get(), tempName.c_str(), dir.get(), name.c_str()) != 0) {
         return abandon(AtomicWriteStep::rename);
     }
-    if (retryingFsync(dir.get()) != 0) {
+    if (sync != AtomicWriteSync::contentOnly && retryingFsync(dir.get()) != 0) {
         return failure(AtomicWriteStep::syncFolder);
     }
     return std::nullopt;

@@ -37,9 +37,23 @@ struct AtomicWriteFailure {
     friend bool operator==(const AtomicWriteFailure&, const AtomicWriteFailure&) = default;
 };
 
+/// Which of the two `fsync`s a write makes. Both by default: after a crash the file holds the
+/// old or the new content, and a completed write survives. Small files beside the history that
+/// are safe when their content is lost (the reader treats an unreadable file as the cautious
+/// case) or when the replacement is lost (an older content is still true) skip one:
+enum class AtomicWriteSync {
+    contentAndFolder,
+    /// No `fsync` of the content: once the call returns, the new name survives a crash, but
+    /// its content may be lost (an empty or short file).
+    folderOnly,
+    /// No `fsync` of the folder: a crash may bring back the old file, never a damaged one.
+    contentOnly,
+};
+
 /// Replaces the file at `path` with `data` (mode 0600). nullopt when the file now holds `data`.
-[[nodiscard]] std::optional<AtomicWriteFailure> writeFileAtomically(const std::string& path,
-                                                                    std::string_view data);
+[[nodiscard]] std::optional<AtomicWriteFailure> writeFileAtomically(
+    const std::string& path, std::string_view data,
+    AtomicWriteSync sync = AtomicWriteSync::contentAndFolder);
 
 /// Creates `folder` and its missing ancestors with `mode`. True when `folder` is (now) a
 /// directory, possibly reached through links.
