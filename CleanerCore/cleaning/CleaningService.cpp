@@ -1,11 +1,13 @@
 #include "CleanerCore/cleaning/CleaningService.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <variant>
 
 #include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/platform/FileIdentity.h"
+#include "CleanerCore/platform/FileSystem.h"
 
 namespace velmora {
 
@@ -46,6 +48,23 @@ std::string deletionFailureReason(const RemoveTreeFailure& failure, const std::s
         return CleaningError{K::cleanupCandidateChanged, path}.description();
     }
     return std::strerror(failure.errorNumber);
+}
+
+// The protected-places rule for an anchored item, with its parent's links resolved from the
+// descriptor that the walk and the move use: one read of /proc instead of resolving every
+// component of the path, and it describes the folder that is acted in even if the path has
+// changed meanwhile. Without /proc the path is resolved as before.
+std::optional<CleaningError> protectedPlaceRefusal(const SafePathPolicy& rules,
+                                                   const AnchoredItem& item) {
+    if (rules.protectedPlaces.empty()) return std::nullopt;
+    auto parent = currentPathOfFolder(item.parentFd.get());
+    const std::string resolvedParent =
+        parent ? std::move(*parent) : resolvingSymlinksInPath(item.parentPath);
+    if (rules.protectedPlaces.relationOfEntry(item.path, resolvedParent) ==
+        ProtectedPlaces::Relation::none) {
+        return std::nullopt;
+    }
+    return CleaningError{K::protectedUserData, item.path};
 }
 
 // The scanner offers nothing whose newest content is younger than the root's minimum age; an
@@ -138,13 +157,36 @@ CleaningService::ItemOutcome CleaningService::cleanOne(
     // position its depth gives (never an `immediateChildren` root itself), hidden only where the
     // root includes hidden files. The candidate's own fields are not trusted for this; a report
     // may have been edited.
-    const auto* root = policy.rootAdmitting(path);
-    if (!root) return ItemOutcome::failed(CleaningError{K::pathNotAllowed, path});
-    if (auto refusal = rules.checkCleanPath(path)) return ItemOutcome::failed(*refusal);
+    const auto admits = [&path](const CleanupEligibilityPolicy::Root& r) {
+        return r.admitsByPosition(path);
+    };
+    if (std::none_of(policy.roots.begin(), policy.roots.end(), admits)) {
+        return ItemOutcome::failed(CleaningError{K::pathNotAllowed, path});
+    }
+    if (auto refusal = rules.checkCleanPathLexically(path)) return ItemOutcome::failed(*refusal);
 
-    auto anchored = openAnchoredItem(root->path, root->identity, path);
-    if (!anchored) return ItemOutcome::failed(anchorRefusal(anchored.error(), path));
-    const AnchoredItem& item = *anchored;
+    // The first admitting root that is still the folder that was scanned (the anchor checks its
+    // identity) is the one whose rules apply.
+    const CleanupEligibilityPolicy::Root* root = nullptr;
+    std::optional<Result<AnchoredItem, AnchorFailure>> anchored;
+    for (const auto& candidateRoot : policy.roots) {
+        if (!admits(candidateRoot)) continue;
+        anchored.emplace(openAnchoredItem(candidateRoot.path, candidateRoot.identity, path));
+        if (!*anchored && (*anchored).error().kind == AnchorFailure::Kind::anchorChanged) continue;
+        root = &candidateRoot;
+        break;
+    }
+    if (!root) return ItemOutcome::failed(CleaningError{K::pathNotAllowed, path});
+    if (!*anchored) {
+        // The full path check reads the file system by path; its refusal (a parent that is a
+        // link into a protected place, say) says more than the anchor's.
+        if (auto refusal = rules.checkCleanPath(path)) return ItemOutcome::failed(*refusal);
+        return ItemOutcome::failed(anchorRefusal((*anchored).error(), path));
+    }
+    const AnchoredItem& item = **anchored;
+    // The protected places, compared with where the parent folder that will be acted in really
+    // is. The item itself is never followed: the walk refuses a link.
+    if (auto refusal = protectedPlaceRefusal(rules, item)) return ItemOutcome::failed(*refusal);
 
     auto walked = walkForValidation(item, root->validationOptions, context_.catalogue,
                                     isCancellationRequested_);
@@ -167,9 +209,10 @@ CleaningService::ItemOutcome CleaningService::cleanOne(
         return ItemOutcome::failed(CleaningError{K::cleanupCandidateRecentlyModified, path});
     }
     if (cancelled()) return ItemOutcome::stop();
-    // The last checks before acting: the path rules again, and the object at the anchored name
-    // is still the one that was walked.
-    if (auto refusal = rules.checkCleanPath(path)) return ItemOutcome::failed(*refusal);
+    // The last checks before acting: the parent folder is still outside the protected places
+    // (the path rules that read nothing cannot have changed), and the object at the anchored
+    // name is still the one that was walked.
+    if (auto refusal = protectedPlaceRefusal(rules, item)) return ItemOutcome::failed(*refusal);
     auto current = statAt(item.parentFd.get(), item.name);
     if (!current) return ItemOutcome::failed(CleaningError{K::unreadableAttributes, path});
     if (current->st_dev != snapshot.device || current->st_ino != snapshot.inode) {

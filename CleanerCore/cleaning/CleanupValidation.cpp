@@ -164,13 +164,12 @@ Result<CleanupValidationSnapshot, ValidationStop> walkForValidation(
         return snapshot;
     }
     UniqueFd fd = openDirectoryAt(item.parentFd.get(), item.name.c_str());
-    struct stat opened {};
-    if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_dev != st.st_dev ||
-        opened.st_ino != st.st_ino) {
+    const auto opened = fd ? statWithMountOf(fd.get()) : std::nullopt;
+    if (!opened || opened->st.st_dev != st.st_dev || opened->st.st_ino != st.st_ino) {
         return Failure{refusal(K::unreadableAttributes, item.path)};
     }
-    const MountPlace place{opened.st_dev, mountIdOf(fd.get())};
-    if (parent->isOtherMount(NodeStat{opened, place.mountId})) {
+    const MountPlace place{opened->st.st_dev, opened->mountId};
+    if (parent->isOtherMount(*opened)) {
         return Failure{refusal(mountPointRefusal(item.path))};
     }
     ValidationWalk walk(options, catalogue, isCancellationRequested, item.path, place);

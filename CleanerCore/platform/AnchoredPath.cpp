@@ -1,6 +1,8 @@
 #include "CleanerCore/platform/AnchoredPath.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -35,12 +37,18 @@ AnchorFailure failureAt(int dirFd, const std::string& name, const std::string& p
 }  // namespace
 
 std::optional<AnchorIdentity> AnchorIdentity::of(int fd) {
-    struct stat st {};
-    if (::fstat(fd, &st) != 0) return std::nullopt;
-    AnchorIdentity identity{static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
-                            std::nullopt};
-    if (auto birth = birthTimeOf(fd)) {
-        identity.birthTime = std::pair<int64_t, int64_t>(birth->tv_sec, birth->tv_nsec);
+    // One statx for device, inode and birth time; fstat where statx is missing.
+    struct statx sx {};
+    if (::statx(fd, "", AT_EMPTY_PATH | AT_STATX_SYNC_AS_STAT, STATX_INO | STATX_BTIME, &sx) != 0) {
+        struct stat st {};
+        if (errno != ENOSYS || ::fstat(fd, &st) != 0) return std::nullopt;
+        return AnchorIdentity{static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
+                              std::nullopt};
+    }
+    AnchorIdentity identity{static_cast<uint64_t>(makedev(sx.stx_dev_major, sx.stx_dev_minor)),
+                            sx.stx_ino, std::nullopt};
+    if (sx.stx_mask & STATX_BTIME) {
+        identity.birthTime = std::pair<int64_t, int64_t>(sx.stx_btime.tv_sec, sx.stx_btime.tv_nsec);
     }
     return identity;
 }

@@ -84,13 +84,29 @@ std::optional<std::string> mountPointOf(dev_t device) {
 
 }  // namespace
 
-VolumeFacts volumeFacts(dev_t device, int fdOnVolume) {
+namespace {
+
+std::mutex& volumeFactsMutex() {
     static std::mutex mutex;
+    return mutex;
+}
+
+std::map<dev_t, VolumeFacts>& volumeFactsCache() {
     static std::map<dev_t, VolumeFacts> cache;
-    {
-        std::lock_guard lock(mutex);
-        if (auto it = cache.find(device); it != cache.end()) return it->second;
-    }
+    return cache;
+}
+
+std::optional<VolumeFacts> knownVolumeFacts(dev_t device) {
+    std::lock_guard lock(volumeFactsMutex());
+    const auto& cache = volumeFactsCache();
+    if (auto it = cache.find(device); it != cache.end()) return it->second;
+    return std::nullopt;
+}
+
+}  // namespace
+
+VolumeFacts volumeFacts(dev_t device, int fdOnVolume) {
+    if (auto known = knownVolumeFacts(device)) return *known;
     VolumeFacts facts;
     if (auto uuid = diskLinkName("/dev/disk/by-uuid", device)) {
         facts.identifier = *uuid;
@@ -109,25 +125,19 @@ VolumeFacts volumeFacts(dev_t device, int fdOnVolume) {
     } else {
         facts.name = mountPointOf(device);
     }
-    std::lock_guard lock(mutex);
-    cache.emplace(device, facts);
+    std::lock_guard lock(volumeFactsMutex());
+    volumeFactsCache().emplace(device, facts);
     return facts;
 }
 
 namespace {
 
-// `fd` is an O_PATH or open descriptor of the object itself (for statfs: the object may be a
-// mount point, on another volume than its parent).
-std::optional<FileResourceIdentity> identityFromStatx(int fd, int flags) {
-    struct statx sx {};
-    if (::statx(fd, "", flags | AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT,
-                STATX_BASIC_STATS | STATX_BTIME, &sx) != 0) {
-        return std::nullopt;
-    }
+constexpr unsigned kIdentityMask = STATX_BASIC_STATS | STATX_BTIME;
+
+FileResourceIdentity identityFrom(const struct statx& sx, const VolumeFacts& facts) {
     FileResourceIdentity id;
     const dev_t device = makedev(sx.stx_dev_major, sx.stx_dev_minor);
     id.fileResourceIdentifier = std::to_string(device) + ":" + std::to_string(sx.stx_ino);
-    VolumeFacts facts = volumeFacts(device, fd);
     id.volumeIdentifier = facts.identifier;
     id.volumeName = facts.name;
     id.isDirectory = S_ISDIR(sx.stx_mode);
@@ -146,6 +156,17 @@ std::optional<FileResourceIdentity> identityFromStatx(int fd, int flags) {
     return id;
 }
 
+// `fd` is an O_PATH or open descriptor of the object itself (for statfs: the object may be a
+// mount point, on another volume than its parent).
+std::optional<FileResourceIdentity> identityFromStatx(int fd, int flags) {
+    struct statx sx {};
+    if (::statx(fd, "", flags | AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT,
+                kIdentityMask, &sx) != 0) {
+        return std::nullopt;
+    }
+    return identityFrom(sx, volumeFacts(makedev(sx.stx_dev_major, sx.stx_dev_minor), fd));
+}
+
 }  // namespace
 
 std::optional<FileResourceIdentity> captureIdentityOf(int fd) {
@@ -153,6 +174,15 @@ std::optional<FileResourceIdentity> captureIdentityOf(int fd) {
 }
 
 std::optional<FileResourceIdentity> captureIdentityAt(int dirFd, const char* name) {
+    // Once the volume is known (every item after the first), one statx of the name describes
+    // the object: no descriptor is needed for the volume's facts.
+    struct statx sx {};
+    if (::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT, kIdentityMask, &sx) ==
+        0) {
+        if (auto facts = knownVolumeFacts(makedev(sx.stx_dev_major, sx.stx_dev_minor))) {
+            return identityFrom(sx, *facts);
+        }
+    }
     // O_PATH without following: a link is described itself, and nothing is opened for reading.
     UniqueFd item(::openat(dirFd, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (!item) return std::nullopt;

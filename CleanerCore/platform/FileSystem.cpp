@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 #include <sys/statfs.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <climits>
 #include <cstdlib>
@@ -109,6 +110,17 @@ std::string resolvingSymlinksInPath(const std::string& path) {
         rest = rest.empty() ? last : last + "/" + rest;
         current = deletingLastPathComponent(current);
     }
+}
+
+std::optional<std::string> currentPathOfFolder(int fd) {
+    const std::string link = "/proc/self/fd/" + std::to_string(fd);
+    std::string target(PATH_MAX, '\0');
+    const ssize_t n = ::readlink(link.c_str(), target.data(), target.size());
+    if (n <= 0 || static_cast<size_t>(n) >= target.size()) return std::nullopt;
+    target.resize(static_cast<size_t>(n));
+    // A removed folder is named "<path> (deleted)"; such a name is not a path to compare.
+    if (target[0] != '/' || target.ends_with(" (deleted)")) return std::nullopt;
+    return target;
 }
 
 bool volumeIsCaseInsensitive(const std::string& path) {

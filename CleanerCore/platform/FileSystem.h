@@ -39,6 +39,10 @@ std::string resolvingSymlinksInPath(const std::string& path);
 /// trailing "/" removed.
 std::string pathKey(const std::string& path);
 
+/// Where the folder `fd` refers to is now, as the kernel names it (/proc/self/fd): links
+/// resolved, read in one call. Empty when /proc is unavailable or the folder has been removed.
+std::optional<std::string> currentPathOfFolder(int fd);
+
 /// True when the volume holding `path` compares names case-insensitively (FAT, exFAT, NTFS,
 /// HFS, or a case-folding directory on ext4/f2fs).
 bool volumeIsCaseInsensitive(const std::string& path);

@@ -127,13 +127,15 @@ std::optional<uint64_t> mountIdOf(int fd) {
     return std::nullopt;
 }
 
-std::optional<NodeStat> statWithMountAt(int dirFd, const char* name) {
+std::optional<NodeStat> statWithMountAt(int dirFd, const char* name, int flags) {
     struct statx sx {};
-    if (::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT,
+    if (::statx(dirFd, name, flags | AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT,
                 STATX_BASIC_STATS | STATX_MNT_ID, &sx) != 0) {
         if (errno != ENOSYS) return std::nullopt;
         NodeStat node;
-        if (::fstatat(dirFd, name, &node.st, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
+        if (::fstatat(dirFd, name, &node.st, flags | AT_SYMLINK_NOFOLLOW) != 0) {
+            return std::nullopt;
+        }
         return node;
     }
     NodeStat node;
@@ -155,10 +157,16 @@ std::optional<NodeStat> statWithMountAt(int dirFd, const char* name) {
     return node;
 }
 
+std::optional<NodeStat> statWithMountOf(int fd) {
+    auto node = statWithMountAt(fd, "", AT_EMPTY_PATH);
+    if (node && !node->mountId) node->mountId = mountIdOf(fd);
+    return node;
+}
+
 std::optional<MountPlace> MountPlace::of(int fd) {
-    struct stat st {};
-    if (::fstat(fd, &st) != 0) return std::nullopt;
-    return MountPlace{st.st_dev, mountIdOf(fd)};
+    auto node = statWithMountOf(fd);
+    if (!node) return std::nullopt;
+    return MountPlace{node->st.st_dev, node->mountId};
 }
 
 }  // namespace velmora

@@ -54,7 +54,11 @@ struct NodeStat {
     struct stat st {};
     std::optional<uint64_t> mountId;
 };
-std::optional<NodeStat> statWithMountAt(int dirFd, const char* name);
+/// `flags` may add AT_EMPTY_PATH to describe `dirFd` itself (with `name` "").
+std::optional<NodeStat> statWithMountAt(int dirFd, const char* name, int flags = 0);
+/// The same for the object `fd` refers to, in one statx call where the kernel reports mount ids
+/// (otherwise the mount id is read as `mountIdOf` does).
+std::optional<NodeStat> statWithMountOf(int fd);
 
 /// Where a folder that is about to be entered or acted on sits: its device and mount id.
 struct MountPlace {

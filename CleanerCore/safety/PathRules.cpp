@@ -276,6 +276,19 @@ std::optional<CleaningError> SafePathPolicy::checkCleanPath(const std::string& p
     return checkPathIgnoringScope(key, missing);
 }
 
+std::optional<CleaningError> SafePathPolicy::checkCleanPathLexically(
+    const std::string& path) const {
+    using K = CleaningError::Kind;
+    const std::string key = lexicalPathKey(path);
+    if (!containingRoot(key)) return CleaningError{K::pathNotAllowed, key};
+    if (auto refusal = checkAreaAndCriticality(key)) return refusal;
+    if (isProtectedUserDataPath(key, catalogue) ||
+        protectedPlaces.relationTo(key, {}) != ProtectedPlaces::Relation::none) {
+        return CleaningError{K::protectedUserData, key};
+    }
+    return std::nullopt;
+}
+
 std::optional<CleaningError> SafePathPolicy::checkTrashedPath(const std::string& path) const {
     using K = CleaningError::Kind;
     std::string key = lexicalPathKey(path);

@@ -82,6 +82,13 @@ struct SafePathPolicy {
     std::optional<CleaningError> checkCleanPath(const std::string& path,
                                                 MissingItem missing = MissingItem::refused) const;
 
+    /// The part of `checkCleanPath` that reads nothing from the file system: inside an allowed
+    /// root, other users' areas, critical paths, protected user data, and the protected places
+    /// compared with the path as given. The caller must complete it with the protected places
+    /// compared with where the item's parent really is (`ProtectedPlaces::relationOfEntry`)
+    /// and with the symbolic-link test on the item.
+    std::optional<CleaningError> checkCleanPathLexically(const std::string& path) const;
+
     /// The check for an item inside a trash folder (the allowed roots are trash folders). The
     /// trash itself is protected user data, so the protection rule applies only to the part of
     /// the path below the containing root and the protected places are not consulted;

@@ -47,12 +47,15 @@ ProtectedPlaces::Relation ProtectedPlaces::relationTo(std::string_view lexicalKe
 ProtectedPlaces::Relation ProtectedPlaces::relationOf(const std::string& path) const {
     if (places.empty()) return Relation::none;
     const std::string key = lexicalPathKey(path);
-    std::string resolved = key;
-    if (key != "/") {
-        resolved = lexicalPathKey(appendingPathComponent(
-            resolvingSymlinksInPath(deletingLastPathComponent(key)), lastPathComponent(key)));
-    }
-    return relationTo(key, resolved);
+    if (key == "/") return relationTo(key, key);
+    return relationOfEntry(key, resolvingSymlinksInPath(deletingLastPathComponent(key)));
+}
+
+ProtectedPlaces::Relation ProtectedPlaces::relationOfEntry(
+    const std::string& key, const std::string& resolvedParent) const {
+    if (places.empty()) return Relation::none;
+    return relationTo(
+        key, lexicalPathKey(appendingPathComponent(resolvedParent, lastPathComponent(key))));
 }
 
 }  // namespace velmora

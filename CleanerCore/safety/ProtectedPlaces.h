@@ -36,6 +36,10 @@ struct ProtectedPlaces {
     /// followed: a link is refused on its own account).
     Relation relationOf(const std::string& path) const;
 
+    /// The same for the path key `key` of an entry whose parent folder is known to be at
+    /// `resolvedParent` (links already resolved, for instance from an open descriptor of it).
+    Relation relationOfEntry(const std::string& key, const std::string& resolvedParent) const;
+
     bool empty() const { return places.empty(); }
     friend bool operator==(const ProtectedPlaces&, const ProtectedPlaces&) = default;
 };

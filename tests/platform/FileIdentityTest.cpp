@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include "CleanerCore/platform/FileSystem.h"
 #include "support/TestTree.h"
@@ -61,6 +64,23 @@ TEST(FileSystemTest, ResolvingSymlinksKeepsTheMissingTail) {
     }
     EXPECT_EQ(resolvingSymlinksInPath("/velmora-missing-root/a/b"), "/velmora-missing-root/a/b");
     EXPECT_EQ(resolvingSymlinksInPath("/"), "/");
+}
+
+// The protected-places check of a cleaning run compares where the folder it acts in really
+// is: reached through a link, moved after it was opened, or gone.
+TEST(FileSystemTest, CurrentPathOfAFolderFollowsTheFolderItself) {
+    TestTree tree;
+    tree.dir("real/inner");
+    tree.symlink("link", tree.path("real"));
+    const std::string real = resolvingSymlinksInPath(tree.path("real"));
+    UniqueFd viaLink = openDirectoryFollowingLinks(tree.path("link/inner"));
+    ASSERT_TRUE(viaLink);
+    EXPECT_EQ(currentPathOfFolder(viaLink.get()), real + "/inner");
+
+    ASSERT_EQ(::rename(tree.path("real/inner").c_str(), tree.path("real/moved").c_str()), 0);
+    EXPECT_EQ(currentPathOfFolder(viaLink.get()), real + "/moved");
+    ASSERT_EQ(::rmdir(tree.path("real/moved").c_str()), 0);
+    EXPECT_EQ(currentPathOfFolder(viaLink.get()), std::nullopt);
 }
 
 }  // namespace
