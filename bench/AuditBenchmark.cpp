@@ -25,7 +25,6 @@ CleanedItem recordedItem(int entry, int item, bool withIdentities) {
     CleanedItem c;
     c.candidate.url = FileURL::directory("/home/user/.cache/" + name);
     c.candidate.category = CleanupCategory::userCaches;
-    c.candidate.id = candidateID(c.candidate.category, c.candidate.url.path);
     c.candidate.displayName = name;
     c.candidate.sizeBytes = 1'234'567;
     c.candidate.lastModified = 790000000.123456;

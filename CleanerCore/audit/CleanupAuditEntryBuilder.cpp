@@ -5,6 +5,7 @@
 
 #include "CleanerCore/audit/CleanupAuditJson.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
+#include "CleanerCore/cleaning/CleaningJson.h"
 #include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/scanning/DistinctBytes.h"
 
@@ -49,28 +50,51 @@ CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& reque
 CleanupAuditEntry makeCleanAuditEntry(int64_t requestedItemCount, int64_t requestedBytes,
                                       const CleanResult& result, CleaningMode mode,
                                       CleanupAuditSource source, Date occurredAt) {
-    CleanupAuditEntry e = baseEntry(CleanupAuditOperation::clean, source, occurredAt);
-    e.mode = mode;
-    e.requestedItemCount = requestedItemCount;
-    e.requestedBytes = requestedBytes;
+    CleanAuditEntryBuilder builder(requestedItemCount, requestedBytes, mode, source);
+    builder.reserve(result.cleanedItems.size());
+    for (const auto& item : result.cleanedItems) builder.add(item);
+    for (const auto& failed : result.failedItems) builder.add(failed);
+    return builder.finish(result.wasCancelled, occurredAt);
+}
+
+CleanAuditEntryBuilder::CleanAuditEntryBuilder(int64_t requestedItemCount, int64_t requestedBytes,
+                                               CleaningMode mode, CleanupAuditSource source)
+    : entry_(baseEntry(CleanupAuditOperation::clean, source, 0)) {
+    entry_.mode = mode;
+    entry_.requestedItemCount = requestedItemCount;
+    entry_.requestedBytes = requestedBytes;
+}
+
+void CleanAuditEntryBuilder::add(CleanedItem item) {
     // Byte totals count every byte once (an item inside another listed item adds nothing).
-    std::vector<const CleanupCandidate*> listed;
-    for (const auto& item : result.cleanedItems) listed.push_back(&item.candidate);
-    e.affectedBytes = distinctBytes(listed);
-    e.succeededItemCount = static_cast<int64_t>(result.cleanedItems.size());
-    e.failedItemCount = static_cast<int64_t>(result.failedItems.size());
-    for (const auto& item : result.cleanedItems) {
-        if (e.samplePaths.size() < kCleanupAuditSampleLimit) {
-            e.samplePaths.push_back(item.candidate.url.path);
-        }
+    affected_.add(item.candidate);
+    ++entry_.succeededItemCount;
+    if (entry_.samplePaths.size() < kCleanupAuditSampleLimit) {
+        entry_.samplePaths.push_back(item.candidate.url.path);
     }
-    for (const auto& failed : result.failedItems) addReason(e.failureReasons, failed.reason);
-    e.wasCancelled = result.wasCancelled;
-    // A list the history file could never hold is not copied: the store would drop it.
-    if (!cleanedItemsExceed(result.cleanedItems,
-                            static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes))) {
-        e.cleanedItems = result.cleanedItems;
+    if (listTooLarge_) return;
+    // A list the history file could never hold is not kept: the store would drop it. Measured
+    // as cleanedItemsExceed measures it, and no longer once it is over.
+    const auto cap = static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes);
+    listedBytes_ += dumpJSON(nlohmann::json(item), false).size() + 1;
+    if (listedBytes_ > cap) {
+        listTooLarge_ = true;
+        std::vector<CleanedItem>().swap(entry_.cleanedItems);
+        return;
     }
+    entry_.cleanedItems.push_back(std::move(item));
+}
+
+void CleanAuditEntryBuilder::add(const FailedCleanItem& item) {
+    ++entry_.failedItemCount;
+    addReason(entry_.failureReasons, item.reason);
+}
+
+CleanupAuditEntry CleanAuditEntryBuilder::finish(bool wasCancelled, Date occurredAt) {
+    CleanupAuditEntry e = std::move(entry_);
+    e.occurredAt = occurredAt;
+    e.wasCancelled = wasCancelled;
+    e.affectedBytes = affected_.total();
     return e;
 }
 

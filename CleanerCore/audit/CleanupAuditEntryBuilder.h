@@ -23,6 +23,7 @@
 
 #include "CleanerCore/audit/CleanupAuditModel.h"
 #include "CleanerCore/cleaning/CleaningModel.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 
 namespace velmora {
 
@@ -37,6 +38,27 @@ CleanupAuditEntry makeCleanAuditEntry(const std::vector<CleanupCandidate>& reque
 CleanupAuditEntry makeCleanAuditEntry(int64_t requestedItemCount, int64_t requestedBytes,
                                       const CleanResult& result, CleaningMode mode,
                                       CleanupAuditSource source, Date occurredAt);
+
+/// Builds the entry of a clean run whose result arrives in parts, in input order, for a caller
+/// that does not hold the whole result (a cleanup of a million items): the entry equals
+/// makeCleanAuditEntry's for the whole result. Holds the cleaned items only while their text
+/// stays under the history file's cap, and per item what the byte total needs. Not thread-safe.
+class CleanAuditEntryBuilder {
+  public:
+    CleanAuditEntryBuilder(int64_t requestedItemCount, int64_t requestedBytes, CleaningMode mode,
+                           CleanupAuditSource source);
+    /// Room for `count` cleaned items in the byte count (spares regrowing a large list).
+    void reserve(size_t count) { affected_.reserve(count); }
+    void add(CleanedItem item);
+    void add(const FailedCleanItem& item);
+    CleanupAuditEntry finish(bool wasCancelled, Date occurredAt);
+
+  private:
+    CleanupAuditEntry entry_;
+    DistinctBytesCounter affected_;
+    size_t listedBytes_ = 2;  ///< the compact text of the kept list, "[]" included
+    bool listTooLarge_ = false;
+};
 
 CleanupAuditEntry makeRestoreAuditEntry(const std::vector<CleanedItem>& requested,
                                         const RestoreResult& result, CleanupAuditSource source,

@@ -6,14 +6,16 @@
 #include <string>
 
 #include "CleanerCore/base/Date.h"
+#include "CleanerCore/base/SharedValue.h"
 
 namespace velmora {
 
 /// Identity of a file captured at scan time; every field may be absent (unreadable).
 struct FileResourceIdentity {
     std::optional<std::string> fileResourceIdentifier;  ///< "<device>:<inode>"
-    std::optional<std::string> volumeIdentifier;        ///< file-system UUID, else statfs id
-    std::optional<std::string> volumeName;              ///< file-system label, else mount point
+    // Alike for every item of a volume, so held once per volume.
+    SharedValue<std::string> volumeIdentifier;  ///< file-system UUID, else statfs id
+    SharedValue<std::string> volumeName;        ///< file-system label, else mount point
     std::optional<bool> isDirectory;
     std::optional<int64_t> fileSize;
     std::optional<int64_t> totalFileAllocatedSize;

@@ -21,10 +21,10 @@ void restoreLossyReason(std::string& reason, const std::string& path) {
 void restoreLossyVolumeName(std::optional<FileResourceIdentity>& identity,
                             const std::string& path) {
     if (!identity || !identity->volumeName) return;
-    std::string& name = *identity->volumeName;
+    const std::string& name = *identity->volumeName;
     for (std::string p = path;; p = deletingLastPathComponent(p)) {
         if (p != name && validUTF8(p) == name) {
-            name = p;
+            identity->volumeName = std::move(p);
             return;
         }
         if (p == "/") return;

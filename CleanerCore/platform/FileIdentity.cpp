@@ -117,7 +117,7 @@ VolumeFacts volumeFacts(dev_t device, int fdOnVolume) {
             unsigned b = static_cast<unsigned>(fs.f_fsid.__val[1]);
             char buf[40];
             snprintf(buf, sizeof buf, "fsid:%08x%08x", a, b);
-            facts.identifier = buf;
+            facts.identifier = std::string(buf);
         }
     }
     if (auto label = diskLinkName("/dev/disk/by-label", device)) {

@@ -26,9 +26,10 @@ std::optional<FileResourceIdentity> captureIdentityOf(int fd);
 /// The identity of the item at `path`; nullopt when it cannot be read.
 std::optional<FileResourceIdentity> captureIdentity(const std::string& path);
 
+/// Held once per device: every identity captured on the volume shares these texts.
 struct VolumeFacts {
-    std::optional<std::string> identifier;
-    std::optional<std::string> name;
+    SharedValue<std::string> identifier;
+    SharedValue<std::string> name;
 };
 /// UUID/label (or fallbacks) of the file system on device `device`; `fdOnVolume` is any open
 /// descriptor on it, used for statfs.

@@ -137,6 +137,10 @@ std::string_view categoryDescription(CleanupCategory v) {
     return kCategoryDescriptions[idx(v)];
 }
 
+std::string CleanupCandidate::id() const {
+    return candidateID(category, url.path);
+}
+
 std::string candidateID(CleanupCategory category, std::string_view standardizedPath) {
     std::string id(rawValue(category));
     id += ':';

@@ -11,6 +11,7 @@
 #include "CleanerCore/base/Date.h"
 #include "CleanerCore/base/FileResourceIdentity.h"
 #include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/base/SharedValue.h"
 
 namespace velmora {
 
@@ -88,12 +89,11 @@ struct ScanLocation {
     double minimumModificationAge = 0;  ///< seconds; 0 disables the age rule
     bool includesHiddenFiles = false;
     bool includesPackageDescendants = false;
-    std::optional<AppCacheContext> appCacheContext;
+    SharedValue<AppCacheContext> appCacheContext;  ///< shared by every candidate found here
     friend bool operator==(const ScanLocation&, const ScanLocation&) = default;
 };
 
 struct CleanupCandidate {
-    std::string id;  ///< category raw string + ":" + standardized path
     FileURL url;
     std::string displayName;
     CleanupCategory category = CleanupCategory::userCaches;
@@ -103,7 +103,11 @@ struct CleanupCandidate {
     bool isSelectedByDefault = false;
     CleanupSafety safety = CleanupSafety::safe;
     bool requiresManualReviewBySource = false;
-    std::optional<AppCacheContext> appCacheContext;
+    SharedValue<AppCacheContext> appCacheContext;  ///< the location's, shared with it
+
+    /// Category raw string + ":" + standardized path. Derived rather than stored: it would
+    /// repeat the path in every record.
+    std::string id() const;
     friend bool operator==(const CleanupCandidate&, const CleanupCandidate&) = default;
 };
 

@@ -7,6 +7,7 @@
 //
 // Pure computations over the records; thread-safe.
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "CleanerCore/scanning/CleanupModel.h"
@@ -20,5 +21,26 @@ std::vector<bool> bytesCountedElsewhere(const std::vector<const CleanupCandidate
 /// The sum of `sizeBytes` with every byte once, saturating at the largest 64-bit value;
 /// negative sizes count as 0.
 int64_t distinctBytes(const std::vector<const CleanupCandidate*>& candidates);
+
+/// distinctBytes over candidates given one at a time, for a caller that does not keep them:
+/// only what the count needs of each (path, file number, size) is held, about a fifth of a
+/// candidate. Not thread-safe.
+class DistinctBytesCounter {
+  public:
+    void reserve(size_t count) { items_.reserve(count); }
+    void add(const CleanupCandidate& candidate);
+    /// distinctBytes of everything added so far, in the order added.
+    int64_t total() const;
+
+    struct Item {
+        std::string key;  ///< lexical path key; empty for a record without a path
+        uint64_t device = 0, inode = 0;
+        bool hasFile = false;
+        int64_t size = 0;
+    };
+
+  private:
+    std::vector<Item> items_;
+};
 
 }  // namespace velmora

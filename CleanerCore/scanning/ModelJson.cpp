@@ -66,7 +66,20 @@ void getOptional(const json& j, const char* key, std::optional<T>& v) {
         v = it->template get<T>();
     }
 }
+template <typename T>
+void putOptional(json& j, const char* key, const SharedValue<T>& v) {
+    if (v) j[key] = *v;
+}
+template <typename T>
+void getOptional(const json& j, const char* key, SharedValue<T>& v) {
+    std::optional<T> plain;
+    getOptional(j, key, plain);
+    v = std::move(plain);
+}
 void putOptionalText(json& j, const char* key, const std::optional<std::string>& v) {
+    if (v) j[key] = validUTF8(*v);
+}
+void putOptionalText(json& j, const char* key, const SharedValue<std::string>& v) {
     if (v) j[key] = validUTF8(*v);
 }
 
@@ -215,7 +228,7 @@ void from_json(const json& j, FileResourceIdentity& r) {
 
 void to_json(json& j, const CleanupCandidate& c) {
     j = json::object();
-    j["id"] = validUTF8(c.id);
+    j["id"] = validUTF8(c.id());
     j["url"] = c.url;
     j["displayName"] = validUTF8(c.displayName);
     j["category"] = rawValue(c.category);
@@ -230,11 +243,16 @@ void to_json(json& j, const CleanupCandidate& c) {
 void from_json(const json& j, CleanupCandidate& c) {
     c.url = j.at("url").get<FileURL>();
     c.category = enumValue<CleanupCategory>(j, "category", categoryFromRaw);
-    c.id = j.at("id").get<std::string>();
+    // The id is derived from category and path, so it must be theirs (for a path that is not
+    // UTF-8, as written: with U+FFFD in place of the bytes that are not text).
+    const json& idValue = j.at("id");
+    const std::string& id = idValue.get_ref<const std::string&>();
+    if (const std::string exactID = c.id(); id != exactID && id != validUTF8(exactID)) {
+        throw json::other_error::create(
+            501, "a candidate's \"id\" must be its category, a colon and its path", &idValue);
+    }
     c.displayName = j.at("displayName").get<std::string>();
     // Texts written lossily from a non-UTF-8 path are restored from the lossless URL.
-    std::string exactID = candidateID(c.category, c.url.path);
-    if (exactID != c.id && validUTF8(exactID) == c.id) c.id = std::move(exactID);
     std::string exactName = c.url.lastComponent();
     if (exactName != c.displayName && validUTF8(exactName) == c.displayName) {
         c.displayName = std::move(exactName);
@@ -258,10 +276,12 @@ void from_json(const json& j, CleanupCandidate& c) {
     // Path-derived texts of the identity and the container context, likewise.
     if (c.resourceIdentity && c.resourceIdentity->volumeName &&
         mayBeLossy(*c.resourceIdentity->volumeName)) {
-        restoreLossyText(*c.resourceIdentity->volumeName, selfAndAncestors(c.url.path));
+        std::string name = *c.resourceIdentity->volumeName;
+        restoreLossyText(name, selfAndAncestors(c.url.path));
+        c.resourceIdentity->volumeName = std::move(name);
     }
     if (c.appCacheContext) {
-        auto& context = *c.appCacheContext;
+        AppCacheContext context = *c.appCacheContext;
         if (mayBeLossy(context.containerIdentifier)) {
             restoreLossyText(context.containerIdentifier, componentsAndTrimmed(c.url.path));
         }
@@ -269,6 +289,7 @@ void from_json(const json& j, CleanupCandidate& c) {
             restoreLossyText(*context.possibleBundleIdentifier,
                              suffixesOf(context.containerIdentifier));
         }
+        if (!(context == *c.appCacheContext)) c.appCacheContext = std::move(context);
     }
 }
 

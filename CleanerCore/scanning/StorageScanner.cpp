@@ -586,7 +586,6 @@ class ScanRun {
             return unpublished;
         }
         CleanupCandidate c;
-        c.id = candidateID(loc.category, path);
         c.url = url;
         c.displayName = url.lastComponent();
         c.category = loc.category;

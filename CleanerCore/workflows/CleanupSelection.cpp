@@ -22,8 +22,9 @@ std::variant<std::vector<size_t>, CandidateSelectionRefusal> selectCandidates(
     for (const auto& id : request.ids) {
         std::vector<size_t> exact, rendered;
         for (size_t i = 0; i < candidates.size(); ++i) {
-            if (candidates[i].id == id) exact.push_back(i);
-            if (validUTF8(candidates[i].id) == id) rendered.push_back(i);
+            const std::string candidateId = candidates[i].id();
+            if (candidateId == id) exact.push_back(i);
+            if (validUTF8(candidateId) == id) rendered.push_back(i);
         }
         const auto& matches = exact.empty() ? rendered : exact;
         if (matches.empty()) return CandidateSelectionRefusal{Kind::unknownID, id};
@@ -39,9 +40,16 @@ std::variant<std::vector<size_t>, CandidateSelectionRefusal> selectCandidates(
 
 std::vector<CleanupCandidate> takeSelection(ScanReport& report,
                                             const std::vector<size_t>& indices) {
-    std::vector<CleanupCandidate> selection;
-    selection.reserve(indices.size());
-    for (size_t i : indices) selection.push_back(std::move(report.candidates[i]));
+    // In place: the selected candidates close up at the front of the report's own list, so a
+    // scan of a million candidates is not held twice.
+    auto& candidates = report.candidates;
+    size_t kept = 0;
+    for (size_t i : indices) {
+        if (i != kept) candidates[kept] = std::move(candidates[i]);
+        ++kept;
+    }
+    candidates.erase(candidates.begin() + static_cast<std::ptrdiff_t>(kept), candidates.end());
+    std::vector<CleanupCandidate> selection = std::move(candidates);
     report = ScanReport{};
     return selection;
 }

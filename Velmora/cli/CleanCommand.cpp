@@ -6,7 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
-#include <deque>
+#include <functional>
 #include <iostream>
 #include <iterator>
 #include <set>
@@ -80,37 +80,28 @@ std::optional<std::vector<size_t>> selectOrExplain(const CleanCommandOptions& op
     return std::nullopt;
 }
 
-// Cleans `selection` in slices of a few thousand candidates, each moved into its results and
-// released when done, so that the candidates and their results are never both held whole (for
-// a million candidates that would be gigabytes). Same result as one call: input order, and a
-// cancelled slice ends the run.
-CleanResult cleanInSlices(const CleaningService& service, std::vector<CleanupCandidate> selection,
-                          const std::vector<ScanLocation>& locations, CleaningMode mode,
-                          const CleanupEligibilityPolicy& policy) {
+// Cleans `selection` in slices of a few thousand candidates, each moved out of the selection
+// and handed with its results to `deliver` before the next, so that the results of a large run
+// are never held whole (for a million candidates that would be gigabytes). The parts together
+// are the result of one call: input order, and a cancelled slice ends the run. Returns whether
+// the run was cancelled.
+bool cleanInSlices(const CleaningService& service, std::vector<CleanupCandidate> selection,
+                   const std::vector<ScanLocation>& locations, CleaningMode mode,
+                   const CleanupEligibilityPolicy& policy,
+                   const std::function<void(CleanResult&&)>& deliver) {
     constexpr size_t kSlice = 4096;
-    std::deque<std::vector<CleanupCandidate>> slices;
     for (size_t at = 0; at < selection.size(); at += kSlice) {
         const auto begin = selection.begin() + static_cast<std::ptrdiff_t>(at);
         const auto end = selection.begin() +
                          static_cast<std::ptrdiff_t>(std::min(at + kSlice, selection.size()));
-        slices.emplace_back(std::make_move_iterator(begin), std::make_move_iterator(end));
+        std::vector<CleanupCandidate> slice(std::make_move_iterator(begin),
+                                            std::make_move_iterator(end));
+        CleanResult part = service.clean(std::move(slice), locations, mode, policy);
+        const bool cancelled = part.wasCancelled;
+        deliver(std::move(part));
+        if (cancelled) return true;
     }
-    CleanResult result;
-    result.cleanedItems.reserve(selection.size());  // address space; touched as items succeed
-    std::vector<CleanupCandidate>().swap(selection);
-    while (!slices.empty()) {
-        CleanResult part = service.clean(std::move(slices.front()), locations, mode, policy);
-        slices.pop_front();
-        std::move(part.cleanedItems.begin(), part.cleanedItems.end(),
-                  std::back_inserter(result.cleanedItems));
-        std::move(part.failedItems.begin(), part.failedItems.end(),
-                  std::back_inserter(result.failedItems));
-        if (part.wasCancelled) {
-            result.wasCancelled = true;
-            break;
-        }
-    }
-    return result;
+    return false;
 }
 
 std::string restoreRefusalText(const RestoreRefusal& refusal) {
@@ -242,13 +233,41 @@ int runCleanCommand(const CleanCommandOptions& options) {
     for (const auto& c : selection) listed.push_back(&c);
     const int64_t requestedBytes = distinctBytes(listed);
     std::vector<const CleanupCandidate*>().swap(listed);
-    const CleanResult result =
-        cleanInSlices(service, std::move(selection), setup->locations, mode, cleanupPolicy(*setup));
+    // Each part of the result goes to the output and the history entry, then is dropped.
+    CleanAuditEntryBuilder history(requestedCount, requestedBytes, mode,
+                                   CleanupAuditSource::cleanupDashboard);
+    history.reserve(static_cast<size_t>(requestedCount));
+    std::optional<CleanResultJSONWriter> jsonWriter;
+    std::optional<CleanResultTextWriter> textWriter;
+    if (options.json) {
+        jsonWriter.emplace(out);
+    } else {
+        textWriter.emplace(mode, home);
+        textWriter->reserve(static_cast<size_t>(requestedCount));
+    }
+    bool anyFailed = false;
+    auto deliver = [&](CleanResult&& part) {
+        for (auto& item : part.cleanedItems) {
+            if (jsonWriter) jsonWriter->add(item);
+            if (textWriter) textWriter->add(item);
+            history.add(std::move(item));
+        }
+        for (auto& item : part.failedItems) {
+            anyFailed = true;
+            history.add(item);
+            if (jsonWriter) {
+                jsonWriter->add(std::move(item));
+            } else {
+                textWriter->add(std::move(item));
+            }
+        }
+    };
+    const bool wasCancelled = cleanInSlices(service, std::move(selection), setup->locations, mode,
+                                            cleanupPolicy(*setup), deliver);
 
-    CleanupAuditEntry entry =
-        makeCleanAuditEntry(requestedCount, requestedBytes, result, mode,
-                            CleanupAuditSource::cleanupDashboard, currentDate());
+    CleanupAuditEntry entry = history.finish(wasCancelled, currentDate());
     entry.id = entryID;
+    const int64_t cleanedBytes = entry.affectedBytes;
     const CleanupAuditAppendResult recorded = store.recordAtCurrentTime(std::move(entry));
     CleanHistoryRecord record = CleanHistoryRecord::notWritten;
     if (recorded.written) {
@@ -262,11 +281,8 @@ int runCleanCommand(const CleanCommandOptions& options) {
     }
 
     err.flush();
-    if (options.json) {
-        printCleanResultJSON(out, result);
-    } else {
-        printCleanResult(out, result, mode, home, record);
-    }
+    if (jsonWriter) jsonWriter->finish(wasCancelled);
+    if (textWriter) textWriter->finish(out, wasCancelled, cleanedBytes, record);
     out.flush();
     if (record == CleanHistoryRecord::notWritten) {
         std::cerr << "velmora: the cleanup history " << printable(store.filePath())
@@ -277,9 +293,9 @@ int runCleanCommand(const CleanCommandOptions& options) {
         }
         std::cerr << "\n";
     }
-    if (result.wasCancelled) return interrupts.exitStatus();
+    if (wasCancelled) return interrupts.exitStatus();
     if (record == CleanHistoryRecord::notWritten) return kExitFailures;
-    return result.failedItems.empty() ? kExitDone : kExitFailures;
+    return anyFailed ? kExitFailures : kExitDone;
 }
 
 int runRestoreCommand(const RestoreCommandOptions& options) {

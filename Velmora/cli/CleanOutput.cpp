@@ -62,38 +62,52 @@ void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate
 
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
                       const std::string& home, CleanHistoryRecord record) {
-    const bool trash = mode == CleaningMode::moveToTrash;
+    CleanResultTextWriter writer(mode, home);
+    writer.reserve(result.cleanedItems.size());
     std::vector<const CleanupCandidate*> cleaned;
-    for (const auto& item : result.cleanedItems) cleaned.push_back(&item.candidate);
-    const int64_t bytes = distinctBytes(cleaned);
     for (const auto& item : result.cleanedItems) {
-        out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.candidate.url.path, home)
-            << "\n";
-        if (record == CleanHistoryRecord::notWritten && item.destinationURL) {
-            out << "    now at " << shown(item.destinationURL->path, home) << "\n";
+        writer.add(item);
+        cleaned.push_back(&item.candidate);
+    }
+    for (const auto& item : result.failedItems) writer.add(item);
+    writer.finish(out, result.wasCancelled, distinctBytes(cleaned), record);
+}
+
+void CleanResultTextWriter::add(const CleanedItem& item) {
+    cleaned_.push_back(
+        {item.candidate.url.path, item.destinationURL ? item.destinationURL->path : ""});
+}
+
+void CleanResultTextWriter::finish(std::ostream& out, bool wasCancelled, int64_t cleanedBytes,
+                                   CleanHistoryRecord record) const {
+    const bool trash = mode_ == CleaningMode::moveToTrash;
+    for (const auto& item : cleaned_) {
+        out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.path, home_) << "\n";
+        if (record == CleanHistoryRecord::notWritten && !item.destination.empty()) {
+            out << "    now at " << shown(item.destination, home_) << "\n";
         }
     }
     // A deletion that stopped part-way left the item no longer whole: it is neither "not
     // deleted" nor "left in place".
     size_t partlyDeleted = 0;
-    for (const auto& item : result.failedItems) {
+    for (const auto& item : failed_) {
         const bool partly = !trash && item.reason.starts_with(kPartlyDeletedReasonStart);
         if (partly) ++partlyDeleted;
         out << (partly  ? "Partly deleted: "
                 : trash ? "Not moved: "
                         : "Not deleted: ")
-            << shown(item.candidate.url.path, home) << "\n    " << printable(item.reason) << "\n";
+            << shown(item.candidate.url.path, home_) << "\n    " << printable(item.reason) << "\n";
     }
     out << "\n"
-        << plural(static_cast<int64_t>(result.cleanedItems.size()), "item", "items") << " ("
-        << formatBytes(bytes) << ") " << (trash ? "moved to the Trash" : "deleted");
-    if (result.failedItems.size() > partlyDeleted) {
-        out << ", " << result.failedItems.size() - partlyDeleted << " left in place";
+        << plural(static_cast<int64_t>(cleaned_.size()), "item", "items") << " ("
+        << formatBytes(cleanedBytes) << ") " << (trash ? "moved to the Trash" : "deleted");
+    if (failed_.size() > partlyDeleted) {
+        out << ", " << failed_.size() - partlyDeleted << " left in place";
     }
     if (partlyDeleted > 0) out << ", " << partlyDeleted << " partly deleted";
     out << ".";
-    if (result.wasCancelled) out << " Cancelled: the remaining items were not touched.";
-    if (trash && !result.cleanedItems.empty()) {
+    if (wasCancelled) out << " Cancelled: the remaining items were not touched.";
+    if (trash && !cleaned_.empty()) {
         switch (record) {
             case CleanHistoryRecord::withItems:
                 out << "\nTo put them back: velmora restore --last";
@@ -113,15 +127,25 @@ void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode
 }
 
 void printCleanResultJSON(std::ostream& out, const CleanResult& result) {
-    const auto& r = result;
-    out << "{\n";
+    CleanResultJSONWriter writer(out);
+    for (const auto& item : result.cleanedItems) writer.add(item);
+    for (const auto& item : result.failedItems) writer.add(item);
+    writer.finish(result.wasCancelled);
+}
+
+CleanResultJSONWriter::CleanResultJSONWriter(std::ostream& out)
+    : out_(out), cleaned_(out << "{\n", "cleanedItems") {}
+
+void CleanResultJSONWriter::add(const CleanedItem& item) {
+    cleaned_.add(nlohmann::json(item));
+}
+
+void CleanResultJSONWriter::finish(bool wasCancelled) {
+    cleaned_.finish(false);
     writeJSONArrayMember(
-        out, "cleanedItems", r.cleanedItems.size(),
-        [&r](size_t i) { return nlohmann::json(r.cleanedItems[i]); }, false);
-    writeJSONArrayMember(
-        out, "failedItems", r.failedItems.size(),
-        [&r](size_t i) { return nlohmann::json(r.failedItems[i]); }, false);
-    out << "  \"wasCancelled\": " << (r.wasCancelled ? "true" : "false") << "\n}\n";
+        out_, "failedItems", failed_.size(),
+        [this](size_t i) { return nlohmann::json(failed_[i]); }, false);
+    out_ << "  \"wasCancelled\": " << (wasCancelled ? "true" : "false") << "\n}\n";
 }
 
 void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home) {

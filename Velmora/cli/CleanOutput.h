@@ -7,6 +7,7 @@
 
 #include "CleanerCore/audit/CleanupAuditModel.h"
 #include "CleanerCore/cleaning/CleaningModel.h"
+#include "Velmora/cli/Output.h"
 
 namespace velmora::cli {
 
@@ -30,6 +31,46 @@ void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode
 /// The result as JSON (the CleanResult record), one document followed by a newline: the text of
 /// dumpJSON(json(result), true), written one item at a time.
 void printCleanResultJSON(std::ostream& out, const CleanResult& result);
+
+/// printCleanResult for a result that arrives in parts, in input order, and is not held whole.
+/// The lines are written by `finish`, once the history's outcome is known; until then only each
+/// moved item's path and place in the Trash are kept, and the failed items.
+class CleanResultTextWriter {
+  public:
+    CleanResultTextWriter(CleaningMode mode, std::string home) : mode_(mode), home_(home) {}
+    void reserve(size_t count) { cleaned_.reserve(count); }
+    void add(const CleanedItem& item);
+    void add(FailedCleanItem item) { failed_.push_back(std::move(item)); }
+    /// `cleanedBytes`: the distinct bytes of the cleaned items (as the history entry counts them).
+    void finish(std::ostream& out, bool wasCancelled, int64_t cleanedBytes,
+                CleanHistoryRecord record) const;
+
+  private:
+    struct Cleaned {
+        std::string path;
+        std::string destination;  ///< empty when the item has no place in the Trash
+    };
+    CleaningMode mode_;
+    std::string home_;
+    std::vector<Cleaned> cleaned_;
+    std::vector<FailedCleanItem> failed_;
+};
+
+/// printCleanResultJSON for a result that arrives in parts, in input order: each cleaned item is
+/// written as it is added; the failed items (which follow the cleaned ones in the document) are
+/// held until `finish`.
+class CleanResultJSONWriter {
+  public:
+    explicit CleanResultJSONWriter(std::ostream& out);
+    void add(const CleanedItem& item);
+    void add(FailedCleanItem item) { failed_.push_back(std::move(item)); }
+    void finish(bool wasCancelled);
+
+  private:
+    std::ostream& out_;
+    JSONArrayMemberWriter cleaned_;
+    std::vector<FailedCleanItem> failed_;
+};
 void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home);
 
 /// The history, newest first: one block per entry.

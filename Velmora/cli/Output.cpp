@@ -71,25 +71,28 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
 
 void writeJSONArrayMember(std::ostream& out, std::string_view key, size_t count,
                           const std::function<nlohmann::json(size_t)>& element, bool last) {
-    out << "  \"" << key << "\": ";
-    if (count == 0) {
-        out << "[]";
-    } else {
-        out << "[\n";
-        std::string indented;
-        for (size_t i = 0; i < count; ++i) {
-            const std::string text = dumpJSON(element(i), true);
-            indented.assign("    ");
-            for (char c : text) {
-                indented += c;
-                if (c == '\n') indented += "    ";  // JSON strings never hold a raw newline
-            }
-            indented += i + 1 < count ? ",\n" : "\n";
-            out.write(indented.data(), static_cast<std::streamsize>(indented.size()));
-        }
-        out << "  ]";
+    JSONArrayMemberWriter writer(out, key);
+    for (size_t i = 0; i < count; ++i) writer.add(element(i));
+    writer.finish(last);
+}
+
+JSONArrayMemberWriter::JSONArrayMemberWriter(std::ostream& out, std::string_view key) : out_(out) {
+    out_ << "  \"" << key << "\": ";
+}
+
+void JSONArrayMemberWriter::add(const nlohmann::json& element) {
+    // Each element is written after the separator that the one before it needed.
+    indented_.assign(count_ == 0 ? "[\n    " : ",\n    ");
+    for (char c : dumpJSON(element, true)) {
+        indented_ += c;
+        if (c == '\n') indented_ += "    ";  // JSON strings never hold a raw newline
     }
-    out << (last ? "\n" : ",\n");
+    out_.write(indented_.data(), static_cast<std::streamsize>(indented_.size()));
+    ++count_;
+}
+
+void JSONArrayMemberWriter::finish(bool last) {
+    out_ << (count_ == 0 ? "[]" : "\n  ]") << (last ? "\n" : ",\n");
 }
 
 void printScanReportJSON(std::ostream& out, const ScanReport& report) {

@@ -25,6 +25,20 @@ void printScanReportJSON(std::ostream& out, const ScanReport& report);
 void writeJSONArrayMember(std::ostream& out, std::string_view key, size_t count,
                           const std::function<nlohmann::json(size_t)>& element, bool last);
 
+/// The same member for elements that arrive one at a time, their number unknown in advance:
+/// the key is written on construction, each element as it is added, the end by `finish`.
+class JSONArrayMemberWriter {
+  public:
+    JSONArrayMemberWriter(std::ostream& out, std::string_view key);
+    void add(const nlohmann::json& element);
+    void finish(bool last);
+
+  private:
+    std::ostream& out_;
+    size_t count_ = 0;
+    std::string indented_;
+};
+
 /// A stream on a file descriptor with a 64 KiB buffer, so that per-item lines do not cost a
 /// system call each. The buffer is written when full, on `flush()` and on destruction; when the
 /// descriptor is a terminal also after every line, so that a person sees each line as it is

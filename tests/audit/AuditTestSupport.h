@@ -19,7 +19,6 @@ inline CleanedItem cleanedItemAt(const std::string& path, int64_t size, bool tra
     CleanedItem item;
     item.candidate.url = FileURL(path);
     item.candidate.category = CleanupCategory::userCaches;
-    item.candidate.id = candidateID(item.candidate.category, item.candidate.url.path);
     item.candidate.displayName = item.candidate.url.lastComponent();
     item.candidate.sizeBytes = size;
     item.candidate.lastModified = 780000000.25;

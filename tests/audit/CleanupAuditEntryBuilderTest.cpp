@@ -72,6 +72,29 @@ TEST(CleanupAuditEntryBuilderTest, CleanEntryKeepsTheFirstTwentySamplesAndDistin
               e.id);
 }
 
+// A run delivered in parts, failures interleaved, gives the entry of its whole result; an item
+// cleaned in an early part that lies inside one cleaned later adds no bytes of its own.
+TEST(CleanupAuditEntryBuilderTest, CleanEntryBuiltFromPartsEqualsTheOneFromTheWholeResult) {
+    CleanResult whole;
+    whole.cleanedItems = {cleanedItemAt("/h/.cache/pip/http", 40), cleanedItemAt("/h/.cache/a", 3),
+                          cleanedItemAt("/h/.cache/pip", 100)};
+    whole.failedItems = {{cleanedItemAt("/h/.cache/b", 5).candidate, "r1"},
+                         {cleanedItemAt("/h/.cache/c", 6).candidate, "r2"}};
+    CleanAuditEntryBuilder parts(6, 154, CleaningMode::moveToTrash,
+                                 CleanupAuditSource::cleanupDashboard);
+    parts.add(whole.cleanedItems[0]);
+    parts.add(whole.failedItems[0]);
+    parts.add(whole.cleanedItems[1]);
+    parts.add(whole.cleanedItems[2]);
+    parts.add(whole.failedItems[1]);
+    CleanupAuditEntry streamed = parts.finish(false, 7.0);
+    const CleanupAuditEntry expected = makeCleanAuditEntry(
+        6, 154, whole, CleaningMode::moveToTrash, CleanupAuditSource::cleanupDashboard, 7.0);
+    EXPECT_EQ(streamed.affectedBytes, 103);
+    streamed.id = expected.id;
+    EXPECT_EQ(streamed, expected);
+}
+
 TEST(CleanupAuditEntryBuilderTest, RestoreEntryRecordsRestoredPathsAndNoItems) {
     const CleanedItem a = cleanedItemAt("/h/.cache/a", 10);
     const CleanedItem b = cleanedItemAt("/h/.cache/b", 20);

@@ -249,7 +249,6 @@ TEST_F(CleaningServiceTest, TheRootsAgeRuleIsJudgedAtCleanTimeByTheInjectedClock
     tree.setMtimeRecursive("home/.cache/young", twoDaysAgo);
     CleanupCandidate candidate;
     candidate.url = FileURL::directory(cache + "/young");
-    candidate.id = "userCaches:" + candidate.url.path;
 
     const Date now = currentDate();
     auto cleanAt = [&](Date clock) {

@@ -17,7 +17,6 @@ namespace {
 CleanupCandidate candidate(const std::string& path, int64_t size) {
     CleanupCandidate c;
     c.url = FileURL(path, true);
-    c.id = candidateID(CleanupCategory::userCaches, c.url.path);
     c.displayName = c.url.lastComponent();
     c.sizeBytes = size;
     c.lastModified = 815000000.123456789;

@@ -107,11 +107,11 @@ TEST(ScanCommandTest, JsonReportWithoutDirectPermissionCoversStandardAndCustomFo
     EXPECT_EQ(report.scannedRoots[0], FileURL::directory(v.homePath("Library/Caches")));
     EXPECT_EQ(report.scannedRoots[4], FileURL::directory(v.homePath("Projects/build-cache")));
     ASSERT_EQ(report.candidates.size(), 3u);
-    EXPECT_EQ(report.candidates[0].id,
+    EXPECT_EQ(report.candidates[0].id(),
               "userCaches:" + v.homePath("Library/Caches/com.example.app"));
     EXPECT_EQ(report.candidates[1].category, CleanupCategory::userLogs);
     const CleanupCandidate& custom = report.candidates[2];
-    EXPECT_EQ(custom.id, "customFolder:" + v.homePath("Projects/build-cache/obj"));
+    EXPECT_EQ(custom.id(), "customFolder:" + v.homePath("Projects/build-cache/obj"));
     EXPECT_EQ(custom.safety, CleanupSafety::manualReview);
     EXPECT_FALSE(custom.isSelectedByDefault);
     EXPECT_EQ(custom.sizeBytes, allocated(blob));

@@ -54,6 +54,10 @@ TEST(DistinctBytes, CountsEveryByteOnce) {
         for (const auto& i : c.items) pointers.push_back(&i);
         EXPECT_EQ(bytesCountedElsewhere(pointers), c.elsewhere) << c.label;
         EXPECT_EQ(distinctBytes(pointers), c.total) << c.label;
+        // Given one at a time, the counter keeps nothing but must reach the same total.
+        DistinctBytesCounter counter;
+        for (const auto& i : c.items) counter.add(i);
+        EXPECT_EQ(counter.total(), c.total) << c.label;
     }
 }
 

@@ -72,11 +72,24 @@ AppCacheContext context(const std::string& bundle) {
 CleanupCandidate candidateAt(const std::string& path, CleanupCategory category) {
     CleanupCandidate c;
     c.url = FileURL(path);
-    c.id = candidateID(category, c.url.path);
     c.displayName = c.url.lastComponent();
     c.category = category;
     c.sizeBytes = 4096;
     return c;
+}
+
+// Shared parts are held once but compare by contents, as the values they stand for.
+TEST(CleanupModelTest, SharedPartsCompareByContents) {
+    CleanupCandidate a = candidateAt("/h/x", CleanupCategory::groupContainerCaches);
+    CleanupCandidate b = a;
+    EXPECT_EQ(a.appCacheContext, std::nullopt);
+    a.appCacheContext = context("c");
+    EXPECT_NE(a, b);
+    b.appCacheContext = context("c");  // made separately
+    EXPECT_EQ(a, b);
+    b.appCacheContext = context("d");
+    EXPECT_NE(a, b);
+    EXPECT_EQ(a.id(), "groupContainerCaches:/h/x");
 }
 
 ScanReport roundTrip(const ScanReport& report) {
@@ -164,6 +177,8 @@ TEST(ModelJsonTest, MalformedReportsFailToDecode) {
         {"/candidates/0/appCacheContext/runningState", "asleep"},
         {"/candidates/0/appCacheContext/containerKind", "group"},
         {"/candidates/0/category", 0},
+        {"/candidates/0/id", "userCaches:/h/x"},  // not its own category
+        {"/candidates/0/id", "userLogs:/h/y"},
         {"/candidates/0/resourceIdentity", 3},
         {"/skippedItems/0/url", "h/y"},
         {"/scannedRoots", {"https://x/"}},

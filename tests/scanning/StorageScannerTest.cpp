@@ -111,7 +111,7 @@ TEST(StorageScannerTest, EachEntryGetsTheReasonItDeserves) {
     };
     for (const auto& n : hostile) expected[n] = "candidate";
     EXPECT_EQ(outcomes(report), expected);
-    for (const auto& c : report.candidates) EXPECT_EQ(c.id, "userCaches:" + c.url.path);
+    for (const auto& c : report.candidates) EXPECT_EQ(c.id(), "userCaches:" + c.url.path);
     // A link inside a candidate is neither followed nor counted.
     ASSERT_NE(findCandidate(report, "linking"), nullptr);
     EXPECT_EQ(findCandidate(report, "linking")->sizeBytes, allocated(kept));
@@ -201,14 +201,15 @@ TEST(StorageScannerTest, CandidateRecordsWhatWasMeasured) {
     tree.setMtime("caches/folder/inner", t - 2 * kDay + 0.25);
     ScanLocation loc = location(tree.path("caches"), 0, CleanupCategory::appContainerCaches,
                                 CleanupSafety::caution);
-    loc.appCacheContext = AppCacheContext{};
-    loc.appCacheContext->containerIdentifier = "com.example.tool";
+    AppCacheContext context;
+    context.containerIdentifier = "com.example.tool";
+    loc.appCacheContext = context;
     ScanReport report = Scan{tree}.run({loc});
     ASSERT_EQ(report.candidates.size(), 2u);
 
     const CleanupCandidate* folder = findCandidate(report, "folder");
     ASSERT_NE(folder, nullptr);
-    EXPECT_EQ(folder->id, "appContainerCaches:" + tree.path("caches/folder"));
+    EXPECT_EQ(folder->id(), "appContainerCaches:" + tree.path("caches/folder"));
     EXPECT_EQ(folder->url, FileURL::directory(tree.path("caches/folder")));
     EXPECT_EQ(folder->safety, CleanupSafety::caution);
     EXPECT_FALSE(folder->isSelectedByDefault);
@@ -223,6 +224,10 @@ TEST(StorageScannerTest, CandidateRecordsWhatWasMeasured) {
     EXPECT_FALSE(file->url.isDirectory);
     EXPECT_EQ(file->sizeBytes, allocated(one));
     EXPECT_EQ(file->resourceIdentity, captureIdentity(one));
+    // What every candidate of a location or a volume has alike is held once, not per candidate.
+    EXPECT_EQ(&*file->appCacheContext, &*folder->appCacheContext);
+    ASSERT_TRUE(file->resourceIdentity->volumeName && folder->resourceIdentity->volumeName);
+    EXPECT_EQ(&*file->resourceIdentity->volumeName, &*folder->resourceIdentity->volumeName);
 }
 
 TEST(StorageScannerTest, ReportListsCandidatesBySafetyThenSizeAndSkipsInTheOrderMet) {
