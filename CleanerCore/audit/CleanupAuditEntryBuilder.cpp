@@ -76,7 +76,7 @@ void CleanAuditEntryBuilder::add(CleanedItem item) {
     // A list the history file could never hold is not kept: the store would drop it. Measured
     // as cleanedItemsExceed measures it, and no longer once it is over.
     const auto cap = static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes);
-    listedBytes_ += dumpJSON(nlohmann::json(item), false).size() + 1;
+    listedBytes_ += cleanedItemHistoryTextSize(item);
     if (listedBytes_ > cap) {
         listTooLarge_ = true;
         std::vector<CleanedItem>().swap(entry_.cleanedItems);

@@ -56,7 +56,7 @@ class CleanAuditEntryBuilder {
   private:
     CleanupAuditEntry entry_;
     DistinctBytesCounter affected_;
-    size_t listedBytes_ = 2;  ///< the compact text of the kept list, "[]" included
+    size_t listedBytes_ = 2;  ///< the kept list's text as cleanedItemsExceed counts it
     bool listTooLarge_ = false;
 };
 

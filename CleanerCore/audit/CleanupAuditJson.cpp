@@ -193,10 +193,14 @@ std::optional<std::string> encodeCleanupAuditHistoryElement(const CleanupAuditEn
     return text.substr(2, text.size() - 4);
 }
 
+size_t cleanedItemHistoryTextSize(const CleanedItem& item) {
+    return dumpJSON(json(item), true).size() + 1;  // and its separator
+}
+
 bool cleanedItemsExceed(const std::vector<CleanedItem>& items, size_t bytes) {
     size_t total = 2;  // "[]"
     for (const auto& item : items) {
-        total += dumpJSON(json(item), true).size() + 1;  // and its separator
+        total += cleanedItemHistoryTextSize(item);
         if (total > bytes) return true;
     }
     return false;

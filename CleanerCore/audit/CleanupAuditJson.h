@@ -48,6 +48,9 @@ std::optional<std::string> encodeCleanupAuditHistoryElement(const CleanupAuditEn
 /// the count stops as soon as it passes `bytes`: the work is bounded by `bytes`, not by the
 /// length of the list.
 bool cleanedItemsExceed(const std::vector<CleanedItem>& items, size_t bytes);
+/// What one item adds to the sum cleanedItemsExceed compares, for a caller that counts a list
+/// as it grows.
+size_t cleanedItemHistoryTextSize(const CleanedItem& item);
 /// "[\n" + the elements joined by ",\n" + "\n]", or "[]" for none.
 std::string joinCleanupAuditHistoryElements(const std::vector<std::string>& elements);
 /// The size of `joinCleanupAuditHistoryElements(elements)`, without joining.

@@ -125,9 +125,10 @@ VolumeFacts volumeFacts(dev_t device, int fdOnVolume) {
     } else {
         facts.name = mountPointOf(device);
     }
+    // Two threads may have looked the volume up at once: the first entry is the one every
+    // caller shares, so that the volume's values are held once.
     std::lock_guard lock(volumeFactsMutex());
-    volumeFactsCache().emplace(device, facts);
-    return facts;
+    return volumeFactsCache().emplace(device, std::move(facts)).first->second;
 }
 
 namespace {
