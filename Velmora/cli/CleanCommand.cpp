@@ -1,30 +1,16 @@
 #include "Velmora/cli/CleanCommand.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-#include <functional>
 #include <iostream>
-#include <iterator>
-#include <set>
 #include <vector>
 
-#include "CleanerCore/audit/CleanupAuditEntryBuilder.h"
-#include "CleanerCore/audit/CleanupAuditMarkers.h"
-#include "CleanerCore/audit/CleanupAuditStore.h"
 #include "CleanerCore/base/Text.h"
 #include "CleanerCore/cleaning/CleaningJson.h"
-#include "CleanerCore/cleaning/CleaningService.h"
-#include "CleanerCore/cleaning/TrashRestoreService.h"
 #include "CleanerCore/platform/FileSystem.h"
-#include "CleanerCore/platform/UUID.h"
-#include "CleanerCore/platform/UniqueFd.h"
-#include "CleanerCore/scanning/DistinctBytes.h"
 #include "CleanerCore/scanning/ModelJson.h"
-#include "CleanerCore/workflows/CleanupFence.h"
+#include "CleanerCore/workflows/CleanupRun.h"
 #include "CleanerCore/workflows/CleanupSelection.h"
 #include "CleanerCore/workflows/RestoreRun.h"
 #include "CleanerCore/workflows/ScanReportFile.h"
@@ -78,30 +64,6 @@ std::optional<std::vector<size_t>> selectOrExplain(const CleanCommandOptions& op
             break;
     }
     return std::nullopt;
-}
-
-// Cleans `selection` in slices of a few thousand candidates, each moved out of the selection
-// and handed with its results to `deliver` before the next, so that the results of a large run
-// are never held whole (for a million candidates that would be gigabytes). The parts together
-// are the result of one call: input order, and a cancelled slice ends the run. Returns whether
-// the run was cancelled.
-bool cleanInSlices(const CleaningService& service, std::vector<CleanupCandidate> selection,
-                   const std::vector<ScanLocation>& locations, CleaningMode mode,
-                   const CleanupEligibilityPolicy& policy,
-                   const std::function<void(CleanResult&&)>& deliver) {
-    constexpr size_t kSlice = 4096;
-    for (size_t at = 0; at < selection.size(); at += kSlice) {
-        const auto begin = selection.begin() + static_cast<std::ptrdiff_t>(at);
-        const auto end = selection.begin() +
-                         static_cast<std::ptrdiff_t>(std::min(at + kSlice, selection.size()));
-        std::vector<CleanupCandidate> slice(std::make_move_iterator(begin),
-                                            std::make_move_iterator(end));
-        CleanResult part = service.clean(std::move(slice), locations, mode, policy);
-        const bool cancelled = part.wasCancelled;
-        deliver(std::move(part));
-        if (cancelled) return true;
-    }
-    return false;
 }
 
 std::string restoreRefusalText(const RestoreRefusal& refusal) {
@@ -160,7 +122,6 @@ int runCleanCommand(const CleanCommandOptions& options) {
         return kExitRefused;
     }
     const std::string& home = setup->environment.home;
-    const Catalogue catalogue = options.request.catalogue;
 
     ScanReport report;
     if (options.reportFile) {
@@ -199,7 +160,9 @@ int runCleanCommand(const CleanCommandOptions& options) {
     BufferedFdStream out(STDOUT_FILENO);
     BufferedFdStream err(STDERR_FILENO);
     std::ostream& info = options.json ? static_cast<std::ostream&>(err) : out;
-    printSelectionPreview(info, selection, home);
+    // A question is never asked about a list the person has not seen, so --quiet leaves the
+    // list out only when nothing is asked.
+    if (!options.quiet || !options.yes) printSelectionPreview(info, selection, home);
     if (!options.yes) {
         if (!standardInputIsTerminal()) {
             info.flush();
@@ -216,86 +179,46 @@ int runCleanCommand(const CleanCommandOptions& options) {
             return cancel.isCancellationRequested() ? interrupts.exitStatus() : kExitDone;
         }
     }
-
-    // Until the run is in the history, a marker beside it keeps `restore --last` from taking
-    // an older cleanup for this one. Failing to write it does not stop the cleanup (a full disk
-    // is a reason to clean); the person is then told what `restore --last` would do.
-    CleanupAuditStore store(CleanupAuditStore::defaultFilePath(setup->environment));
-    const std::string entryID = makeUUIDString();
-    const bool marked = markCleanupUnrecorded(store.filePath(), {entryID, currentDate()});
-
-    CleaningService service(
-        {home, catalogue, homeTrash(setup->environment), currentDate, setup->protectedPlaces},
-        [&cancel] { return cancel.isCancellationRequested(); });
     info.flush();
-    const auto requestedCount = static_cast<int64_t>(selection.size());
-    std::vector<const CleanupCandidate*> listed;
-    for (const auto& c : selection) listed.push_back(&c);
-    const int64_t requestedBytes = distinctBytes(listed);
-    std::vector<const CleanupCandidate*>().swap(listed);
-    // Each part of the result goes to the output and the history entry, then is dropped.
-    CleanAuditEntryBuilder history(requestedCount, requestedBytes, mode,
-                                   CleanupAuditSource::cleanupDashboard);
-    history.reserve(static_cast<size_t>(requestedCount));
+
+    // Each result goes to the output as it arrives; the text keeps only what it prints.
     std::optional<CleanResultJSONWriter> jsonWriter;
     std::optional<CleanResultTextWriter> textWriter;
     if (options.json) {
         jsonWriter.emplace(out);
     } else {
         textWriter.emplace(mode, home);
-        textWriter->reserve(static_cast<size_t>(requestedCount));
+        textWriter->reserve(selection.size());
     }
-    bool anyFailed = false;
-    auto deliver = [&](CleanResult&& part) {
-        for (auto& item : part.cleanedItems) {
-            if (jsonWriter) jsonWriter->add(item);
-            if (textWriter) textWriter->add(item);
-            history.add(std::move(item));
-        }
-        for (auto& item : part.failedItems) {
-            anyFailed = true;
-            history.add(item);
-            if (jsonWriter) {
-                jsonWriter->add(std::move(item));
-            } else {
-                textWriter->add(std::move(item));
-            }
-        }
-    };
-    const bool wasCancelled = cleanInSlices(service, std::move(selection), setup->locations, mode,
-                                            cleanupPolicy(*setup), deliver);
-
-    CleanupAuditEntry entry = history.finish(wasCancelled, currentDate());
-    entry.id = entryID;
-    const int64_t cleanedBytes = entry.affectedBytes;
-    const CleanupAuditAppendResult recorded = store.recordAtCurrentTime(std::move(entry));
-    CleanHistoryRecord record = CleanHistoryRecord::notWritten;
-    if (recorded.written) {
-        (void)clearUnrecordedCleanupMarker(store.filePath(), entryID);
-        // A cleanup too large for the history's size cap is kept without its item list.
-        record = CleanHistoryRecord::withoutItems;
-        for (const auto& kept : recorded.entries) {
-            if (kept.id == entryID && !kept.cleanedItems.empty())
-                record = CleanHistoryRecord::withItems;
-        }
-    }
+    CleanupRunObserver observer{[&](const CleanedItem& item) {
+                                    if (jsonWriter) jsonWriter->add(item);
+                                    if (textWriter) textWriter->add(item);
+                                },
+                                [&](const FailedCleanItem& item) {
+                                    if (jsonWriter) jsonWriter->add(item);
+                                    if (textWriter) textWriter->add(item);
+                                }};
+    const CleanupRunOutcome outcome = runCleanup(
+        *setup, std::move(selection), mode, CleanupAuditSource::cleanupDashboard,
+        [&cancel] { return cancel.isCancellationRequested(); }, observer);
 
     err.flush();
-    if (jsonWriter) jsonWriter->finish(wasCancelled);
-    if (textWriter) textWriter->finish(out, wasCancelled, cleanedBytes, record);
+    if (jsonWriter) jsonWriter->finish(outcome.wasCancelled);
+    if (textWriter)
+        textWriter->finish(out, outcome.wasCancelled, outcome.cleanedBytes, outcome.record);
     out.flush();
-    if (record == CleanHistoryRecord::notWritten) {
-        std::cerr << "velmora: the cleanup history " << printable(store.filePath())
+    if (outcome.record == CleanupHistoryRecord::notWritten) {
+        std::cerr << "velmora: the cleanup history " << printable(outcome.historyPath)
                   << " could not be written, so this cleanup is not recorded.";
-        if (!marked) {
+        if (!outcome.marked) {
             std::cerr << " `velmora restore --last` would now put back an earlier cleanup, not "
                          "this one.";
         }
         std::cerr << "\n";
     }
-    if (wasCancelled) return interrupts.exitStatus();
-    if (record == CleanHistoryRecord::notWritten) return kExitFailures;
-    return anyFailed ? kExitFailures : kExitDone;
+    if (outcome.wasCancelled) return interrupts.exitStatus();
+    if (outcome.record == CleanupHistoryRecord::notWritten) return kExitFailures;
+    return outcome.anyFailed ? kExitFailures : kExitDone;
 }
 
 int runRestoreCommand(const RestoreCommandOptions& options) {

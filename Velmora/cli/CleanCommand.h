@@ -23,6 +23,7 @@ struct CleanCommandOptions {
     bool deletePermanently = false;
     bool yes = false;
     bool json = false;
+    /// Only the results: no progress, and no list of the selection unless a question needs it.
     bool quiet = false;
 };
 int runCleanCommand(const CleanCommandOptions& options);

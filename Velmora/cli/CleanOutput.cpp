@@ -53,15 +53,13 @@ void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate
     }
     out << "\n";
     for (const auto& c : selection) {
-        const std::string size = formatBytes(c.sizeBytes);
-        out << std::string(size.size() < 10 ? 10 - size.size() : 0, ' ') << size << "  "
-            << shown(c.url.path, home) << "\n";
+        out << padLeft(formatBytes(c.sizeBytes), 10) << "  " << shown(c.url.path, home) << "\n";
     }
     out << "\n";
 }
 
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home, CleanHistoryRecord record) {
+                      const std::string& home, CleanupHistoryRecord record) {
     CleanResultTextWriter writer(mode, home);
     writer.reserve(result.cleanedItems.size());
     std::vector<const CleanupCandidate*> cleaned;
@@ -79,11 +77,11 @@ void CleanResultTextWriter::add(const CleanedItem& item) {
 }
 
 void CleanResultTextWriter::finish(std::ostream& out, bool wasCancelled, int64_t cleanedBytes,
-                                   CleanHistoryRecord record) const {
+                                   CleanupHistoryRecord record) const {
     const bool trash = mode_ == CleaningMode::moveToTrash;
     for (const auto& item : cleaned_) {
         out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.path, home_) << "\n";
-        if (record == CleanHistoryRecord::notWritten && !item.destination.empty()) {
+        if (record == CleanupHistoryRecord::notWritten && !item.destination.empty()) {
             out << "    now at " << shown(item.destination, home_) << "\n";
         }
     }
@@ -109,14 +107,14 @@ void CleanResultTextWriter::finish(std::ostream& out, bool wasCancelled, int64_t
     if (wasCancelled) out << " Cancelled: the remaining items were not touched.";
     if (trash && !cleaned_.empty()) {
         switch (record) {
-            case CleanHistoryRecord::withItems:
+            case CleanupHistoryRecord::withItems:
                 out << "\nTo put them back: velmora restore --last";
                 break;
-            case CleanHistoryRecord::withoutItems:
+            case CleanupHistoryRecord::withoutItems:
                 out << "\nThe history could not keep the list of so many items; they can be put "
                        "back from your desktop's Trash.";
                 break;
-            case CleanHistoryRecord::notWritten:
+            case CleanupHistoryRecord::notWritten:
                 out << "\nThis cleanup is not in the history, so `velmora restore` cannot put "
                        "these items back; each one's place in the Trash is listed above, and your "
                        "desktop's Trash can put them back.";

@@ -7,6 +7,7 @@
 
 #include "CleanerCore/audit/CleanupAuditModel.h"
 #include "CleanerCore/cleaning/CleaningModel.h"
+#include "CleanerCore/workflows/CleanupRun.h"
 #include "Velmora/cli/Output.h"
 
 namespace velmora::cli {
@@ -16,18 +17,11 @@ namespace velmora::cli {
 void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate>& selection,
                            const std::string& home);
 
-/// What became of a cleanup's history entry.
-enum class CleanHistoryRecord {
-    withItems,     ///< recorded with the item list `restore` needs
-    withoutItems,  ///< recorded, but too large for the history to keep its item list
-    notWritten,    ///< not recorded at all
-};
-
 /// One line per item (moved / refused with its reason), then a summary sentence and how to undo
 /// it. When the history was not written, each moved item's place in the Trash is listed too:
 /// the output is then the only record of where the items went.
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home, CleanHistoryRecord record);
+                      const std::string& home, CleanupHistoryRecord record);
 /// The result as JSON (the CleanResult record), one document followed by a newline: the text of
 /// dumpJSON(json(result), true), written one item at a time.
 void printCleanResultJSON(std::ostream& out, const CleanResult& result);
@@ -43,7 +37,7 @@ class CleanResultTextWriter {
     void add(FailedCleanItem item) { failed_.push_back(std::move(item)); }
     /// `cleanedBytes`: the distinct bytes of the cleaned items (as the history entry counts them).
     void finish(std::ostream& out, bool wasCancelled, int64_t cleanedBytes,
-                CleanHistoryRecord record) const;
+                CleanupHistoryRecord record) const;
 
   private:
     struct Cleaned {

@@ -131,7 +131,9 @@ int run(int argc, char** argv) {
                            "Delete instead of moving to the Trash (cannot be restored)");
     cleanCommand->add_flag("--yes", clean.yes, "Do not ask for confirmation");
     cleanCommand->add_flag("--json", clean.json, "Print the result as JSON");
-    cleanCommand->add_flag("--quiet", clean.quiet, "No progress display");
+    cleanCommand->add_flag("--quiet", clean.quiet,
+                           "Print only the results: no progress, and no list of the selection when "
+                           "--yes answers for you");
 
     RestoreCommandOptions restore;
     ScanFlags restoreFlags;
@@ -172,23 +174,24 @@ int run(int argc, char** argv) {
             ->type_name("SIZE")
             ->transform(CLI::AsSizeValue(false));
     };
-    count("--visit-limit", insights.visitLimit,
+    count("--visit-limit", insights.request.overrides.visitLimit,
           "Most items walked under one folder of the storage map (linux default 10000000, "
           "macos 8000)");
-    count("--result-limit", insights.resultLimit, "Most entries in each list (default 250)");
-    size("--large-file-size", insights.largeFileBytes,
+    count("--result-limit", insights.request.overrides.resultLimit,
+          "Most entries in each list (default 250)");
+    size("--large-file-size", insights.request.overrides.largeFileBytes,
          "Smallest file listed as large, e.g. 500MiB (default 100MiB)");
-    size("--duplicate-size", insights.duplicateFileBytes,
+    size("--duplicate-size", insights.request.overrides.duplicateFileBytes,
          "Smallest file compared for duplicates (default 20MiB)");
-    size("--duplicate-budget", insights.duplicateBudget,
+    size("--duplicate-budget", insights.request.overrides.duplicateBudget,
          "Most bytes read in all to confirm duplicates (default 1GiB)");
-    size("--duplicate-file-budget", insights.duplicateFileBudget,
+    size("--duplicate-file-budget", insights.request.overrides.duplicateFileBudget,
          "Largest file read to confirm a duplicate (default 512MiB)");
-    count("--duplicate-files", insights.duplicateFiles,
+    count("--duplicate-files", insights.request.overrides.duplicateFiles,
           "Most files read to confirm duplicates (default 500)");
-    size("--fingerprint-budget", insights.fingerprintBudget,
+    size("--fingerprint-budget", insights.request.overrides.fingerprintBudget,
          "Most bytes sampled to fingerprint duplicate candidates (default 256MiB)");
-    count("--fingerprint-files", insights.fingerprintFiles,
+    count("--fingerprint-files", insights.request.overrides.fingerprintFiles,
           "Most files sampled to fingerprint duplicate candidates (default 2000)");
 
     try {
@@ -234,8 +237,8 @@ int run(int argc, char** argv) {
         return runRestoreCommand(restore);
     }
     if (insightsCommand->parsed()) {
-        insights.homeOverride = home;
-        insights.catalogue = chosen;
+        insights.request.homeOverride = home;
+        insights.request.catalogue = chosen;
         return runInsightsCommand(insights);
     }
     if (historyCommand->parsed()) {

@@ -6,25 +6,15 @@
 // a progress line on standard error follows the walk and the duplicate check. When a visit
 // limit or a duplicate budget kept something from being seen or compared, the output names the
 // option that raises it (on standard error with `--json`).
-#include <cstdint>
-#include <optional>
-#include <string>
-
-#include "CleanerCore/safety/PathConventions.h"
+#include "CleanerCore/workflows/InsightRun.h"
 
 namespace velmora::cli {
 
 struct InsightsCommandOptions {
-    std::optional<std::string> homeOverride;
-    Catalogue catalogue = Catalogue::linux;
+    InsightRunRequest request;  ///< the home folder, catalogue and configuration overrides
     bool json = false;
     bool keepers = false;
     bool quiet = false;  ///< no progress line (it is shown only on a terminal anyway)
-    /// Overrides of the catalogue's configuration (MacStorageInsightScanner::Configuration);
-    /// clamped to their floors like every configuration.
-    std::optional<int64_t> visitLimit, resultLimit, largeFileBytes, duplicateFileBytes;
-    std::optional<int64_t> duplicateBudget, duplicateFileBudget, duplicateFiles;
-    std::optional<int64_t> fingerprintBudget, fingerprintFiles;
 };
 
 /// Exit status: 0 done, 130 cancelled (what was found is still printed).

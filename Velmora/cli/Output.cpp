@@ -15,14 +15,6 @@
 namespace velmora::cli {
 
 namespace {
-std::string padRight(const std::string& text, size_t width) {
-    size_t w = displayWidth(text);
-    return w >= width ? text : text + std::string(width - w, ' ');
-}
-std::string padLeft(const std::string& text, size_t width) {
-    size_t w = displayWidth(text);
-    return w >= width ? text : std::string(width - w, ' ') + text;
-}
 std::string plural(int64_t n, const char* one, const char* many) {
     return fmt::format("{} {}", n, n == 1 ? one : many);
 }

@@ -57,4 +57,14 @@ size_t displayWidth(std::string_view text) {
     return width;
 }
 
+std::string padRight(std::string_view text, size_t width) {
+    const size_t w = displayWidth(text);
+    return w >= width ? std::string(text) : std::string(text) + std::string(width - w, ' ');
+}
+
+std::string padLeft(std::string_view text, size_t width) {
+    const size_t w = displayWidth(text);
+    return w >= width ? std::string(text) : std::string(width - w, ' ') + std::string(text);
+}
+
 }  // namespace velmora

@@ -19,4 +19,9 @@ std::string displayPath(std::string_view path, std::string_view home);
 /// The number of terminal columns `text` occupies (UTF-8 code points; wide characters count 2).
 size_t displayWidth(std::string_view text);
 
+/// `text` padded with spaces to `width` terminal columns, on the right (left-aligned) or on the
+/// left (right-aligned); text already as wide is returned unchanged.
+std::string padRight(std::string_view text, size_t width);
+std::string padLeft(std::string_view text, size_t width);
+
 }  // namespace velmora

@@ -42,8 +42,12 @@ TEST(CleanCommandTest, RefusedInvocationsExitTwoAndChangeNothing) {
     CacheHome h({"a", "b"});
     h.saveReport();
     // One cleanup in the history, so that `restore` has something it could act on.
-    Outcome first = h.velmora({"clean", "--report", h.reportFile, "--id", h.id("b"), "--yes"});
+    // --quiet with --yes prints the results and nothing else.
+    Outcome first =
+        h.velmora({"clean", "--report", h.reportFile, "--id", h.id("b"), "--yes", "--quiet"});
     ASSERT_EQ(first.status, 0) << first.err;
+    EXPECT_TRUE(first.out.starts_with("Moved to Trash: ~/.cache/b\n\n1 item (")) << first.out;
+    EXPECT_EQ(first.err, "");
     const auto before = h.snapshot();
 
     struct Case {

@@ -109,6 +109,11 @@ TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
     EXPECT_NE(o.out.find("Storage map"), std::string::npos);
     EXPECT_NE(o.out.find("~/Documents"), std::string::npos);
     EXPECT_NE(o.out.find("System"), std::string::npos);
+    // An empty list says what it looked for.
+    for (const char* shown : {"no files of 104.9 MB or more", "no downloads older than 1 day",
+                              "no identical files of 21.0 MB or more"}) {
+        EXPECT_NE(o.out.find(shown), std::string::npos) << shown << "\n" << o.out;
+    }
 
     o = insights({"--keepers", "--json"});
     ASSERT_EQ(o.status, 0) << o.err;
@@ -138,6 +143,14 @@ TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
         << o.out;
     EXPECT_NE(o.out.find("keep ~/Documents/d.iso"), std::string::npos) << o.out;
     EXPECT_NE(o.out.find("1 of these copies are hard links"), std::string::npos) << o.out;
+    // Reasons and ages are sentences, never the records' raw values.
+    EXPECT_NE(o.out.find("Keep this copy because it is in a folder better suited"),
+              std::string::npos)
+        << o.out;
+    EXPECT_NE(o.out.find("3 days old  ~/Downloads/d.iso"), std::string::npos) << o.out;
+    EXPECT_EQ(o.out.find("preferredLocation"), std::string::npos) << o.out;
+    o = insights({"--keepers"});
+    EXPECT_NE(o.out.find("keep ~/Documents/d.iso (1 other copy)"), std::string::npos) << o.out;
 
     EXPECT_EQ(insights({"--bogus"}).status, 2);
     EXPECT_EQ(h.run({VELMORA_BINARY, "--home", h.home + "/missing", "insights"}).status, 2);

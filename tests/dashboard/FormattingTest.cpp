@@ -1,4 +1,5 @@
 #include "VelmoraUI/dashboard/Formatting.h"
+#include "VelmoraUI/dashboard/InsightTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +25,18 @@ TEST(FormattingTest, BytesInHumanUnits) {
         {-2048, "-2.0 kB"},
     };
     for (const auto& [bytes, text] : cases) EXPECT_EQ(formatBytes(bytes), text) << bytes;
+}
+
+// Ages round down to their largest whole unit, so a file is never called older than it is.
+TEST(FormattingTest, AgesInTheirLargestWholeUnit) {
+    constexpr double kDay = 86'400;
+    const std::pair<double, const char*> cases[] = {
+        {-5, "less than a day"},   {kDay - 1, "less than a day"}, {kDay, "1 day"},
+        {13 * kDay, "13 days"},    {14 * kDay, "2 weeks"},        {60 * kDay, "8 weeks"},
+        {61 * kDay, "2 months"},   {729 * kDay, "23 months"},     {730 * kDay, "2 years"},
+        {3650 * kDay, "10 years"},
+    };
+    for (const auto& [seconds, text] : cases) EXPECT_EQ(durationText(seconds), text) << seconds;
 }
 
 TEST(FormattingTest, PathsBelowTheHomeFolderUseTilde) {
