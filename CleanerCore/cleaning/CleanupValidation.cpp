@@ -7,6 +7,7 @@
 #include <cmath>
 #include <vector>
 
+#include "CleanerCore/platform/DirectoryWalker.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/platform/MountIdentity.h"
@@ -20,9 +21,6 @@ namespace {
 
 using K = CleaningError::Kind;
 
-// Deeper than any real tree; keeps a hostile one from exhausting descriptors.
-constexpr int kMaximumWalkDepth = 2048;
-
 ValidationStop refusal(K kind, std::string path) {
     return ValidationStop{false, CleaningError{kind, std::move(path)}, std::nullopt};
 }
@@ -31,92 +29,91 @@ ValidationStop refusal(std::string reason) {
     return ValidationStop{false, {}, std::move(reason)};
 }
 
-class ValidationWalk {
+// Every descendant is read, hidden ones and package contents included: a protected file, a
+// mount point or a link inside is found wherever it is. Only the dates of the descendants that
+// take part (the root's hidden and package options) count for freshness.
+class ValidationWalk final : public DirectoryVisitor {
   public:
+    // Flags a folder hands to its entries.
+    static constexpr uint32_t kHidden = 1;     ///< inside a hidden folder
+    static constexpr uint32_t kInPackage = 2;  ///< inside a package
+
     ValidationWalk(const CleanupValidationOptions& options, Catalogue catalogue,
-                   const CancellationQuery& cancel, std::string candidatePath, MountPlace place)
+                   const CancellationQuery& cancel, std::string candidatePath)
         : options_(options),
           catalogue_(catalogue),
           cancel_(cancel),
-          candidatePath_(std::move(candidatePath)),
-          place_(place) {}
+          candidatePath_(std::move(candidatePath)) {}
 
-    std::optional<ValidationStop> walk(int dirFd, std::string& path, bool hidden, bool inPackage,
-                                       int depth) {
-        std::vector<std::string> names;
-        if (!forEachDirectoryEntry(
-                dirFd, [&](const char* name, unsigned char) { names.emplace_back(name); })) {
-            return refusal(K::unreadableAttributes, path);
-        }
-        for (const auto& name : names) {
-            if (cancel_ && cancel_()) return ValidationStop{true, {}, std::nullopt};
-            const size_t parentLength = path.size();
-            path += '/';
-            path += name;
-            auto stop = visit(dirFd, name, path, hidden, inPackage, depth);
-            path.resize(parentLength);
-            if (stop || snapshot.noTouchDescendantURL) return stop;
-        }
-        return std::nullopt;
-    }
+    bool isCancelled() override { return cancel_ && cancel_(); }
 
-    CleanupValidationSnapshot snapshot;
-
-  private:
-    std::optional<ValidationStop> visit(int dirFd, const std::string& name, std::string& path,
-                                        bool parentHidden, bool inPackage, int depth) {
+    WalkAction listed(WalkEntry& entry) override {
         // The candidate itself passed the protection rule, so only a name that can complete a
         // protected path needs the full (allocation-heavy) test.
-        if (nameMayCompleteProtectedPath(name, catalogue_) &&
-            isProtectedUserDataPath(path, catalogue_)) {
-            snapshot.noTouchDescendantURL = FileURL(path);
-            return std::nullopt;
+        if (nameMayCompleteProtectedPath(entry.name(), catalogue_) &&
+            isProtectedUserDataPath(entry.path(), catalogue_)) {
+            snapshot.noTouchDescendantURL = FileURL(entry.path());
+            return WalkAction::stop;
         }
-        if (++traversed_ > options_.maximumTraversalItems) {
-            return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
-        }
-        auto node = statWithMountAt(dirFd, name.c_str());
-        if (!node) return refusal(K::unreadableAttributes, path);
-        const struct stat& st = node->st;
-        if (S_ISLNK(st.st_mode)) return std::nullopt;  // neither followed nor counted
-        // Whatever is mounted inside would be deleted or moved along with the item.
-        if (place_.isOtherMount(*node)) return refusal(holdsMountPointRefusal(path));
+        if (++traversed_ > options_.maximumTraversalItems) return stopWith(limitRefusal());
+        return WalkAction::proceed;
+    }
 
-        const bool isDirectory = S_ISDIR(st.st_mode);
-        const bool hidden = parentHidden || name[0] == '.';
+    WalkAction visit(WalkEntry& entry) override {
+        const struct stat& st = entry.stat();
+        if (S_ISLNK(st.st_mode)) return WalkAction::pass;  // neither followed nor counted
+        // Whatever is mounted inside would be deleted or moved along with the item.
+        if (entry.isOnOtherMount()) return stopWith(refusal(holdsMountPointRefusal(entry.path())));
+
+        const uint32_t inherited = entry.inheritedFlags();
+        const bool hidden = (inherited & kHidden) != 0 || entry.name()[0] == '.';
+        const bool inPackage = (inherited & kInPackage) != 0;
         const bool takesPart = (options_.includesHiddenFiles || !hidden) &&
                                (options_.includesPackageDescendants || !inPackage);
         if (takesPart) {
-            if (++descendants_ > options_.maximumDescendantItems) {
-                return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
-            }
+            if (++descendants_ > options_.maximumDescendantItems) return stopWith(limitRefusal());
             const Date date = dateFromTimespec(st.st_mtim);
             if (!snapshot.latestModificationDate || date > *snapshot.latestModificationDate) {
                 snapshot.latestModificationDate = date;
             }
         }
-        if (!isDirectory) return std::nullopt;
-        if (depth + 1 >= kMaximumWalkDepth) {
-            return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
+        if (!S_ISDIR(st.st_mode)) return WalkAction::pass;
+        const bool isPackage = isPackageExtension(pathExtensionLowercased(entry.name()));
+        entry.setChildFlags((hidden ? kHidden : 0) | (inPackage || isPackage ? kInPackage : 0));
+        return WalkAction::proceed;
+    }
+
+    WalkAction failed(const std::string& path, WalkFailure failure, int) override {
+        switch (failure) {
+            case WalkFailure::tooDeep:
+                return stopWith(limitRefusal());
+            case WalkFailure::otherMount:
+                return stopWith(refusal(holdsMountPointRefusal(path)));
+            case WalkFailure::list:
+            case WalkFailure::describe:
+            case WalkFailure::open:
+            case WalkFailure::changed:
+                break;
         }
-        UniqueFd child = openDirectoryAt(dirFd, name.c_str());
-        struct stat opened {};
-        if (!child || ::fstat(child.get(), &opened) != 0 || opened.st_dev != st.st_dev ||
-            opened.st_ino != st.st_ino) {
-            return refusal(K::unreadableAttributes, path);
-        }
-        if (!node->mountId && place_.isOtherMount(NodeStat{opened, mountIdOf(child.get())})) {
-            return refusal(holdsMountPointRefusal(path));
-        }
-        const bool isPackage = isPackageExtension(pathExtensionLowercased(name));
-        return walk(child.get(), path, hidden, inPackage || isPackage, depth + 1);
+        return stopWith(refusal(K::unreadableAttributes, path));
+    }
+
+    CleanupValidationSnapshot snapshot;
+    std::optional<ValidationStop> stop;
+
+  private:
+    ValidationStop limitRefusal() const {
+        return refusal(K::cleanupValidationItemLimitExceeded, candidatePath_);
+    }
+    WalkAction stopWith(ValidationStop why) {
+        stop = std::move(why);
+        return WalkAction::stop;
     }
 
     const CleanupValidationOptions& options_;
     Catalogue catalogue_;
     const CancellationQuery& cancel_;
     std::string candidatePath_;
-    MountPlace place_;  ///< the item's own mount; every descendant must be on it
     int64_t traversed_ = 0;
     int64_t descendants_ = 0;
 };
@@ -168,17 +165,23 @@ Result<CleanupValidationSnapshot, ValidationStop> walkForValidation(
     if (!opened || opened->st.st_dev != st.st_dev || opened->st.st_ino != st.st_ino) {
         return Failure{refusal(K::unreadableAttributes, item.path)};
     }
-    const MountPlace place{opened->st.st_dev, opened->mountId};
     if (parent->isOtherMount(*opened)) {
         return Failure{refusal(mountPointRefusal(item.path))};
     }
-    ValidationWalk walk(options, catalogue, isCancellationRequested, item.path, place);
+    ValidationWalk walk(options, catalogue, isCancellationRequested, item.path);
     walk.snapshot.device = st.st_dev;
     walk.snapshot.inode = st.st_ino;
     walk.snapshot.isDirectory = true;
     walk.snapshot.latestModificationDate = dateFromTimespec(st.st_mtim);
-    std::string path = item.path;
-    if (auto stop = walk.walk(fd.get(), path, false, false, 0)) return Failure{*stop};
+    WalkOptions walkOptions;
+    // Every folder is described before it is opened, and must be the one described; every
+    // descendant must share the item's own mount.
+    walkOptions.opensFoldersFirst = false;
+    walkOptions.mountPlace = MountPlace{opened->st.st_dev, opened->mountId};
+    DirectoryWalker walker;
+    const WalkEnd end = walker.walk(fd.get(), item.path, walk, walkOptions);
+    if (end == WalkEnd::cancelled) return Failure{ValidationStop{true, {}, std::nullopt}};
+    if (walk.stop) return Failure{std::move(*walk.stop)};
     return walk.snapshot;
 }
 

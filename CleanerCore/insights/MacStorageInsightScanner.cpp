@@ -17,6 +17,7 @@
 #include "CleanerCore/insights/DuplicateDetection.h"
 #include "CleanerCore/insights/DuplicateKeeper.h"
 #include "CleanerCore/insights/InsightSecurity.h"
+#include "CleanerCore/platform/DirectoryWalker.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/safety/PathRules.h"
@@ -27,8 +28,6 @@ namespace velmora {
 
 namespace {
 
-// Deeper than this a walk gives up, as the cleanup scanner does.
-constexpr int kMaximumWalkDepth = 2048;
 constexpr double kMaximumReviewAge = 2'592'000;  // 30 days
 
 std::string lowercased(std::string_view text) {
@@ -186,7 +185,7 @@ struct WalkContext {
     std::atomic<int64_t> visitedTotal{0}, countedTotal{0};
 };
 
-class RootWalk {
+class RootWalk final : public DirectoryVisitor {
   public:
     static constexpr int64_t kProgressInterval = 512;
 
@@ -221,9 +220,9 @@ class RootWalk {
         }
         device_ = st.st_dev;
         inode_ = st.st_ino;
-        path_ = root_.path;
-        if (c_.progress) publishProgress();
-        walk(fd.get(), 0);
+        if (c_.progress) publishProgress(root_.path);
+        DirectoryWalker walker;
+        walker.walk(fd.get(), root_.path, *this);
         flushProgressCounts();
         r.item.sizeBytes = sizeBytes_;
         r.item.itemCount = itemCount_;
@@ -246,9 +245,10 @@ class RootWalk {
         result_.skipped.push_back({FileURL(path, isDirectory), std::string(reason)});
     }
 
-    bool isProtectedChild(const std::string& path, const char* name) const {
+    bool isProtectedChild(WalkEntry& entry) const {
+        const char* name = entry.name();
         return (nameMayCompleteProtectedPath(name, c_.catalogue) || mayCompleteInsightRule(name)) &&
-               isProtectedInsightPath(path, c_.catalogue);
+               isProtectedInsightPath(entry.path(), c_.catalogue);
     }
 
     void flushProgressCounts() {
@@ -257,15 +257,15 @@ class RootWalk {
         pendingVisits_ = pendingCounted_ = 0;
     }
 
-    void publishProgress() {
+    void publishProgress(const std::string& path) {
         flushProgressCounts();
         std::lock_guard lock(c_.progressMutex);
-        c_.progress(path_, c_.visitedTotal.load(), c_.countedTotal.load());
+        c_.progress(path, c_.visitedTotal.load(), c_.countedTotal.load());
     }
 
     // Counts one visit; false (and the root stops as truncated) beyond the limit.
-    bool countVisit() {
-        if (++pendingVisits_ >= kProgressInterval && c_.progress) publishProgress();
+    bool countVisit(WalkEntry& entry) {
+        if (++pendingVisits_ >= kProgressInterval && c_.progress) publishProgress(entry.path());
         if (++visited_ <= c_.config.maximumVisitedItemsPerRoot) return true;
         stopTruncated();
         return false;
@@ -277,87 +277,59 @@ class RootWalk {
         stop_ = true;
     }
 
-    struct Entry {
-        std::string name;
-        unsigned char type;
-    };
-    static std::optional<std::vector<Entry>> list(int dirFd) {
-        std::vector<Entry> entries;
-        if (!forEachDirectoryEntry(dirFd, [&](const char* n, unsigned char t) {
-                entries.push_back({n, t});
-            })) {
-            return std::nullopt;
-        }
-        return entries;
+  public:
+    bool isCancelled() override {
+        if (c_.cancel.isCancellationRequested()) result_.cancelled = true;
+        return result_.cancelled;
     }
 
-    void walk(int dirFd, int depth) {
-        auto entries = list(dirFd);
-        if (!entries) {
-            skip(path_, true, InsightSkipReason::kCouldNotEnumerateFolder);
-            return;
-        }
-        for (const auto& e : *entries) {
-            if (stop_ || result_.cancelled) return;
-            if (c_.cancel.isCancellationRequested()) {
-                result_.cancelled = true;
-                return;
-            }
-            visit(dirFd, e, depth);
-        }
-    }
-
-    void visit(int dirFd, const Entry& e, int depth) {
-        const char* name = e.name.c_str();
+    WalkAction listed(WalkEntry& entry) override {
         // The home folder's own files only: its folders are roots of their own.
-        if (root_.role == InsightScanRoot::Role::looseFiles && e.type == DT_DIR) return;
-        const size_t parentLength = path_.size();
-        path_ += '/';
-        path_ += e.name;
-        struct Restore {
-            std::string& p;
-            size_t n;
-            ~Restore() { p.resize(n); }
-        } restore{path_, parentLength};
-
-        // A folder the kernel names as one is opened first and described by its descriptor
-        // (one path lookup instead of two); anything else is described without following links.
-        UniqueFd child;
-        struct stat st {};
-        if (e.type == DT_DIR) child = openDirectoryAt(dirFd, name);
-        if (child ? ::fstat(child.get(), &st) != 0
-                  : ::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
-            if (errno != ENOENT) skip(path_, false, InsightSkipReason::kCouldNotEnumerateFolder);
-            return;
+        if (root_.role == InsightScanRoot::Role::looseFiles && entry.listedType() == DT_DIR) {
+            return WalkAction::pass;
         }
-        if (isProtectedChild(path_, name)) {
-            skip(path_, S_ISDIR(st.st_mode), InsightSkipReason::kProtectedUserDataPath);
-            return;
+        return WalkAction::proceed;
+    }
+
+    WalkAction visit(WalkEntry& entry) override {
+        const struct stat& st = entry.stat();
+        if (isProtectedChild(entry)) {
+            skip(entry.path(), S_ISDIR(st.st_mode), InsightSkipReason::kProtectedUserDataPath);
+            return WalkAction::pass;
         }
         if (S_ISDIR(st.st_mode)) {
-            if (root_.role == InsightScanRoot::Role::looseFiles || isAnotherRoot(st)) return;
+            if (root_.role == InsightScanRoot::Role::looseFiles || isAnotherRoot(st)) {
+                return WalkAction::pass;
+            }
         }
-        if (!countVisit()) return;
-        if (S_ISLNK(st.st_mode)) return;
+        if (!countVisit(entry)) return WalkAction::stop;
+        if (S_ISLNK(st.st_mode)) return WalkAction::pass;
         if (S_ISDIR(st.st_mode)) {
             // Packages are a bundle format of the user's own documents and downloads; elsewhere
             // (a Flatpak application's data in ~/.var/app/org.example.App, say) a folder is a
             // folder whatever its name.
-            if (listsFiles_ && isPackageExtension(pathExtensionLowercased(name)))
-                return visitPackage(dirFd, name, st);
-            if (!child) child = openDirectoryAt(dirFd, name);
-            if (!child || depth + 1 >= kMaximumWalkDepth) {
-                if (!child && errno == ENOENT) return;
-                skip(path_, true, InsightSkipReason::kCouldNotEnumerateFolder);
-                return;
+            if (listsFiles_ && isPackageExtension(pathExtensionLowercased(entry.name()))) {
+                visitPackage(entry);
+                return stop_ ? WalkAction::stop : WalkAction::pass;
             }
-            walk(child.get(), depth + 1);
-            return;
+            return WalkAction::proceed;
         }
-        if (S_ISREG(st.st_mode)) record(st, countedSize(st), false);
+        if (S_ISREG(st.st_mode)) record(entry, countedSize(st), false);
+        return stop_ ? WalkAction::stop : WalkAction::pass;
     }
 
-    void record(const struct stat& st, int64_t size, bool isPackage) {
+    WalkAction failed(const std::string& path, WalkFailure failure, int error) override {
+        // Whatever cannot be read is reported and passed over; the rest of the root is mapped.
+        if (error == ENOENT && (failure == WalkFailure::describe || failure == WalkFailure::open)) {
+            return WalkAction::pass;  // gone since the listing
+        }
+        skip(path, failure != WalkFailure::describe, InsightSkipReason::kCouldNotEnumerateFolder);
+        return WalkAction::pass;
+    }
+
+  private:
+    void record(WalkEntry& entry, int64_t size, bool isPackage) {
+        const struct stat& st = entry.stat();
         // One inode is one file: a second name of a file already counted here adds nothing.
         if (!isPackage && st.st_nlink > 1) {
             if (!linked_.insert({st.st_dev, st.st_ino, size}).second) return;
@@ -378,12 +350,12 @@ class RootWalk {
         const bool isLarge = size >= c_.config.minimumLargeFileBytes;
         const bool isDuplicateCandidate =
             !isPackage && logicalSize >= c_.config.minimumDuplicateFileBytes;
-        const std::string_view name = std::string_view(path_).substr(path_.rfind('/') + 1);
+        const std::string_view name = entry.name();
         auto detail = securityDetail(name, c_.catalogue);
         if (!isLarge && !root_.isDownloads && !isDuplicateCandidate && !detail) return;
 
         WalkedFile f;
-        f.path = path_;
+        f.path = entry.path();
         f.sizeBytes = size;
         f.logicalSize = logicalSize;
         f.modificationDate = dateFromTimespec(st.st_mtim);
@@ -406,67 +378,49 @@ class RootWalk {
     }
 
     // A package is one unit: its regular files are summed, none of them is a finding.
-    void visitPackage(int dirFd, const char* name, const struct stat& st) {
-        UniqueFd fd = openDirectoryAt(dirFd, name);
-        PackageSum sum;
-        if (!fd || !sumPackage(fd.get(), 0, sum)) {
+    void visitPackage(WalkEntry& entry) {
+        const int fd = entry.openFolder();
+        PackageSum sum(*this);
+        if (fd < 0 || packageWalker_.walk(fd, entry.path(), sum) != WalkEnd::finished) {
             if (result_.cancelled || stop_) return;
-            skip(path_, true,
+            skip(entry.path(), true,
                  sum.containsProtected ? InsightSkipReason::kContainsProtectedUserData
                                        : InsightSkipReason::kCouldNotEnumeratePackage);
             return;
         }
-        record(st, sum.bytes, true);
+        record(entry, sum.bytes, true);
     }
 
-    struct PackageSum {
+    // Sums a package's regular files. The walk ends early when the package cannot be sized:
+    // unreadable, protected inside, too large (the root stops as truncated) or cancelled.
+    struct PackageSum final : DirectoryVisitor {
+        explicit PackageSum(RootWalk& walk) : owner(walk) {}
+        bool isCancelled() override { return owner.isCancelled(); }
+        WalkAction visit(WalkEntry& entry) override {
+            if (owner.isProtectedChild(entry)) {
+                containsProtected = true;
+                return WalkAction::stop;
+            }
+            if (++items > owner.c_.config.maximumVisitedItemsPerRoot) {
+                owner.stopTruncated();
+                return WalkAction::stop;
+            }
+            const struct stat& st = entry.stat();
+            if (S_ISREG(st.st_mode)) {
+                return __builtin_add_overflow(bytes, countedSize(st), &bytes) ? WalkAction::stop
+                                                                              : WalkAction::pass;
+            }
+            return S_ISDIR(st.st_mode) ? WalkAction::proceed : WalkAction::pass;
+        }
+        WalkAction failed(const std::string&, WalkFailure failure, int error) override {
+            return failure == WalkFailure::describe && error == ENOENT ? WalkAction::pass
+                                                                       : WalkAction::stop;
+        }
+        RootWalk& owner;
         int64_t bytes = 0;
         int64_t items = 0;
         bool containsProtected = false;
     };
-
-    // False when the package cannot be sized: unreadable, protected inside, too large (the root
-    // stops as truncated) or cancelled.
-    bool sumPackage(int dirFd, int depth, PackageSum& sum) {
-        auto entries = list(dirFd);
-        if (!entries || depth + 1 >= kMaximumWalkDepth) return false;
-        const size_t base = path_.size();
-        for (const auto& e : *entries) {
-            if (c_.cancel.isCancellationRequested()) {
-                result_.cancelled = true;
-                return false;
-            }
-            path_.resize(base);
-            path_ += '/';
-            path_ += e.name;
-            struct stat st {};
-            if (::fstatat(dirFd, e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
-                if (errno == ENOENT) continue;
-                path_.resize(base);
-                return false;
-            }
-            if (isProtectedChild(path_, e.name.c_str())) {
-                sum.containsProtected = true;
-                path_.resize(base);
-                return false;
-            }
-            if (++sum.items > c_.config.maximumVisitedItemsPerRoot) {
-                path_.resize(base);
-                stopTruncated();
-                return false;
-            }
-            bool ok = true;
-            if (S_ISREG(st.st_mode)) {
-                ok = !__builtin_add_overflow(sum.bytes, countedSize(st), &sum.bytes);
-            } else if (S_ISDIR(st.st_mode)) {
-                UniqueFd child = openDirectoryAt(dirFd, e.name.c_str());
-                ok = child && sumPackage(child.get(), depth + 1, sum);
-            }
-            path_.resize(base);
-            if (!ok) return false;
-        }
-        return true;
-    }
 
     WalkContext& c_;
     const InsightScanRoot& root_;
@@ -474,7 +428,7 @@ class RootWalk {
     RootResult result_;
     dev_t device_ = 0;
     ino_t inode_ = 0;
-    std::string path_;
+    DirectoryWalker packageWalker_;  // a package is summed by a walk of its own
     int64_t sizeBytes_ = 0, itemCount_ = 0, visited_ = 0;
     int64_t pendingVisits_ = 0, pendingCounted_ = 0;
     bool truncated_ = false, stop_ = false;

@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include "CleanerCore/platform/DirectoryWalker.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/platform/MountIdentity.h"
@@ -23,9 +24,6 @@
 namespace velmora {
 
 namespace {
-
-// Deeper than this a walk gives up: such a tree cannot be validated for cleaning either.
-constexpr int kMaximumWalkDepth = 2048;
 
 Date modificationDate(const struct stat& st) {
     return dateFromTimespec(st.st_mtim);
@@ -139,8 +137,8 @@ class ProgressHub {
 };
 
 // One inventory walk: depth-first, in listing order, stopping at the first protected
-// descendant, unreadable folder, or the item limit.
-class Inventory {
+// descendant, unreadable folder, mount point, or the item limit.
+class Inventory final : public DirectoryVisitor {
   public:
     Inventory(const ScanLocation& location, Date referenceDate, int64_t maximumItems,
               int64_t progressInterval, Catalogue catalogue, const CancellationToken& cancel,
@@ -155,102 +153,45 @@ class Inventory {
           locationIndex_(locationIndex),
           entryURL_(entryURL) {}
 
-    DirectoryInventory walkDirectory(int dirFd, const std::string& path, Date ownDate,
-                                     dev_t device) {
+    DirectoryInventory walkDirectory(DirectoryWalker& walker, int dirFd, const std::string& path,
+                                     Date ownDate, dev_t device) {
         result_.latestModificationDate = ownDate;
-        device_ = device;
-        path_ = path;
-        levels_.reserve(64);
-        walk(dirFd, 0);
+        WalkOptions options;
+        // The device alone: what lies on another file system is not counted as the item's.
+        options.mountPlace = MountPlace{device, std::nullopt};
+        walker.walk(dirFd, path, *this, options);
         return result_;
     }
 
     int64_t unpublishedItems() const { return unpublished_; }
 
-  private:
-    bool isRecent(Date date) const {
-        return location_.minimumModificationAge > 0 &&
-               referenceDate_ - date < location_.minimumModificationAge;
-    }
+    bool isCancelled() override { return cancel_.isCancellationRequested(); }
 
-    void walk(int dirFd, int depth) {
-        if (depth >= static_cast<int>(levels_.size())) levels_.resize(depth + 1);
-        // Collect the listing first: recursion below reuses the thread's read buffer.
-        auto& names = levels_[depth];
-        names.clear();
-        // Each record: the d_type byte, then the name and its terminating NUL.
-        bool listed = forEachDirectoryEntry(dirFd, [&](const char* name, unsigned char dType) {
-            names.push_back(static_cast<char>(dType));
-            names.append(name);
-            names.push_back('\0');
-        });
-        if (!listed) {
-            result_.unreadableFolderURL = FileURL(path_, true);
-            stop_ = true;
-            return;
-        }
-        // `names` may move when levels_ grows during recursion: walk it by offset.
-        for (size_t off = 0; off < levels_[depth].size() && !stop_;) {
-            if (cancel_.isCancellationRequested()) {
-                stop_ = true;
-                return;
-            }
-            // Valid until visit() recurses, which is the last thing it does with the name.
-            const auto dType = static_cast<unsigned char>(levels_[depth][off]);
-            const char* name = levels_[depth].c_str() + off + 1;
-            off += std::strlen(name) + 2;
-            visit(dirFd, name, dType, depth);
-        }
-    }
-
-    void visit(int dirFd, const char* name, unsigned char dType, int depth) {
-        if (!location_.includesHiddenFiles && name[0] == '.') {
-            // Not counted, but a hidden key or password store (".ssh", ".gnupg") still keeps
-            // its container from being offered; the name alone tells, so this costs no I/O.
-            if (nameMayCompleteProtectedPath(name, catalogue_)) {
-                std::string hidden = path_ + "/" + name;
-                if (isProtectedUserDataPath(hidden, catalogue_)) {
-                    result_.noTouchDescendantURL = FileURL(hidden);
-                    stop_ = true;
-                }
-            }
-            return;
-        }
-        struct stat st {};
-        // A folder is opened first and described through its descriptor: one path lookup
-        // instead of two. Anything else, or a folder that changed type since the listing, is
-        // described with fstatat.
-        UniqueFd child;
-        if (dType == DT_DIR) {
-            child = openDirectoryAt(dirFd, name);
-            if (child && ::fstat(child.get(), &st) != 0) child.reset();
-        }
-        const size_t parentLength = path_.size();
-        path_ += '/';
-        path_ += name;
-        struct Restore {
-            std::string& p;
-            size_t n;
-            ~Restore() { p.resize(n); }
-        } restore{path_, parentLength};
-
-        if (!child && ::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
-            if (errno == ENOENT) return;  // vanished since the listing: nothing to count
-            result_.unreadableFolderURL = FileURL(deletingLastPathComponent(path_), true);
-            stop_ = true;
-            return;
-        }
+    WalkAction listed(WalkEntry& entry) override {
+        const char* name = entry.name();
+        if (location_.includesHiddenFiles || name[0] != '.') return WalkAction::proceed;
+        // Not counted, but a hidden key or password store (".ssh", ".gnupg") still keeps its
+        // container from being offered; the name alone tells, so this costs no I/O.
         if (nameMayCompleteProtectedPath(name, catalogue_) &&
-            isProtectedUserDataPath(path_, catalogue_)) {
-            result_.noTouchDescendantURL = FileURL(path_, S_ISDIR(st.st_mode));
-            stop_ = true;
-            return;
+            isProtectedUserDataPath(entry.path(), catalogue_)) {
+            result_.noTouchDescendantURL = FileURL(entry.path());
+            return WalkAction::stop;
         }
-        if (S_ISLNK(st.st_mode)) return;
-        if (st.st_dev != device_) {
+        return WalkAction::pass;
+    }
+
+    WalkAction visit(WalkEntry& entry) override {
+        const struct stat& st = entry.stat();
+        const char* name = entry.name();
+        if (nameMayCompleteProtectedPath(name, catalogue_) &&
+            isProtectedUserDataPath(entry.path(), catalogue_)) {
+            result_.noTouchDescendantURL = FileURL(entry.path(), S_ISDIR(st.st_mode));
+            return WalkAction::stop;
+        }
+        if (S_ISLNK(st.st_mode)) return WalkAction::pass;
+        if (entry.isOnOtherMount()) {
             result_.containsMountPoint = true;
-            stop_ = true;
-            return;
+            return WalkAction::stop;
         }
         const Date date = modificationDate(st);
         if (!result_.latestModificationDate || date > *result_.latestModificationDate) {
@@ -264,26 +205,45 @@ class Inventory {
         }
         if (++count_ > maximumItems_) {
             result_.exceededItemLimit = true;
-            stop_ = true;
-            return;
+            return WalkAction::stop;
         }
         if (++unpublished_ >= progressInterval_) {
             hub_.itemsCounted(locationIndex_, entryURL_, unpublished_);
             unpublished_ = 0;
         }
-        if (!S_ISDIR(st.st_mode)) return;
+        if (!S_ISDIR(st.st_mode)) return WalkAction::pass;
         if (!location_.includesPackageDescendants &&
             isPackageExtension(pathExtensionLowercased(name))) {
-            return;
+            return WalkAction::pass;
         }
-        if (!child) child = openDirectoryAt(dirFd, name);
-        if (!child || depth + 1 >= kMaximumWalkDepth) {
-            if (!child && errno == ENOENT) return;
-            result_.unreadableFolderURL = FileURL(path_, true);
-            stop_ = true;
-            return;
+        return WalkAction::proceed;
+    }
+
+    WalkAction failed(const std::string& path, WalkFailure failure, int error) override {
+        switch (failure) {
+            case WalkFailure::describe:
+                if (error == ENOENT) return WalkAction::pass;  // gone since the listing
+                result_.unreadableFolderURL = FileURL(deletingLastPathComponent(path), true);
+                return WalkAction::stop;
+            case WalkFailure::open:
+                if (error == ENOENT) return WalkAction::pass;
+                break;
+            case WalkFailure::otherMount:
+                result_.containsMountPoint = true;
+                return WalkAction::stop;
+            case WalkFailure::list:
+            case WalkFailure::changed:
+            case WalkFailure::tooDeep:
+                break;
         }
-        walk(child.get(), depth + 1);
+        result_.unreadableFolderURL = FileURL(path, true);
+        return WalkAction::stop;
+    }
+
+  private:
+    bool isRecent(Date date) const {
+        return location_.minimumModificationAge > 0 &&
+               referenceDate_ - date < location_.minimumModificationAge;
     }
 
     const ScanLocation& location_;
@@ -297,13 +257,9 @@ class Inventory {
     const FileURL& entryURL_;
 
     DirectoryInventory result_;
-    std::string path_;
-    std::vector<std::string> levels_;
-    dev_t device_ = 0;
     std::set<std::pair<dev_t, ino_t>> linkedFiles_;  // files with more than one link, seen
     int64_t count_ = 0;
     int64_t unpublished_ = 0;
-    bool stop_ = false;
 };
 
 // Where one entry's outcome goes: a candidate is written straight into its slot of the
@@ -466,12 +422,13 @@ class ScanRun {
     void runWorkers() {
         std::atomic<size_t> next{0};
         auto worker = [&] {
+            DirectoryWalker walker;  // one per worker: its listing buffers are reused
             for (;;) {
                 const size_t i = next.fetch_add(1, std::memory_order_relaxed);
                 if (i >= tasks_.size() || cancel_.isCancellationRequested()) return;
                 const EntryTask& task = tasks_[i];
                 EntryResult result{slots_[i], false, std::nullopt};
-                const int64_t unpublished = evaluate(task, result);
+                const int64_t unpublished = evaluate(walker, task, result);
                 const bool wasSkipped = result.skipped.has_value();
                 isCandidate_[i] = result.hasCandidate;
                 if (wasSkipped) {
@@ -539,7 +496,7 @@ class ScanRun {
 
     // Evaluates one top-level entry into `out`; returns the items counted but not yet reported
     // as progress.
-    int64_t evaluate(const EntryTask& task, EntryResult& out) {
+    int64_t evaluate(DirectoryWalker& walker, const EntryTask& task, EntryResult& out) {
         const ScanLocation& loc = locations_[task.location];
         const int dirFd = plans_[task.location].entriesDirFd.get();
         const std::string path =
@@ -569,13 +526,13 @@ class ScanRun {
         int64_t unpublished = 0;
         UniqueFd fd;
         if (isDir) {
-            fd = openChecked(path, st);
+            fd = openDescribedFolder(dirFd, task.name.c_str(), st);
             if (!fd) return skip(SkipReason::kCouldNotEnumerate);
-            Inventory walker(loc, referenceDate_, config_.maximumInventoryItemsPerCandidate,
-                             config_.inventoryProgressItemInterval, catalogue_, cancel_, hub_,
-                             task.location, url);
-            inv = walker.walkDirectory(fd.get(), path, ownDate, st.st_dev);
-            unpublished = walker.unpublishedItems();
+            Inventory inventory(loc, referenceDate_, config_.maximumInventoryItemsPerCandidate,
+                                config_.inventoryProgressItemInterval, catalogue_, cancel_, hub_,
+                                task.location, url);
+            inv = inventory.walkDirectory(walker, fd.get(), path, ownDate, st.st_dev);
+            unpublished = inventory.unpublishedItems();
         } else {
             inv.byteSize = S_ISREG(st.st_mode) ? static_cast<int64_t>(st.st_blocks) * 512 : 0;
             inv.latestModificationDate = ownDate;
