@@ -1,16 +1,11 @@
 #pragma once
 // Entries and file helpers shared by the history tests.
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "CleanerCore/audit/CleanupAuditModel.h"
 #include "CleanerCore/platform/UUID.h"
+#include "support/Files.h"
 
 namespace velmora::test {
 
@@ -42,29 +37,6 @@ inline CleanupAuditEntry entryAt(Date occurredAt, int items = 1) {
     e.requestedItemCount = e.succeededItemCount = items;
     e.requestedBytes = e.affectedBytes = 4096LL * items;
     return e;
-}
-
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-inline void writeFile(const std::string& path, const std::string& data) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << data;
-}
-
-/// The names in `folder`, sorted.
-inline std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> out;
-    std::error_code ec;
-    for (const auto& e : std::filesystem::directory_iterator(folder, ec)) {
-        out.push_back(e.path().filename().string());
-    }
-    std::sort(out.begin(), out.end());
-    return out;
 }
 
 inline std::vector<std::string> idsOf(const std::vector<CleanupAuditEntry>& entries) {

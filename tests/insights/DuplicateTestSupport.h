@@ -3,12 +3,12 @@
 // each (lstat at collection time).
 #include <sys/stat.h>
 
-#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "CleanerCore/insights/DuplicateDetection.h"
+#include "support/Files.h"
 #include "support/TestTree.h"
 
 namespace velmora::test {
@@ -24,18 +24,6 @@ inline std::string patternContent(size_t size, unsigned seed) {
         c = static_cast<char>(x & 0xFF);
     }
     return out;
-}
-
-inline std::string writeFile(TestTree& tree, const std::string& relative,
-                             const std::string& content) {
-    const std::string dir = relative.substr(0, relative.rfind('/'));
-    if (dir != relative) tree.dir(dir);
-    const std::string path = tree.path(relative);
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(content.data(), static_cast<std::streamsize>(content.size()));
-    out.close();
-    if (!out) throw std::runtime_error("cannot write " + path);
-    return path;
 }
 
 inline CollectedFile collect(const std::string& path) {

@@ -9,19 +9,16 @@
 #include <cmath>
 #include <fstream>
 
+#include "support/Files.h"
 #include "support/TestTree.h"
 
 namespace velmora {
 namespace {
 
 using test::TestTree;
+using test::writeFile;
 
 constexpr uint64_t GiB = 1024ull * 1024 * 1024;
-
-void writeFile(TestTree& tree, const std::string& relative, const std::string& text) {
-    tree.file(relative, 0);
-    std::ofstream(tree.path(relative), std::ios::binary | std::ios::trunc) << text;
-}
 
 // ---- Rules ----
 

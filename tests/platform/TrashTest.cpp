@@ -20,6 +20,7 @@
 
 #include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/platform/FileSystem.h"
+#include "support/Files.h"
 #include "support/MountNamespace.h"
 #include "support/TestTree.h"
 
@@ -27,27 +28,15 @@ namespace velmora {
 namespace {
 
 namespace fs = std::filesystem;
+using test::namesIn;
+using test::readFile;
 using test::TestTree;
 
 const Date kDate = dateFromUnixSeconds(1700000000.75);
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 bool exists(const std::string& path) {
     struct stat st {};
     return ::lstat(path.c_str(), &st) == 0;
-}
-
-std::vector<std::string> namesIn(const std::string& dir) {
-    std::vector<std::string> names;
-    std::error_code ec;
-    for (const auto& e : fs::directory_iterator(dir, ec)) names.push_back(e.path().filename());
-    return names;
 }
 
 /// The Path= and DeletionDate= values of a well-formed .trashinfo; nullopt otherwise.

@@ -1,15 +1,19 @@
 #include "support/TestTree.h"
 
+#include "support/Files.h"
+
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace velmora::test {
@@ -49,6 +53,32 @@ std::string TestTree::file(const std::string& relative, size_t size) {
     std::ofstream(path(relative), std::ios::binary | std::ios::trunc) << std::string(size, 'x');
     require(fs::file_size(path(relative)) == size, "writing " + relative);
     return path(relative);
+}
+
+std::string writeFile(TestTree& tree, const std::string& relative, const std::string& content) {
+    writeFile(tree.path(relative), content);
+    require(readFile(tree.path(relative)) == content, "writing " + relative);
+    return tree.path(relative);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> out;
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(folder, ec)) out.push_back(e.path().filename());
+    std::sort(out.begin(), out.end());
+    return out;
 }
 
 std::string TestTree::dir(const std::string& relative) {
