@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "CleanerCore/audit/CleanupAuditDigest.h"
 #include "insights/DuplicateTestSupport.h"
 
@@ -33,29 +35,26 @@ TEST(ContentDigest, SampleOffsetsFollowTheSizeAndDropRepeats) {
     EXPECT_EQ(fingerprintReadBytes(10), 10);
 }
 
-TEST(ContentDigest, SmallFileIsSampledOnceAtOffsetZero) {
-    TestTree tree;
-    const std::string content = "0123456789";
-    auto path = writeFile(tree, "a", content);
-    auto digest = sampledFingerprint(expected(path), nullptr);
-    ASSERT_TRUE(digest.ok());
-    EXPECT_EQ(hexText(digest->digest), sha256Hex("size:10offset:0:bytes:10" + content));
-    EXPECT_EQ(digest->linkCount, 1);
-}
-
-TEST(ContentDigest, FingerprintHashesTheThreeSamplesWithTheirHeaders) {
+// The fingerprint is the digest of the size and each sample with its header, so that equal
+// samples at different places never give equal fingerprints.
+TEST(ContentDigest, FingerprintHashesTheSamplesWithTheirHeaders) {
     TestTree tree;
     const size_t size = 200'001;
     const std::string content = patternContent(size, 7);
-    auto path = writeFile(tree, "a", content);
     const size_t L = 65'536, mid = (size - L) / 2, tail = size - L;
     const std::string input =
         "size:200001" + std::string("offset:0:bytes:65536") + content.substr(0, L) +
         "offset:" + std::to_string(mid) + ":bytes:65536" + content.substr(mid, L) +
         "offset:" + std::to_string(tail) + ":bytes:65536" + content.substr(tail, L);
-    auto digest = sampledFingerprint(expected(path), nullptr);
-    ASSERT_TRUE(digest.ok());
-    EXPECT_EQ(hexText(digest->digest), sha256Hex(input));
+    for (const auto& [text, hashed] :
+         {std::pair{content, input},
+          std::pair{std::string("0123456789"),
+                    std::string("size:10offset:0:bytes:100123456789")}}) {
+        auto digest = sampledFingerprint(expected(writeFile(tree, "a", text)), nullptr);
+        ASSERT_TRUE(digest.ok());
+        EXPECT_EQ(hexText(digest->digest), sha256Hex(hashed));
+        EXPECT_EQ(digest->linkCount, 1);
+    }
 }
 
 TEST(ContentDigest, FullDigestIsTheContentDigestWhateverTheChunkSize) {
@@ -134,63 +133,39 @@ TEST(ContentDigest, AFailingFileDoesNotDisturbTheOthersReadWithIt) {
     }
 }
 
-TEST(ContentDigest, CancellationStopsBeforeReading) {
+// Nothing but the collected object is read: another inode, device, size or date, a missing
+// name, a folder, or a link leading to exactly the collected object (only O_NOFOLLOW refuses
+// that) are each "changed"; a cancelled run reads nothing.
+TEST(ContentDigest, OnlyTheCollectedFileIsRead) {
     TestTree tree;
-    auto path = writeFile(tree, "a", patternContent(100'000, 1));
-    CancellationToken token;
-    token.requestCancellation();
+    const auto e = expected(writeFile(tree, "a", patternContent(5'000, 1)));
+    auto folder = expected(tree.dir("folder"));
+    folder.sizeBytes = collect(tree.path("folder")).sizeBytes;
+    const std::string link = tree.symlink("link", e.path);
+    const std::vector<std::pair<const char*, std::function<void(ExpectedFile&)>>> cases = {
+        {"inode", [](auto& f) { f.inode += 1; }},
+        {"device", [](auto& f) { f.device += 1; }},
+        {"size", [](auto& f) { f.sizeBytes -= 1; }},
+        {"date", [](auto& f) { *f.modificationDate += 1e-6; }},
+        {"missing", [&](auto& f) { f.path = tree.path("missing"); }},
+        {"folder", [&](auto& f) { f = folder; }},
+        {"link", [&](auto& f) { f.path = link; }},
+    };
     DigestBuffers buffer;
-    auto s = sampledFingerprint(expected(path), &token);
-    ASSERT_FALSE(s.ok());
-    EXPECT_EQ(s.error().kind, DigestFailure::Kind::cancelled);
-    auto f = fullContentDigest(expected(path), buffer, &token);
-    ASSERT_FALSE(f.ok());
-    EXPECT_EQ(f.error().kind, DigestFailure::Kind::cancelled);
-}
-
-TEST(ContentDigest, AFileThatIsNotTheCollectedOneIsNotRead) {
-    TestTree tree;
-    auto path = writeFile(tree, "a", patternContent(5'000, 1));
-    DigestBuffers buffer;
-    auto check = [&](ExpectedFile e, const char* what) {
-        auto s = sampledFingerprint(e, nullptr);
+    for (const auto& [what, change] : cases) {
+        auto other = e;
+        change(other);
+        auto s = sampledFingerprint(other, nullptr);
         ASSERT_FALSE(s.ok()) << what;
         EXPECT_EQ(s.error().kind, DigestFailure::Kind::changed) << what;
-        auto f = fullContentDigest(e, buffer, nullptr);
+        auto f = fullContentDigest(other, buffer, nullptr);
         ASSERT_FALSE(f.ok()) << what;
         EXPECT_EQ(f.error().kind, DigestFailure::Kind::changed) << what;
-    };
-    auto e = expected(path);
-    auto other = e;
-    other.inode += 1;
-    check(other, "inode");
-    other = e;
-    other.device += 1;
-    check(other, "device");
-    other = e;
-    other.sizeBytes -= 1;
-    check(other, "size");
-    other = e;
-    *other.modificationDate += 1e-6;
-    check(other, "date");
-    other = e;
-    other.path = tree.path("missing");
-    check(other, "missing");
-    // A folder in its place (its own identity, so only the type check can refuse it).
-    auto dirExpected = expected(tree.dir("folder"));
-    dirExpected.sizeBytes = collect(tree.path("folder")).sizeBytes;
-    check(dirExpected, "folder");
-}
-
-TEST(ContentDigest, ALinkToTheCollectedFileIsNotFollowed) {
-    TestTree tree;
-    auto path = writeFile(tree, "a", patternContent(5'000, 1));
-    auto e = expected(path);
-    auto link = tree.symlink("link", path);
-    e.path = link;  // the link leads to exactly the collected object: only O_NOFOLLOW refuses it
-    auto s = sampledFingerprint(e, nullptr);
-    ASSERT_FALSE(s.ok());
-    EXPECT_EQ(s.error().kind, DigestFailure::Kind::changed);
+    }
+    CancellationToken token;
+    token.requestCancellation();
+    EXPECT_EQ(sampledFingerprint(e, &token).error().kind, DigestFailure::Kind::cancelled);
+    EXPECT_EQ(fullContentDigest(e, buffer, &token).error().kind, DigestFailure::Kind::cancelled);
 }
 
 TEST(ContentDigest, UnreadableFileReportsTheSystemError) {
