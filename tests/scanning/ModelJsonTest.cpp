@@ -108,26 +108,23 @@ TEST(ModelJsonTest, KeysAreFieldNamesAndAbsentOptionalsAreOmitted) {
         "requiresManualReviewBySource": false})"));
 }
 
-TEST(ModelJsonTest, DatesReadBackBitIdentical) {
-    auto same = [](double a, double b) {
-        return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b);
-    };
-    for (double d : {123456789.123456789, dateFromTimespec({1700000000, 999999999}),
-                     dateFromTimespec({1700000000, 1}), dateFromTimespec({0, 123456789}),
-                     dateFromTimespec({4102444800, 999999999}), -0.0, 5e-324,
-                     std::nextafter(1.0, 2.0), 0.1 + 0.2, -978307200.000000001}) {
-        ScanReport report;
-        report.scannedAt = d;
-        report.candidates = {candidateAt("/h/x", CleanupCategory::userCaches)};
-        report.candidates[0].lastModified = d;
-        ScanReport back = roundTrip(report);
-        ASSERT_EQ(back.candidates.size(), 1u);
-        EXPECT_TRUE(same(back.scannedAt, d)) << d;
-        EXPECT_TRUE(same(*back.candidates[0].lastModified, d)) << d;
-    }
+// Dates whose shortest text is long or unusual; each must read back bit for bit.
+const std::vector<double> kDates = {123456789.123456789,
+                                    dateFromTimespec({1700000000, 999999999}),
+                                    dateFromTimespec({1700000000, 1}),
+                                    dateFromTimespec({0, 123456789}),
+                                    dateFromTimespec({4102444800, 999999999}),
+                                    -0.0,
+                                    5e-324,
+                                    std::nextafter(1.0, 2.0),
+                                    0.1 + 0.2,
+                                    -978307200.000000001};
+
+bool sameBits(double a, double b) {
+    return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b);
 }
 
-TEST(ModelJsonTest, FullReportRoundTripsFieldForFieldWithHostilePaths) {
+TEST(ModelJsonTest, FullReportRoundTripsFieldForFieldWithHostilePathsAndExactDates) {
     ScanReport report;
     report.scannedAt = 790000000.987654321;
     report.hasCompletedScan = true;
@@ -159,7 +156,19 @@ TEST(ModelJsonTest, FullReportRoundTripsFieldForFieldWithHostilePaths) {
         report.skippedItems.push_back(
             {FileURL(root), "Refusing to clean protected user data path: " + root});
     }
-    EXPECT_EQ(roundTrip(report), report);
+    for (size_t i = 0; i < kDates.size(); ++i) {
+        report.candidates[i].lastModified = kDates[i];
+    }
+    const ScanReport back = roundTrip(report);
+    EXPECT_EQ(back, report);
+    ASSERT_EQ(back.candidates.size(), report.candidates.size());
+    for (size_t i = 0; i < kDates.size(); ++i) {
+        EXPECT_TRUE(sameBits(*back.candidates[i].lastModified, kDates[i])) << kDates[i];
+    }
+    for (double d : kDates) {
+        report.scannedAt = d;
+        EXPECT_TRUE(sameBits(roundTrip(report).scannedAt, d)) << d;
+    }
     // The text itself is valid UTF-8 JSON that any reader accepts.
     EXPECT_TRUE(json::accept(dumpJSON(json(report), false)));
 }
