@@ -82,6 +82,8 @@ class CommandHome {
 
     /// "NAME=value" entries that replace the tree's value of NAME (or add it) in every run.
     std::vector<std::string> environment;
+    /// The catalogue `velmora()` passes.
+    std::string catalogue = "linux";
 
     std::string homePath(const std::string& relative) const { return home + "/" + relative; }
 
@@ -96,9 +98,9 @@ class CommandHome {
         return path;
     }
 
-    /// `velmora --home <home> --catalogue linux <args...>`.
+    /// `velmora --home <home> --catalogue <catalogue> <args...>`.
     Outcome velmora(const std::vector<std::string>& args) {
-        std::vector<std::string> argv = {VELMORA_BINARY, "--home", home, "--catalogue", "linux"};
+        std::vector<std::string> argv = {VELMORA_BINARY, "--home", home, "--catalogue", catalogue};
         argv.insert(argv.end(), args.begin(), args.end());
         return run(argv);
     }

@@ -2,46 +2,21 @@
 // folders lie inside a throw-away tree.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <set>
-#include <sstream>
 
 #include "CleanerCore/scanning/ModelJson.h"
 #include "VelmoraUI/dashboard/Formatting.h"
-#include "support/TestTree.h"
-
-extern char** environ;
+#include "cli/CommandRunner.h"
 
 namespace velmora {
 namespace {
 
-struct Outcome {
-    int status = -1;
-    std::string out, err;
-};
+using test::Outcome;
 
-std::string quoted(const std::string& text) {
-    std::string out = "'";
-    for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return out + "'";
-}
-
-std::string readAll(const std::string& path) {
-    std::ostringstream s;
-    s << std::ifstream(path, std::ios::binary).rdbuf();
-    return s.str();
-}
-
-// A home folder in a fresh tree and a way to run the command against it.
-struct Velmora {
-    test::TestTree tree;
-    const std::string home = tree.dir("home");
-    int runs = 0;
-
-    std::string homePath(const std::string& relative) const { return home + "/" + relative; }
+// A home folder in a fresh tree, scanned with the macOS catalogue.
+struct Velmora : test::CommandHome {
+    Velmora() { catalogue = "macos"; }
     // A file of `size` bytes, with everything in its top folder three days old.
     std::string oldFile(const std::string& relative, size_t size = 10) {
         const std::string path = tree.file("home/" + relative, size);
@@ -49,32 +24,7 @@ struct Velmora {
                                test::unixNow() - 3 * 86400);
         return path;
     }
-
-    /// Runs `velmora --home <home> --catalogue macos <args...>`.
-    Outcome scan(const std::vector<std::string>& args) {
-        std::vector<std::string> argv = {VELMORA_BINARY, "--home", home, "--catalogue", "macos"};
-        argv.insert(argv.end(), args.begin(), args.end());
-        return run(argv);
-    }
-
-    Outcome run(const std::vector<std::string>& argv) {
-        const std::string io = tree.dir("io"), stem = io + "/" + std::to_string(runs++);
-        std::string command = "env -i HOME=" + quoted(home) +
-                              " XDG_CACHE_HOME=" + quoted(home + "/.cache") +
-                              " XDG_DATA_HOME=" + quoted(home + "/.local/share") +
-                              " XDG_CONFIG_HOME=" + quoted(home + "/.config") +
-                              " TMPDIR=" + quoted(io) + " PATH=/usr/bin:/bin";
-        // Sanitizer settings of the test run apply to the child as well.
-        for (char** e = environ; *e != nullptr; ++e) {
-            if (std::string(*e).find("SAN_OPTIONS=") != std::string::npos)
-                command += " " + quoted(*e);
-        }
-        for (const auto& arg : argv) command += " " + quoted(arg);
-        command += " </dev/null >" + quoted(stem + ".out") + " 2>" + quoted(stem + ".err");
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readAll(stem + ".out"),
-                readAll(stem + ".err")};
-    }
+    Outcome scan(const std::vector<std::string>& args) { return velmora(args); }
 };
 
 ScanReport decoded(const Outcome& o) {
@@ -103,7 +53,7 @@ TEST(ScanCommandTest, JsonReportWithoutDirectPermissionCoversStandardAndCustomFo
     EXPECT_NE(o.err.find("--allow-direct"), std::string::npos) << o.err;
     ScanReport report = decoded(o);
     EXPECT_TRUE(report.hasCompletedScan);
-    ASSERT_EQ(report.scannedRoots.size(), 5u);
+    ASSERT_EQ(report.scannedRoots.size(), 5u) << o.out << o.err;
     EXPECT_EQ(report.scannedRoots[0], FileURL::directory(v.homePath("Library/Caches")));
     EXPECT_EQ(report.scannedRoots[4], FileURL::directory(v.homePath("Projects/build-cache")));
     ASSERT_EQ(report.candidates.size(), 3u);
