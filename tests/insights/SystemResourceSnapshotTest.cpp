@@ -346,21 +346,9 @@ SystemResourceSnapshot sample() {
             std::string(kMacTemperatureDetail)};
 }
 
-TEST(SystemResourceSnapshotJsonTest, RoundTripsBitIdenticalWithKeysInFieldOrder) {
+TEST(SystemResourceSnapshotJsonTest, RoundTripsBitIdentical) {
     const auto s = sample();
     const std::string text = encodeSystemResourceSnapshot(s);
-    EXPECT_EQ(text.substr(0, 14), "{\"capturedAt\":");
-    const char* keys[] = {"capturedAt",     "physicalMemoryBytes",  "usedMemoryBytes",
-                          "memoryPressure", "cpuLoadAverage",       "normalizedCPULoad",
-                          "processorCount", "activeProcessorCount", "thermalState",
-                          "uptime",         "temperatureDetail"};
-    size_t previous = 0;
-    for (const char* key : keys) {
-        const size_t at = text.find(std::string("\"") + key + "\":");
-        ASSERT_NE(at, std::string::npos) << key;
-        EXPECT_GT(at + 1, previous) << key;
-        previous = at + 1;
-    }
     EXPECT_NE(text.find("\"memoryPressure\":\"High\""), std::string::npos);
     EXPECT_NE(text.find("\"thermalState\":\"Serious\""), std::string::npos);
 
