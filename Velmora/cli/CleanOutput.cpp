@@ -18,10 +18,6 @@ namespace velmora::cli {
 
 namespace {
 
-std::string plural(int64_t n, const char* one, const char* many) {
-    return fmt::format("{} {}", n, n == 1 ? one : many);
-}
-
 std::string shown(const std::string& path, const std::string& home) {
     return printable(displayPath(path, home));
 }
@@ -40,7 +36,7 @@ std::string formatLocalTime(Date date) {
 void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate>& selection,
                            const std::string& home) {
     const CleanupSelectionPreview preview = CleanupSelectionPreview::make(selection);
-    out << plural(preview.count, "item", "items") << ", " << formatBytes(preview.bytes)
+    out << countText(preview.count, "item", "items") << ", " << formatBytes(preview.bytes)
         << " selected.\n";
     const auto& s = preview.safetyBreakdown;
     out << "  By safety: " << s.safeCount << " " << displayName(CleanupSafety::safe) << ", "
@@ -48,8 +44,8 @@ void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate
         << s.manualReviewCount << " " << displayName(CleanupSafety::manualReview) << "\n";
     out << "  By category:\n";
     for (const auto& c : preview.categorySummaries) {
-        out << "    " << displayName(c.category) << ": " << plural(c.count, "item", "items") << ", "
-            << formatBytes(c.bytes) << "\n";
+        out << "    " << displayName(c.category) << ": " << countText(c.count, "item", "items")
+            << ", " << formatBytes(c.bytes) << "\n";
     }
     out << "\n";
     for (const auto& c : selection) {
@@ -97,7 +93,7 @@ void CleanResultTextWriter::finish(std::ostream& out, bool wasCancelled, int64_t
             << shown(item.candidate.url.path, home_) << "\n    " << printable(item.reason) << "\n";
     }
     out << "\n"
-        << plural(static_cast<int64_t>(cleaned_.size()), "item", "items") << " ("
+        << countText(static_cast<int64_t>(cleaned_.size()), "item", "items") << " ("
         << formatBytes(cleanedBytes) << ") " << (trash ? "moved to the Trash" : "deleted");
     if (failed_.size() > partlyDeleted) {
         out << ", " << failed_.size() - partlyDeleted << " left in place";
@@ -155,7 +151,7 @@ void printRestoreResult(std::ostream& out, const RestoreResult& result, const st
             << printable(item.reason) << "\n";
     }
     out << "\n"
-        << plural(static_cast<int64_t>(result.restoredItems.size()), "item", "items")
+        << countText(static_cast<int64_t>(result.restoredItems.size()), "item", "items")
         << " restored";
     if (!result.failedItems.empty())
         out << ", " << result.failedItems.size() << " left in the Trash";

@@ -32,10 +32,6 @@ std::string bar(int64_t size, int64_t largest) {
            std::string(static_cast<size_t>(kBarWidth - filled), '.');
 }
 
-std::string count(int64_t n, const char* one, const char* many) {
-    return std::to_string(n) + " " + (n == 1 ? one : many);
-}
-
 // One list of findings: a title with the count, then size, an optional middle column (aligned
 // to its widest entry) and path per file, or `whenEmpty` when there is none.
 void printFindings(std::ostream& out, const char* title, const std::vector<FileInsight>& list,
@@ -119,11 +115,11 @@ void printSummary(std::ostream& out, const InsightRun& run) {
     const int64_t largest = report.heatmapItems.empty() ? 0 : report.heatmapItems.front().sizeBytes;
     size_t countWidth = 0;
     for (const auto& item : report.heatmapItems)
-        countWidth = std::max(countWidth, displayWidth(count(item.itemCount, "file", "files")));
+        countWidth = std::max(countWidth, displayWidth(countText(item.itemCount, "file", "files")));
     for (const auto& item : report.heatmapItems) {
         out << "  " << bar(item.sizeBytes, largest) << "  "
             << padLeft(formatBytes(item.sizeBytes), kSizeColumn) << "  "
-            << padLeft(count(item.itemCount, "file", "files"), countWidth) << "  "
+            << padLeft(countText(item.itemCount, "file", "files"), countWidth) << "  "
             << printable(item.displayName)
             << (item.id == home ? "  (the files directly in the home folder)" : "")
             << (item.isTruncated ? "  (not fully scanned)" : "") << "\n";
@@ -170,7 +166,7 @@ void printSummary(std::ostream& out, const InsightRun& run) {
         << formatBytes(static_cast<int64_t>(s.physicalMemoryBytes)) << ", pressure "
         << memoryPressureText(s.memoryPressure) << "\n"
         << "  processor load " << static_cast<int>(s.normalizedCPULoad * 100) << "% of "
-        << count(s.activeProcessorCount, "processor", "processors") << ", load average "
+        << countText(s.activeProcessorCount, "processor", "processors") << ", load average "
         << fmt::format("{:.2f}", s.cpuLoadAverage) << "\n"
         << "  temperature " << thermalStateText(s.thermalState) << "\n";
 
@@ -202,7 +198,7 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
         if (run.keepers.empty()) std::cout << "No duplicate groups.\n";
         for (const auto& k : run.keepers) {
             std::cout << "keep " << printable(displayPath(k.keeperPath, run.home)) << " ("
-                      << count(k.duplicateCount, "other copy", "other copies") << ")\n";
+                      << countText(k.duplicateCount, "other copy", "other copies") << ")\n";
             printKeeperReasons(std::cout, k);
         }
     } else {

@@ -1,7 +1,5 @@
 #include "Velmora/cli/Output.h"
 
-#include <fmt/format.h>
-
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,12 +11,6 @@
 #include "VelmoraUI/dashboard/Formatting.h"
 
 namespace velmora::cli {
-
-namespace {
-std::string plural(int64_t n, const char* one, const char* many) {
-    return fmt::format("{} {}", n, n == 1 ? one : many);
-}
-}  // namespace
 
 void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home) {
     int64_t selectedCount = 0;
@@ -43,13 +35,13 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
             if (c.isSelectedByDefault) ++selectedCount;
         }
         out << '\n'
-            << plural(static_cast<int64_t>(report.candidates.size()), "candidate", "candidates")
+            << countText(static_cast<int64_t>(report.candidates.size()), "candidate", "candidates")
             << ", " << formatBytes(total) << " in total; " << selectedCount
             << " selected by default (*), " << formatBytes(selectedBytes) << ".\n";
     }
     if (!report.skippedItems.empty()) {
         out << '\n'
-            << plural(static_cast<int64_t>(report.skippedItems.size()), "item", "items")
+            << countText(static_cast<int64_t>(report.skippedItems.size()), "item", "items")
             << " skipped:\n";
         for (const auto& s : report.skippedItems) {
             out << "  " << printable(displayPath(s.url.path, home)) << " — " << printable(s.reason)
@@ -57,7 +49,7 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
         }
     }
     out << '\n'
-        << plural(static_cast<int64_t>(report.scannedRoots.size()), "folder", "folders")
+        << countText(static_cast<int64_t>(report.scannedRoots.size()), "folder", "folders")
         << " scanned. Nothing was changed; use `velmora clean` to move items to the Trash.\n";
 }
 

@@ -22,6 +22,10 @@ std::string formatBytes(int64_t bytes) {
     return fmt::format("{:.1f} {}", value, kUnits[unit]);
 }
 
+std::string countText(int64_t count, const char* one, const char* many) {
+    return fmt::format("{} {}", count, count == 1 ? one : many);
+}
+
 std::string displayPath(std::string_view path, std::string_view home) {
     if (home.empty() || home == "/" || !StoragePathContainment::pathIsWithin(path, home)) {
         return std::string(path);

@@ -13,6 +13,10 @@ namespace velmora {
 /// "1.0 kB", "12.3 MB", "1.21 GB", "4.00 TB".
 std::string formatBytes(int64_t bytes);
 
+/// A count with its noun: "1 file", "0 files", "2 other copies". English only: the nouns are
+/// the caller's.
+std::string countText(int64_t count, const char* one, const char* many);
+
 /// "~" for the home folder itself, "~/rest" below it, the path unchanged elsewhere.
 std::string displayPath(std::string_view path, std::string_view home);
 

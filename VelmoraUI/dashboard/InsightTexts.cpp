@@ -1,6 +1,6 @@
 #include "VelmoraUI/dashboard/InsightTexts.h"
 
-#include <fmt/format.h>
+#include "VelmoraUI/dashboard/Formatting.h"
 
 namespace velmora {
 
@@ -51,14 +51,11 @@ std::string thermalStateText(ThermalState state) {
 std::string durationText(double seconds) {
     constexpr double kDay = 86'400;
     const auto days = static_cast<int64_t>(seconds > 0 ? seconds / kDay : 0);
-    auto count = [](int64_t n, const char* one, const char* many) {
-        return fmt::format("{} {}", n, n == 1 ? one : many);
-    };
     if (days < 1) return "less than a day";
-    if (days < 14) return count(days, "day", "days");
-    if (days < 61) return count(days / 7, "week", "weeks");
-    if (days < 730) return count(days * 12 / 365, "month", "months");
-    return count(days / 365, "year", "years");
+    if (days < 14) return countText(days, "day", "days");
+    if (days < 61) return countText(days / 7, "week", "weeks");
+    if (days < 730) return countText(days * 12 / 365, "month", "months");
+    return countText(days / 365, "year", "years");
 }
 
 }  // namespace velmora
