@@ -445,8 +445,7 @@ std::optional<FileResourceIdentity> identityOf(const WalkedFile& f) {
 }
 
 size_t walkWorkers(size_t requested) {
-    if (requested > 0) return requested;
-    return std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 4);
+    return requested > 0 ? requested : fileSystemWorkerCount();
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ class MacStorageInsightScanner {
         std::function<Date()> now;
         /// Workers for duplicate reading; 0: detectDuplicates' default.
         size_t duplicateWorkerCount = 0;
-        /// Threads that walk roots side by side; 0: one per core, at most 4.
+        /// Threads that walk roots side by side; 0: `fileSystemWorkerCount()`.
         size_t walkWorkerCount = 0;
         /// Optional, called on the walking threads one call at a time (never concurrently):
         /// when each root starts, every 512 visited items of a root, when duplicate detection

@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include "CleanerCore/base/WorkerPool.h"
 #include "CleanerCore/platform/DirectoryWalker.h"
 #include "CleanerCore/platform/FileIdentity.h"
 #include "CleanerCore/platform/FileSystem.h"
@@ -439,13 +440,10 @@ class ScanRun {
                                    wasSkipped);
             }
         };
-        unsigned threads = config_.workerCount != 0
-                               ? config_.workerCount
-                               : std::max(1u, std::thread::hardware_concurrency());
-        threads =
-            static_cast<unsigned>(std::min<size_t>(threads, std::max<size_t>(tasks_.size(), 1)));
+        size_t threads = config_.workerCount != 0 ? config_.workerCount : fileSystemWorkerCount();
+        threads = std::min<size_t>(threads, std::max<size_t>(tasks_.size(), 1));
         std::vector<std::thread> pool;
-        for (unsigned t = 1; t < threads; ++t) pool.emplace_back(worker);
+        for (size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
         worker();
         for (auto& t : pool) t.join();
     }

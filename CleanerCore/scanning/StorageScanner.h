@@ -65,7 +65,7 @@ class StorageScanner {
     struct Configuration {
         int64_t maximumInventoryItemsPerCandidate = 100'000;
         int64_t inventoryProgressItemInterval = 128;
-        /// Threads that inventory entries; 0 means one per processor.
+        /// Threads that inventory entries; 0 means `fileSystemWorkerCount()`.
         unsigned workerCount = 0;
     };
     using ProgressCallback = std::function<void(const StorageScanProgress&)>;
