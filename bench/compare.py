@@ -13,10 +13,19 @@ the ratio velmora / reference, and velmora's peak memory.
 import json, os, shutil, statistics, subprocess, sys, tempfile, time, urllib.parse
 
 
+# VELMORA_BENCH_COLD=1: every timed run of `scan` and `insights` starts with an empty page cache
+# (writes /proc/sys/vm/drop_caches, so root only); fewer runs, no warm-up.
+COLD = os.environ.get("VELMORA_BENCH_COLD") == "1"
+
+
 def hyperfine(commands, runs=10, warmup=3):
+    prepare = []
+    if COLD:
+        prepare = ["--prepare", "sh -c 'sync; echo 3 > /proc/sys/vm/drop_caches'"]
+        runs, warmup = 5, 0
     with tempfile.NamedTemporaryFile(suffix=".json") as out:
         subprocess.run(["hyperfine", "-N", "--style", "none", "--warmup", str(warmup), "--runs", str(runs),
-                        "--export-json", out.name, *commands], check=True, stdout=subprocess.DEVNULL)
+                        *prepare, "--export-json", out.name, *commands], check=True, stdout=subprocess.DEVNULL)
         data = json.load(open(out.name))
     return [r["mean"] for r in data["results"]], [r["stddev"] for r in data["results"]]
 
@@ -42,11 +51,20 @@ def scan(velmora, home, catalogue="linux"):
         if os.path.isdir(path) and not os.path.islink(path):
             roots.append(path)
     du = ["du", "-sk", *roots]
-    (ours, theirs), (sd_ours, sd_theirs) = hyperfine([quote(cmd), quote(du)])
+    # The bare walk (bench/floor/FloorWalk.cpp) on as many threads as there are cores: the
+    # least any scanner of these roots can cost on this machine, for reference.
+    floor = os.path.join(os.path.dirname(velmora), "velmora_floor_walk")
+    commands = [quote(cmd), quote(du)]
+    if os.path.exists(floor):
+        commands.append(quote([floor, str(os.cpu_count() or 1), *roots]))
+    means, sds = hyperfine(commands)
+    ours, theirs, sd_ours, sd_theirs = means[0], means[1], sds[0], sds[1]
     files = sum(len(f) for r in roots for _, _, f in os.walk(r))
     mem = peak_rss_mib(cmd)
-    print(f"| direct-mode scan ({catalogue} catalogue), {len(roots)} roots, {files} files | velmora {ours*1000:.0f} ms ± {sd_ours*1000:.0f} "
-          f"| du -sk {theirs*1000:.0f} ms ± {sd_theirs*1000:.0f} | **{ours/theirs:.2f}** | {mem:.1f} MiB |")
+    cache = "cold cache, " if COLD else ""
+    floor_note = f" (bare walk {means[2]/theirs:.2f})" if len(means) > 2 else ""
+    print(f"| direct-mode scan ({cache}{catalogue} catalogue), {len(roots)} roots, {files} files | velmora {ours*1000:.0f} ms ± {sd_ours*1000:.0f} "
+          f"| du -sk {theirs*1000:.0f} ms ± {sd_theirs*1000:.0f} | **{ours/theirs:.2f}**{floor_note} | {mem:.1f} MiB |")
 
 
 def trash(velmora, bench_dir, items="1000", runs="7"):
@@ -189,13 +207,20 @@ def insights(velmora, home):
     mapped = sum(item["sizeBytes"] for item in report["heatmapItems"])
     du = ["du", "-sk", home]
     counted = int(subprocess.run(du, check=True, stdout=subprocess.PIPE, text=True).stdout.split()[0]) * 1024
-    (ours, theirs), (sd_ours, sd_theirs) = hyperfine([quote(cmd), quote(du)])
+    floor = os.path.join(os.path.dirname(velmora), "velmora_floor_walk")
+    commands = [quote(cmd), quote(du)]
+    if os.path.exists(floor):
+        commands.append(quote([floor, str(os.cpu_count() or 1), home]))
+    means, sds = hyperfine(commands)
+    ours, theirs, sd_ours, sd_theirs = means[0], means[1], sds[0], sds[1]
+    floor_note = f" (bare walk {means[2]/theirs:.2f})" if len(means) > 2 else ""
     files = sum(len(f) for _, _, f in os.walk(home))
     mem = peak_rss_mib(cmd)
-    print(f"| insight scan of a Linux home, {files} files, {len(report['heatmapItems'])} map items "
+    cache = "cold cache, " if COLD else ""
+    print(f"| insight scan of a Linux home ({cache}{files} files): {len(report['heatmapItems'])} map items "
           f"covering {100 * mapped / counted:.1f} % of du, {len(report['duplicateGroups'])} duplicate groups "
           f"| velmora {ours*1000:.0f} ms ± {sd_ours*1000:.0f} | du -sk {theirs*1000:.0f} ms ± {sd_theirs*1000:.0f} "
-          f"| **{ours/theirs:.2f}** | {mem:.1f} MiB |")
+          f"| **{ours/theirs:.2f}**{floor_note} | {mem:.1f} MiB |")
 
 
 if __name__ == "__main__":
