@@ -1,12 +1,33 @@
 #include "CleanerCore/base/FileURL.h"
 
-#include "CleanerCore/base/Text.h"
-
+#include <algorithm>
 #include <vector>
+
+#include "CleanerCore/base/Text.h"
 
 namespace velmora {
 
+namespace {
+
+// True when standardizing would return `path` unchanged: absolute, no empty, "." or ".."
+// component, no trailing slash. Most paths a walk builds are already like that.
+bool isStandardPath(std::string_view path) {
+    if (path.empty() || path[0] != '/') return false;
+    if (path.size() == 1) return true;
+    size_t start = 1;
+    for (;;) {
+        const size_t end = std::min(path.find('/', start), path.size());
+        const std::string_view part = path.substr(start, end - start);
+        if (part.empty() || part == "." || part == "..") return false;
+        if (end == path.size()) return true;
+        start = end + 1;
+    }
+}
+
+}  // namespace
+
 std::string standardizePath(std::string_view path) {
+    if (isStandardPath(path)) return std::string(path);
     std::vector<std::string_view> parts;
     size_t i = 0;
     while (i < path.size()) {

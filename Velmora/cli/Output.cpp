@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ostream>
@@ -67,9 +68,13 @@ JSONArrayMemberWriter::JSONArrayMemberWriter(std::ostream& out, std::string_view
 void JSONArrayMemberWriter::add(const nlohmann::json& element) {
     // Each element is written after the separator that the one before it needed.
     indented_.assign(count_ == 0 ? "[\n    " : ",\n    ");
-    for (char c : dumpJSON(element, true)) {
-        indented_ += c;
-        if (c == '\n') indented_ += "    ";  // JSON strings never hold a raw newline
+    // Every line moves four columns in; JSON strings never hold a raw newline.
+    const std::string text = dumpJSON(element, true);
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find('\n', start), text.size() - 1) + 1;
+        indented_.append(text, start, end - start);
+        if (text[end - 1] == '\n') indented_ += "    ";
+        start = end;
     }
     out_.write(indented_.data(), static_cast<std::streamsize>(indented_.size()));
     ++count_;
