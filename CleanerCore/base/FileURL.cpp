@@ -72,10 +72,11 @@ std::string deletingLastPathComponent(std::string_view path) {
 }
 
 std::string pathExtensionLowercased(std::string_view path) {
-    std::string name = lastPathComponent(path);
-    auto dot = name.rfind('.');
-    if (dot == std::string::npos || dot == 0 || dot + 1 == name.size()) return {};
-    return asciiLowercased(std::string_view(name).substr(dot + 1));
+    const size_t slash = path.rfind('/');
+    const std::string_view name = slash == std::string_view::npos ? path : path.substr(slash + 1);
+    const size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size()) return {};
+    return asciiLowercased(name.substr(dot + 1));
 }
 
 FileURL::FileURL(std::string_view anyPath, bool directoryHint)

@@ -15,6 +15,18 @@ inline std::string asciiLowercased(std::string_view text) {
     return out;
 }
 
+/// True when `text` equals `lower` (which is in lower case) with A-Z in `text` lowered. Allocates
+/// nothing, for tests that run on every name a walk meets.
+inline bool equalsLowercasedASCII(std::string_view text, std::string_view lower) {
+    if (text.size() != lower.size()) return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        char c = text[i];
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        if (c != lower[i]) return false;
+    }
+    return true;
+}
+
 /// `text` without leading and trailing spaces, tabs, carriage returns and newlines.
 inline std::string trimmedWhitespace(std::string_view text) {
     auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };

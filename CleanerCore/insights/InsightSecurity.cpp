@@ -4,6 +4,7 @@
 #include <array>
 
 #include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/base/Text.h"
 
 namespace velmora {
 
@@ -72,26 +73,32 @@ bool hasSuspiciousWord(const std::string& lowercased) {
     return false;
 }
 
-std::string asciiLowercased(std::string_view text) {
-    std::string out(text);
-    for (auto& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return out;
+// The extension of the last component of `lowercasedPath`, as pathExtensionLowercased gives it.
+std::string_view extensionOf(std::string_view lowercasedPath) {
+    const size_t slash = lowercasedPath.rfind('/');
+    const std::string_view name =
+        slash == std::string_view::npos ? lowercasedPath : lowercasedPath.substr(slash + 1);
+    const size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size()) return {};
+    return name.substr(dot + 1);
 }
 
 }  // namespace
 
 std::optional<std::string> securityDetail(std::string_view fileName, Catalogue catalogue) {
-    const std::string extension = pathExtensionLowercased(fileName);
+    // Runs for every file of the user folders: a short name is lowered in the string's own
+    // buffer, and the word test runs only when one of the words occurs at all.
+    const std::string lowered = asciiLowercased(fileName);
+    const std::string_view extension = extensionOf(lowered);
     if (const auto* row = rowFor(extension, catalogue)) return std::string(row->detail);
     if (std::find(kExcludedExtensions.begin(), kExcludedExtensions.end(), extension) !=
         kExcludedExtensions.end()) {
         return std::nullopt;
     }
-    if (hasSuspiciousWord(asciiLowercased(fileName))) {
-        return std::string(kSuspiciousFilenamePattern);
-    }
+    const bool mayHoldWord = lowered.find("crack") != std::string::npos ||
+                             lowered.find("keygen") != std::string::npos ||
+                             lowered.find("patcher") != std::string::npos;
+    if (mayHoldWord && hasSuspiciousWord(lowered)) return std::string(kSuspiciousFilenamePattern);
     return std::nullopt;
 }
 

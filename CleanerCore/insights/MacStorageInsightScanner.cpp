@@ -13,6 +13,7 @@
 #include <set>
 #include <thread>
 
+#include "CleanerCore/base/Text.h"
 #include "CleanerCore/base/WorkerPool.h"
 #include "CleanerCore/insights/DuplicateDetection.h"
 #include "CleanerCore/insights/DuplicateKeeper.h"
@@ -58,9 +59,8 @@ bool isContainerFolderName(const std::string& c) {
 // nameMayCompleteProtectedPath covers and of which the insight rule is a part).
 bool mayCompleteInsightRule(std::string_view name) {
     // Cheap for the names that cannot match, which are nearly all.
-    if (name.size() != 6 && name.size() != 10 && name.size() != 16) return false;
-    const std::string n = lowercased(name);
-    return n == ".trash" || isContainerFolderName(n);
+    return equalsLowercasedASCII(name, ".trash") || equalsLowercasedASCII(name, "containers") ||
+           equalsLowercasedASCII(name, "group containers");
 }
 
 // The insight scan's own rule: personal data under a Library folder, container folders, and
