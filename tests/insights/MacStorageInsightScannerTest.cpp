@@ -451,7 +451,6 @@ TEST_F(InsightScannerTest, LinuxDefaultsMapALargeFolderCompletely) {
             EXPECT_EQ(i.itemCount, 8'001);
         }
     }
-    EXPECT_EQ(Config::forCatalogue(Catalogue::macos), Config{});
 }
 
 TEST(InsightScanRootsTest, ParsesUserDirsAssignments) {

@@ -6,9 +6,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cmath>
-#include <fstream>
-
 #include "support/Files.h"
 #include "support/TestTree.h"
 
@@ -170,24 +167,12 @@ TEST(HostStatisticsParserTest, SmallFiles) {
 
 // ---- Processor sampler ----
 
-TEST(CPUUsageSamplerTest, FirstSampleOnlyPrimesLaterSamplesReportTheBusyShare) {
-    CPUUsageSampler sampler;
-    const CPUTicks start{100, 50, 800, 50};
-    EXPECT_EQ(sampler.record(start), std::nullopt);  // no previous sample yet
-    EXPECT_EQ(sampler.record(start), std::nullopt);  // identical ticks: no time passed
-    // +30 busy (user 20, system 5, nice 5), +70 idle.
-    EXPECT_DOUBLE_EQ(*sampler.record(CPUTicks{120, 55, 870, 55}), 0.3);
-    // A failed read neither reports nor replaces the stored sample.
-    EXPECT_EQ(sampler.record(std::nullopt), std::nullopt);
-    EXPECT_DOUBLE_EQ(*sampler.record(CPUTicks{220, 55, 870, 55}), 1.0);
-    // Counters that went backwards give no value but become the new reference.
-    EXPECT_EQ(sampler.record(CPUTicks{1, 1, 1, 1}), std::nullopt);
-    EXPECT_DOUBLE_EQ(*sampler.record(CPUTicks{1, 1, 5, 1}), 0.0);
-}
-
 TEST(CPUUsageSamplerTest, BusyShareBetweenTwoSamples) {
     const std::tuple<CPUTicks, CPUTicks, std::optional<double>> cases[] = {
+        // {user, system, idle, nice}: nice time is busy time.
+        {{100, 50, 800, 50}, {120, 55, 870, 55}, 0.3},
         {{0, 0, 0, 0}, {10, 10, 20, 0}, 0.5},
+        {{0, 0, 0, 0}, {10, 0, 0, 0}, 1.0},
         {{10, 0, 0, 0}, {5, 0, 10, 0}, 0.0},  // busy fell while idle grew: 0, not negative
         {{5, 5, 5, 5}, {5, 5, 5, 5}, std::nullopt},
         {{5, 5, 5, 5}, {1, 1, 1, 1}, std::nullopt},
@@ -293,10 +278,14 @@ TEST(HostStatisticsTreeTest, CaptureFromAFakeHost) {
     EXPECT_DOUBLE_EQ(capture().normalizedCPULoad, 1.0);
     writeFile(tree, "proc/stat", "cpu 130 0 100 970 0 0 0\n");
     EXPECT_DOUBLE_EQ(*sampler.sample(tree.root()), 0.2);
+    // Counters that went backwards give no value but become the new reference.
+    writeFile(tree, "proc/stat", "cpu 1 1 1 1\n");
+    EXPECT_EQ(sampler.sample(tree.root()), std::nullopt);
+    writeFile(tree, "proc/stat", "cpu 1 1 1 5\n");
+    EXPECT_DOUBLE_EQ(*sampler.sample(tree.root()), 0.0);
 }
 
 TEST(HostStatisticsTreeTest, CaptureOfThisMachineKeepsItsInvariants) {
-    EXPECT_EQ(&CPUUsageSampler::shared(), &CPUUsageSampler::shared());
     for (int i = 0; i < 2; ++i) {  // the second capture has a processor sample
         auto s = SystemResourceSnapshot::capture();
         EXPECT_GT(s.physicalMemoryBytes, 0u);
