@@ -125,11 +125,15 @@ TEST_F(InsightScannerTest, StorageMapSumsAllocatedSizesAndKeepsRootOrderForTies)
     EXPECT_FALSE(r.isTruncated);
 }
 
-TEST_F(InsightScannerTest, VisitLimitTruncatesRootOnce) {
+// The visit limit truncates only the root that reaches it, once; the result lists are cut to
+// the result count.
+TEST_F(InsightScannerTest, VisitAndResultLimits) {
     for (int i = 0; i < 140; ++i) file("Documents/f" + std::to_string(i), 1);
-    file("Desktop/ok", 1);
-    Config c;
+    for (int i = 0; i < 25; ++i) file("Downloads/f" + std::to_string(i) + ".sh", 10 + i);
+    Config c = smallConfig();
     c.maximumVisitedItemsPerRoot = 128;
+    c.maximumResultCount = 20;
+    c.minimumDuplicateFileBytes = 1'000'000;
     const auto r = scan(c);
     EXPECT_TRUE(r.isTruncated);
     ASSERT_EQ(countReason(r, InsightSkipReason::kFolderInventoryLimitExceeded), 1u);
@@ -139,6 +143,8 @@ TEST_F(InsightScannerTest, VisitLimitTruncatesRootOnce) {
             EXPECT_EQ(item.itemCount, 128);
         }
     }
+    EXPECT_EQ(r.downloadFiles.size(), 20u);
+    EXPECT_EQ(r.securityFindings.size(), 20u);
 }
 
 // Bundles, workflows and installer packages are folders counted and listed as one item, each one
@@ -229,16 +235,6 @@ TEST_F(InsightScannerTest, FindingsByKindThresholdAndOrder) {
                        {"setup.pkg", "Installer package"},
                        {"image.dmg", "Disk image"},
                        {"tool-keygen.zip", "Suspicious filename pattern"}}));
-}
-
-TEST_F(InsightScannerTest, ResultListsAreCutToMaximumResultCount) {
-    for (int i = 0; i < 25; ++i) file("Downloads/f" + std::to_string(i) + ".sh", 10 + i);
-    Config c = smallConfig();
-    c.maximumResultCount = 20;
-    c.minimumDuplicateFileBytes = 1'000'000;
-    const auto r = scan(c);
-    EXPECT_EQ(r.downloadFiles.size(), 20u);
-    EXPECT_EQ(r.securityFindings.size(), 20u);
 }
 
 TEST_F(InsightScannerTest, ProtectedFoldersAreSkippedAndNeverListed) {
@@ -333,7 +329,7 @@ TEST_F(InsightScannerTest, UserDirsRootsAreWalkedOnce) {
 }
 
 TEST_F(InsightScannerTest, ProgressFollowsTheRootsThenDuplicatesAndEndsComplete) {
-    for (int i = 0; i < 1'100; ++i) file("Documents/f" + std::to_string(i), 1);
+    for (int i = 0; i < 1'100; ++i) tree.file("home/Documents/f" + std::to_string(i), 1);
     file("Downloads/a", 1);
     std::vector<StorageScanProgress> samples;
     // One walker: the first sample is then the first root's.
@@ -443,7 +439,7 @@ TEST_F(InsightScannerTest, HardLinkedFileCountsOnce) {
 
 // The visit limit of the linux defaults maps an ordinary photo folder completely.
 TEST_F(InsightScannerTest, LinuxDefaultsMapALargeFolderCompletely) {
-    for (int i = 0; i < 8'001; ++i) file("Pictures/p" + std::to_string(i), 0);
+    for (int i = 0; i < 8'001; ++i) tree.file("home/Pictures/p" + std::to_string(i), 0);
     const auto r = scan(Config::forCatalogue(Catalogue::linux), Catalogue::linux);
     EXPECT_FALSE(r.isTruncated);
     for (const auto& i : r.heatmapItems) {
