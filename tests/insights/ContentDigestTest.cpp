@@ -163,17 +163,5 @@ TEST(ContentDigest, OnlyTheCollectedFileIsRead) {
     EXPECT_EQ(fullContentDigest(e, buffer, &token).error().kind, DigestFailure::Kind::cancelled);
 }
 
-TEST(ContentDigest, UnreadableFileReportsTheSystemError) {
-    TestTree tree;
-    auto path = writeFile(tree, "locked/a", patternContent(5'000, 1));
-    auto e = expected(path);
-    tree.chmod("locked/a", 0);
-    EXPECT_TRUE(test::runWithoutPrivileges(tree, [&] {
-        auto s = sampledFingerprint(e, nullptr);
-        return !s.ok() && s.error().kind == DigestFailure::Kind::unreadable &&
-               s.error().errorNumber == EACCES;
-    }));
-}
-
 }  // namespace
 }  // namespace velmora
