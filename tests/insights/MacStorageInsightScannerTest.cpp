@@ -303,6 +303,7 @@ TEST_F(InsightScannerTest, UserDirsRootsAreWalkedOnce) {
               "XDG_MUSIC_DIR=\"$HOME/Music\"\n");
     const auto download = file("Documents/Téléchargements/a.deb", 10);
     file("Downloads/not-the-downloads-root", 10);
+    file("loose.iso", 60'000);  // the home's own file: on the map, never a finding
     file("Documents/b.txt", 10);
     tree.file("disk/movie.mkv", 10);
     tree.setMtime("disk/movie.mkv", old);
@@ -320,7 +321,8 @@ TEST_F(InsightScannerTest, UserDirsRootsAreWalkedOnce) {
                                                       {"~/Documents", 1},
                                                       {"~/Music", 0},
                                                       {"~/.config", 1},
-                                                      {"~", 0}}));
+                                                      {"~", 1}}));
+    EXPECT_TRUE(r.largeFiles.empty());
     ASSERT_EQ(r.downloadFiles.size(), 1u);
     EXPECT_EQ(r.downloadFiles[0].url.path, download);
     ASSERT_EQ(r.skippedItems.size(), 1u);
