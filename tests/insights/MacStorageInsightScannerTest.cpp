@@ -469,6 +469,11 @@ TEST(InsightScanRootsTest, ParsesUserDirsAssignments) {
     for (const auto& row : rows) {
         EXPECT_EQ(xdgUserDirectory(row.text, "XDG_DOWNLOAD_DIR", "/h"), row.expected) << row.text;
     }
+    // The macOS roots are fixed: Downloads first, the developer folder last.
+    const auto mac = insightScanRoots("/h", Catalogue::macos);
+    ASSERT_EQ(mac.size(), 8u);
+    EXPECT_EQ(mac.front(), (InsightScanRoot{"/h/Downloads", true}));
+    EXPECT_EQ(mac.back().path, "/h/Library/Developer");
 }
 
 }  // namespace
