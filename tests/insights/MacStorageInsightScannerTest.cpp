@@ -371,8 +371,8 @@ TEST_F(InsightScannerTest, LinuxHomeMapAddsUpToTheHome) {
         file(".rustup/toolchains/stable/lib/std.rlib", 100'000),
         file(".cache/pip/http/tool.deb", 10),
         file(".local/bin/tool", 10),
-        file(".local/share/app/data", 10),
-        file(".var/app/org.example.App/data/one", 10),  // a Flatpak folder, not a bundle
+        file(".local/share/app/data", 60'000),  // large, but map-only roots give no findings
+        file(".var/app/org.example.App/data/one", 60'000),  // a Flatpak folder, not a bundle
         file(".var/app/org.example.App/data/two", 10),
         file("notes.txt", 10),
     };
