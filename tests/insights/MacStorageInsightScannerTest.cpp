@@ -435,6 +435,7 @@ TEST_F(InsightScannerTest, HardLinkedFileCountsOnce) {
     EXPECT_EQ(large, (std::vector<std::string>{original, copy}));
     ASSERT_EQ(r.duplicateGroups.size(), 1u);
     EXPECT_EQ(r.duplicateGroups[0].files.size(), 2u);
+    EXPECT_EQ(r.duplicateGroups[0].files[0].url.path, original);
     EXPECT_EQ(r.duplicateGroups[0].files[1].url.path, copy);
     EXPECT_EQ(scan(smallConfig(), Catalogue::linux, 4), r);
 }
