@@ -46,21 +46,19 @@ TEST(FormattingTest, PathsBelowTheHomeFolderUseTilde) {
     EXPECT_EQ(displayPath("/srv/x", "/"), "/srv/x");
 }
 
-TEST(FormattingTest, HostileNamesCannotSteerTheTerminal) {
-    EXPECT_EQ(printable("a\nb\tc\rd"), "a\\nb\\tc\\rd");
-    EXPECT_EQ(printable("\x1b[31mred"), "\\x1b[31mred");
-    EXPECT_EQ(printable("\xc2\x9b"
-                        "2J"),
-              "\\u009b2J");  // C1 control sequence introducer
-    EXPECT_EQ(printable("caf\xC3\xA9 \xE6\x97\xA5"), "caf\xC3\xA9 \xE6\x97\xA5");
+// Hostile names cannot steer the terminal, and what is printed names one path only: every
+// escape is distinct from the text it could be confused with, and characters that hide or
+// reorder text are shown as escapes.
+TEST(FormattingTest, PrintedNamesAreHarmlessAndUnambiguous) {
     EXPECT_EQ(displayWidth("caf\xC3\xA9"), 4u);
     EXPECT_EQ(displayWidth("\xE6\x97\xA5\xE6\x9C\xAC"), 4u);
-}
-
-// What is printed must name one path only: every escape is distinct from the text it could be
-// confused with, and characters that hide or reorder text are shown as escapes.
-TEST(FormattingTest, PrintedNamesAreUnambiguous) {
     const std::vector<std::pair<std::string, std::string>> cases = {
+        {"a\nb\tc\rd", "a\\nb\\tc\\rd"},
+        {"\x1b[31mred", "\\x1b[31mred"},
+        {"\xc2\x9b"
+         "2J",
+         "\\u009b2J"},  // C1 control sequence introducer
+        {"caf\xC3\xA9 \xE6\x97\xA5", "caf\xC3\xA9 \xE6\x97\xA5"},
         {"\x1b", "\\x1b"},
         {"\\x1b", "\\\\x1b"},  // the text "\x1b" itself
         {"a\\b", "a\\\\b"},

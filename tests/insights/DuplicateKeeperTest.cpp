@@ -62,6 +62,7 @@ TEST(DuplicateKeeper, LocationRankFollowsTheFirstMatchingRule) {
     }
 }
 
+// Copies below /Users/u (macos) or /home/u (linux), with their dates.
 struct KeeperRow {
     const char* name;
     std::vector<Copy> copies;
@@ -72,89 +73,60 @@ struct KeeperRow {
 
 TEST(DuplicateKeeper, RecommendationTable) {
     const std::optional<Date> none;
+    constexpr auto Loc = Reason::preferredLocation, Old = Reason::olderModificationDate,
+                   Tie = Reason::deterministicPathTieBreak;
     const std::vector<KeeperRow> rows = {
-        {"Documents beats Downloads",
-         {{"/Users/u/Downloads/a", k2023}, {"/Users/u/Documents/a", k2024}},
-         "/Users/u/Documents/a",
-         {Reason::preferredLocation}},
-        {"older copy in the same rank",
-         {{"/Users/u/Downloads/b", k2024}, {"/Users/u/Downloads/a", k2023}},
-         "/Users/u/Downloads/a",
-         {Reason::olderModificationDate}},
-        {"equal rank and date: smaller path",
-         {{"/Users/u/Downloads/b", k2023}, {"/Users/u/Downloads/a", k2023}},
-         "/Users/u/Downloads/a",
-         {Reason::deterministicPathTieBreak}},
-        {"a missing date loses to any date",
-         {{"/Users/u/Downloads/a", none}, {"/Users/u/Downloads/b", k2024}},
-         "/Users/u/Downloads/b",
-         {Reason::olderModificationDate}},
-        {"two missing dates tie",
-         {{"/Users/u/Downloads/b", none}, {"/Users/u/Downloads/a", none}},
-         "/Users/u/Downloads/a",
-         {Reason::deterministicPathTieBreak}},
-        {"anything else ranks ahead of Downloads and Library",
-         {{"/Users/u/Library/a", k2023},
-          {"/Users/u/Projects/a", k2024},
-          {"/Users/u/Downloads/a", k2023}},
-         "/Users/u/Projects/a",
-         {Reason::preferredLocation}},
+        {"rank first", {{"Downloads/a", k2023}, {"Documents/a", k2024}}, "Documents/a", {Loc}},
+        {"older, one rank", {{"Downloads/b", k2024}, {"Downloads/a", k2023}}, "Downloads/a", {Old}},
+        {"then the path", {{"Downloads/b", k2023}, {"Downloads/a", k2023}}, "Downloads/a", {Tie}},
+        {"no date loses", {{"Downloads/a", none}, {"Downloads/b", k2024}}, "Downloads/b", {Old}},
+        {"two without date", {{"Downloads/b", none}, {"Downloads/a", none}}, "Downloads/a", {Tie}},
+        {"elsewhere beats Downloads and Library",
+         {{"Library/a", k2023}, {"Projects/a", k2024}, {"Downloads/a", k2023}},
+         "Projects/a",
+         {Loc}},
         {"all three reasons, each once",
-         {{"/Users/u/Desktop/c", k2023},
-          {"/Users/u/Desktop/b", k2024},
-          {"/Users/u/Library/a", k2023},
-          {"/Users/u/Desktop/a", k2023},
-          {"/Users/u/Downloads/a", k2023}},
-         "/Users/u/Desktop/a",
-         {Reason::preferredLocation, Reason::olderModificationDate,
-          Reason::deterministicPathTieBreak}},
-        {"a better rank wins over an older date",
-         {{"/Users/u/Library/a", k2023}, {"/Users/u/Pictures/a", k2024}},
-         "/Users/u/Pictures/a",
-         {Reason::preferredLocation}},
-        {"older date elsewhere in the rank order gives no date reason",
-         {{"/Users/u/Documents/a", k2024}, {"/Users/u/Downloads/a", k2023}},
-         "/Users/u/Documents/a",
-         {Reason::preferredLocation}},
-        {"linux: Videos beats Desktop",
-         {{"/home/u/Desktop/a", k2023}, {"/home/u/Videos/a", k2024}},
-         "/home/u/Videos/a",
-         {Reason::preferredLocation},
-         Catalogue::linux},
-        {"macos: Videos ranks with Desktop, the older wins",
-         {{"/home/u/Desktop/a", k2023}, {"/home/u/Videos/a", k2024}},
-         "/home/u/Desktop/a",
-         {Reason::olderModificationDate},
-         Catalogue::macos},
-        {"linux: .local loses to Downloads",
-         {{"/home/u/.local/share/a", k2023}, {"/home/u/Downloads/a", k2024}},
-         "/home/u/Downloads/a",
-         {Reason::preferredLocation},
+         {{"Desktop/c", k2023},
+          {"Desktop/b", k2024},
+          {"Library/a", k2023},
+          {"Desktop/a", k2023},
+          {"Downloads/a", k2023}},
+         "Desktop/a",
+         {Loc, Old, Tie}},
+        {"an older copy of a worse rank gives no date reason",
+         {{"Documents/a", k2024}, {"Downloads/a", k2023}},
+         "Documents/a",
+         {Loc}},
+        {"linux: Videos beats an older Desktop copy",
+         {{"Desktop/a", k2023}, {"Videos/a", k2024}},
+         "Videos/a",
+         {Loc},
          Catalogue::linux},
     };
     for (const auto& row : rows) {
-        auto group = groupOf(row.copies);
+        SCOPED_TRACE(row.name);
+        const std::string base = row.catalogue == Catalogue::linux ? "/home/u/" : "/Users/u/";
+        std::vector<Copy> copies = row.copies;
+        for (auto& c : copies) c.path = base + c.path;
+        auto group = groupOf(copies);
         auto r = recommendDuplicateKeeper(group, row.catalogue);
-        ASSERT_TRUE(r) << row.name;
-        EXPECT_EQ(r->keeperPath, row.keeper) << row.name;
-        EXPECT_EQ(r->keeperID, "duplicate:" + row.keeper) << row.name;
-        EXPECT_EQ(r->groupID, group.id) << row.name;
-        EXPECT_EQ(r->duplicateCount, static_cast<int64_t>(row.copies.size()) - 1) << row.name;
-        EXPECT_EQ(r->reasons, row.reasons) << row.name;
+        ASSERT_TRUE(r);
+        EXPECT_EQ(r->keeperPath, base + row.keeper);
+        EXPECT_EQ(r->keeperID, "duplicate:" + base + row.keeper);
+        EXPECT_EQ(r->groupID, group.id);
+        EXPECT_EQ(r->duplicateCount, static_cast<int64_t>(copies.size()) - 1);
+        EXPECT_EQ(r->reasons, row.reasons);
         // The file order does not change the keeper.
         std::reverse(group.files.begin(), group.files.end());
-        EXPECT_EQ(recommendDuplicateKeeper(group, row.catalogue)->keeperPath, row.keeper)
-            << row.name;
+        EXPECT_EQ(recommendDuplicateKeeper(group, row.catalogue)->keeperPath, base + row.keeper);
     }
 }
 
-TEST(DuplicateKeeper, OrderingIsStrict) {
+// A strict ordering (sorting relies on it), and no keeper for an empty group.
+TEST(DuplicateKeeper, OrderingIsStrictAndAnEmptyGroupHasNoKeeper) {
     auto g = groupOf({{"/a/Documents/x", k2023}, {"/a/Documents/x", k2023}});
     EXPECT_FALSE(isBetterDuplicateKeeper(g.files[0], g.files[1], Catalogue::macos));
     EXPECT_FALSE(isBetterDuplicateKeeper(g.files[0], g.files[0], Catalogue::macos));
-}
-
-TEST(DuplicateKeeper, EmptyGroupHasNoRecommendation) {
     EXPECT_FALSE(recommendDuplicateKeeper(DuplicateFileGroup{}, Catalogue::linux));
 }
 

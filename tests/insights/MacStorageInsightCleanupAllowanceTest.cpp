@@ -19,6 +19,8 @@ FileInsight insightAt(const std::string& path) {
     return insight;
 }
 
+// Nothing is offered through a link, and that includes a root that is itself a link to a folder
+// elsewhere, since no cleanup ever goes through a link.
 TEST(MacStorageInsightCleanupAllowance, OffersOnlyPlainFilesInsideLiveRoots) {
     TestTree tree;
     const std::string home = tree.dir("home");
@@ -28,8 +30,10 @@ TEST(MacStorageInsightCleanupAllowance, OffersOnlyPlainFilesInsideLiveRoots) {
     tree.file("home/Documents/notes.txt");
     tree.file("outside/secret");
     tree.symlink("home/Downloads/link", tree.path("outside/secret"));
-    auto allowance = MacStorageInsightCleanupAllowance::make({{downloads, true}}, home,
-                                                             Catalogue::linux, 100'000);
+    tree.file("disk/Videos/big.mkv");
+    const std::string videos = tree.symlink("home/Videos", tree.path("disk/Videos"));
+    auto allowance = MacStorageInsightCleanupAllowance::make({{downloads, true}, {videos, false}},
+                                                             home, Catalogue::linux, 100'000);
 
     const std::vector<std::pair<std::string, bool>> cases = {
         {downloads + "/big.iso", true},
@@ -38,6 +42,7 @@ TEST(MacStorageInsightCleanupAllowance, OffersOnlyPlainFilesInsideLiveRoots) {
         {downloads + "/link", false},            // a link
         {tree.path("outside/secret"), false},
         {downloads + "/missing", false},  // nothing there to check
+        {videos + "/big.mkv", false},     // under a linked root
     };
     for (const auto& [path, allowed] : cases) {
         EXPECT_EQ(allowance.allows(insightAt(path)), allowed) << path;
@@ -46,18 +51,6 @@ TEST(MacStorageInsightCleanupAllowance, OffersOnlyPlainFilesInsideLiveRoots) {
     // The root replaced after the scan: nothing under it is offered any more.
     std::filesystem::rename(downloads, tree.path("old-downloads"));
     tree.file("home/Downloads/big.iso");
-    EXPECT_FALSE(allowance.allows(insightAt(downloads + "/big.iso")));
-}
-
-// The insight scan walks a root that is a link to a folder elsewhere; nothing found through it
-// is offered for the Trash, since no cleanup ever goes through a link.
-TEST(MacStorageInsightCleanupAllowance, NothingUnderALinkedRootIsOffered) {
-    TestTree tree;
-    const std::string home = tree.dir("home");
-    tree.file("disk/Downloads/big.iso");
-    const std::string downloads = tree.symlink("home/Downloads", tree.path("disk/Downloads"));
-    auto allowance = MacStorageInsightCleanupAllowance::make({{downloads, true}}, home,
-                                                             Catalogue::linux, 100'000);
     EXPECT_FALSE(allowance.allows(insightAt(downloads + "/big.iso")));
 }
 

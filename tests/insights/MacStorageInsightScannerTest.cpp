@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <map>
 
+#include "support/Files.h"
 #include "support/TestTree.h"
 
 namespace velmora {
@@ -17,6 +18,7 @@ namespace {
 
 using test::TestTree;
 using test::unixNow;
+using test::writeFile;
 using Config = MacStorageInsightScanner::Configuration;
 
 SystemResourceSnapshot fixedSnapshot() {
@@ -39,6 +41,7 @@ class InsightScannerTest : public ::testing::Test {
     TestTree tree;
     const std::string home = tree.dir("home");
     const double old = unixNow() - 3 * 86400;
+    const Date now = currentDate();
 
     std::string file(const std::string& relative, size_t size) {
         const std::string p = tree.file("home/" + relative, size);
@@ -53,11 +56,16 @@ class InsightScannerTest : public ::testing::Test {
         return c;
     }
 
-    MacStorageInsightReport scan(Config config = {}, Catalogue catalogue = Catalogue::macos) {
+    MacStorageInsightReport scan(Config config = {}, Catalogue catalogue = Catalogue::macos,
+                                 size_t walkers = 0,
+                                 std::function<void(const StorageScanProgress&)> progress = {}) {
         MacStorageInsightScanner::Options o;
         o.catalogue = catalogue;
         o.captureSnapshot = fixedSnapshot;
+        o.now = [now = now] { return now; };
         o.duplicateWorkerCount = 1;
+        o.walkWorkerCount = walkers;
+        o.progress = std::move(progress);
         return MacStorageInsightScanner(home, config, o).scan(cancel);
     }
 
@@ -76,51 +84,24 @@ class InsightScannerTest : public ::testing::Test {
 };
 
 TEST(InsightConfigurationTest, ClampsToFloors) {
-    struct Row {
-        Config in;
-        Config expected;
+    auto withAge = [](double age) {
+        Config c;
+        c.minimumReviewFileAge = age;
+        return c;
     };
-    Config low;
-    low.minimumLargeFileBytes = 0;
-    low.minimumDuplicateFileBytes = -5;
-    low.minimumReviewFileAge = -1;
-    low.maximumVisitedItemsPerRoot = 10;
-    low.maximumResultCount = 5;
-    low.maximumRecentReviewSkippedItems = -3;
-    low.maximumDuplicateHashFiles = 0;
-    low.maximumDuplicateFullHashBytesPerFile = 10;
-    low.maximumDuplicateHashBytes = 10;
-    low.maximumDuplicateFingerprintFiles = 0;
-    low.maximumDuplicateFingerprintBytes = 0;
-    Config lowClamped{1, 1, 0, 128, 20, 0, 1, 1'048'576, 1'048'576, 1, 1};
-    Config longAge;
-    longAge.minimumReviewFileAge = 40 * 86400;
-    Config longAgeClamped;
-    longAgeClamped.minimumReviewFileAge = 30 * 86400;
-    Config nanAge;
-    nanAge.minimumReviewFileAge = std::nan("");
-    Config nanAgeClamped;
-    nanAgeClamped.minimumReviewFileAge = 0;
-    for (const auto& row : std::vector<Row>{{Config{}, Config{}},
-                                            {low, lowClamped},
-                                            {longAge, longAgeClamped},
-                                            {nanAge, nanAgeClamped}}) {
-        EXPECT_EQ(row.in.clamped(), row.expected);
-        MacStorageInsightScanner scanner("/x/../home", row.in, {});
-        EXPECT_EQ(scanner.configuration(), row.expected);
+    const std::pair<Config, Config> rows[] = {
+        {Config{}, Config{}},
+        {Config{0, -5, -1, 10, 5, -3, 0, 10, 10, 0, 0},
+         Config{1, 1, 0, 128, 20, 0, 1, 1'048'576, 1'048'576, 1, 1}},
+        {withAge(40 * 86400), withAge(30 * 86400)},
+        {withAge(std::nan("")), withAge(0)},
+    };
+    for (const auto& [in, expected] : rows) {
+        EXPECT_EQ(in.clamped(), expected);
+        MacStorageInsightScanner scanner("/x/../home", in, {});
+        EXPECT_EQ(scanner.configuration(), expected);
         EXPECT_EQ(scanner.home(), "/home");
     }
-}
-
-TEST_F(InsightScannerTest, HomeWithoutRootsGivesEmptyCompleteReport) {
-    file("Other/big.bin", 200'000);
-    const auto r = scan(smallConfig());
-    EXPECT_TRUE(r.hasCompletedScan);
-    EXPECT_FALSE(r.isTruncated);
-    EXPECT_TRUE(r.heatmapItems.empty());
-    EXPECT_TRUE(r.skippedItems.empty());
-    EXPECT_TRUE(r.largeFiles.empty());
-    EXPECT_EQ(r.systemSnapshot, fixedSnapshot());
 }
 
 TEST_F(InsightScannerTest, StorageMapSumsAllocatedSizesAndKeepsRootOrderForTies) {
@@ -144,11 +125,15 @@ TEST_F(InsightScannerTest, StorageMapSumsAllocatedSizesAndKeepsRootOrderForTies)
     EXPECT_FALSE(r.isTruncated);
 }
 
-TEST_F(InsightScannerTest, VisitLimitTruncatesRootOnce) {
+// The visit limit truncates only the root that reaches it, once; the result lists are cut to
+// the result count.
+TEST_F(InsightScannerTest, VisitAndResultLimits) {
     for (int i = 0; i < 140; ++i) file("Documents/f" + std::to_string(i), 1);
-    file("Desktop/ok", 1);
-    Config c;
+    for (int i = 0; i < 25; ++i) file("Downloads/f" + std::to_string(i) + ".sh", 10 + i);
+    Config c = smallConfig();
     c.maximumVisitedItemsPerRoot = 128;
+    c.maximumResultCount = 20;
+    c.minimumDuplicateFileBytes = 1'000'000;
     const auto r = scan(c);
     EXPECT_TRUE(r.isTruncated);
     ASSERT_EQ(countReason(r, InsightSkipReason::kFolderInventoryLimitExceeded), 1u);
@@ -158,28 +143,27 @@ TEST_F(InsightScannerTest, VisitLimitTruncatesRootOnce) {
             EXPECT_EQ(item.itemCount, 128);
         }
     }
+    EXPECT_EQ(r.downloadFiles.size(), 20u);
+    EXPECT_EQ(r.securityFindings.size(), 20u);
 }
 
-TEST_F(InsightScannerTest, PackageIsOneUnitAndApplicationBundleFinding) {
+// Bundles, workflows and installer packages are folders counted and listed as one item, each one
+// security finding; their contents are never listed.
+TEST_F(InsightScannerTest, PackagesAreOneUnitAndOneFinding) {
     const auto x = file("Downloads/Tool.app/Contents/MacOS/tool", 9000);
     const auto y = file("Downloads/Tool.app/Contents/Info.plist", 3000);
     tree.setMtime("home/Downloads/Tool.app", old);
-    const auto r = scan();
-    ASSERT_EQ(r.heatmapItems.size(), 1u);
-    EXPECT_EQ(r.heatmapItems[0].itemCount, 1);
-    EXPECT_EQ(r.heatmapItems[0].sizeBytes, allocated(x) + allocated(y));
-    ASSERT_EQ(r.securityFindings.size(), 1u);
-    EXPECT_EQ(r.securityFindings[0].detail, "Application bundle");
-    EXPECT_EQ(r.securityFindings[0].url.path, home + "/Downloads/Tool.app");
-    ASSERT_EQ(r.downloadFiles.size(), 1u);  // the bundle, never its contents
-    EXPECT_EQ(r.downloadFiles[0].sizeBytes, allocated(x) + allocated(y));
-
-    // Workflows and installer packages come as folders too; each is one finding.
     file("Documents/Rename.workflow/Contents/document.wflow", 100);
     file("Documents/Setup.pkg/Contents/Archive.pax.gz", 100);
-    const auto again = scan();
+    const auto r = scan();
+    ASSERT_EQ(r.heatmapItems.size(), 2u);
+    EXPECT_EQ(r.heatmapItems[0].itemCount, 1);
+    EXPECT_EQ(r.heatmapItems[0].sizeBytes, allocated(x) + allocated(y));
+    ASSERT_EQ(r.downloadFiles.size(), 1u);
+    EXPECT_EQ(r.downloadFiles[0].url.path, home + "/Downloads/Tool.app");
+    EXPECT_EQ(r.downloadFiles[0].sizeBytes, allocated(x) + allocated(y));
     std::map<std::string, std::string> details;
-    for (const auto& f : again.securityFindings) details[f.displayName] = f.detail;
+    for (const auto& f : r.securityFindings) details[f.displayName] = f.detail;
     EXPECT_EQ(details,
               (std::map<std::string, std::string>{{"Tool.app", "Application bundle"},
                                                   {"Rename.workflow", "Automation workflow"},
@@ -211,14 +195,23 @@ TEST_F(InsightScannerTest, AgeRuleHoldsBackRecentFilesWithBoundedSkippedItems) {
     EXPECT_TRUE(lists(r.largeFiles, big));
 }
 
-TEST_F(InsightScannerTest, LargeFilesAndDownloadsThresholdsAndOrder) {
+// Large files over the threshold under any root, every Downloads item, and security signals by
+// name, ranked by severity; a folder that is no root is never seen.
+TEST_F(InsightScannerTest, FindingsByKindThresholdAndOrder) {
     const auto small = file("Downloads/small.txt", 100);
     const auto mid = file("Downloads/mid.iso", 60'000);
     const auto top = file("Documents/top.iso", 90'000);
-    const auto under = file("Documents/under.iso", 40'000);
+    file("Documents/under.iso", 40'000);
+    file("Other/big.bin", 200'000);
+    for (const char* name :
+         {"Desktop/tool-keygen.zip", "Desktop/keygenerator.zip", "Documents/readme-crack.txt",
+          "Desktop/setup.pkg", "Documents/profile.MOBILECONFIG", "Documents/image.dmg"})
+        file(name, 10);
     Config c = smallConfig();
     c.minimumDuplicateFileBytes = 1'000'000;
     const auto r = scan(c);
+    EXPECT_TRUE(r.hasCompletedScan);
+    EXPECT_EQ(r.systemSnapshot, fixedSnapshot());
     ASSERT_EQ(r.largeFiles.size(), 2u);
     EXPECT_EQ(r.largeFiles[0].url.path, top);
     EXPECT_EQ(r.largeFiles[1].url.path, mid);
@@ -226,51 +219,26 @@ TEST_F(InsightScannerTest, LargeFilesAndDownloadsThresholdsAndOrder) {
     EXPECT_EQ(r.largeFiles[0].detail, "Large file");
     EXPECT_EQ(r.largeFiles[0].safety, CleanupSafety::caution);
     EXPECT_EQ(r.largeFiles[0].parentPath, "~/Documents");
-    ASSERT_TRUE(r.largeFiles[0].resourceIdentity);
-    EXPECT_FALSE(lists(r.largeFiles, under));
-    ASSERT_EQ(r.downloadFiles.size(), 2u);  // any size, Downloads only
+    ASSERT_EQ(r.downloadFiles.size(), 2u);
     EXPECT_EQ(r.downloadFiles[0].url.path, mid);
     EXPECT_EQ(r.downloadFiles[1].url.path, small);
     EXPECT_EQ(r.downloadFiles[1].detail, "Downloads item");
     EXPECT_EQ(r.downloadFiles[1].id, "download:" + small);
-}
-
-TEST_F(InsightScannerTest, ResultListsAreCutToMaximumResultCount) {
-    for (int i = 0; i < 25; ++i) file("Downloads/f" + std::to_string(i) + ".sh", 10 + i);
-    Config c = smallConfig();
-    c.maximumResultCount = 20;
-    c.minimumDuplicateFileBytes = 1'000'000;
-    const auto r = scan(c);
-    EXPECT_EQ(r.downloadFiles.size(), 20u);
-    EXPECT_EQ(r.securityFindings.size(), 20u);
-}
-
-TEST_F(InsightScannerTest, SecurityFindingsByNameRankedBySeverity) {
-    file("Downloads/tool-keygen.zip", 10);
-    file("Downloads/keygenerator.zip", 10);
-    file("Downloads/readme-crack.txt", 10);
-    file("Desktop/setup.pkg", 10);
-    file("Documents/profile.MOBILECONFIG", 10);
-    file("Documents/image.dmg", 10);
-    Config c = smallConfig();
-    c.minimumDuplicateFileBytes = 1'000'000;
-    const auto r = scan(c);
     std::vector<std::pair<std::string, std::string>> got;
     for (const auto& f : r.securityFindings) {
         got.emplace_back(f.displayName, f.detail);
         EXPECT_EQ(f.kind, FileInsightKind::securitySignal);
         EXPECT_EQ(f.id, "securitySignal:" + f.url.path);
     }
-    const std::vector<std::pair<std::string, std::string>> expected = {
-        {"profile.MOBILECONFIG", "Configuration profile"},
-        {"setup.pkg", "Installer package"},
-        {"image.dmg", "Disk image"},
-        {"tool-keygen.zip", "Suspicious filename pattern"}};
-    EXPECT_EQ(got, expected);
+    EXPECT_EQ(got, (std::vector<std::pair<std::string, std::string>>{
+                       {"profile.MOBILECONFIG", "Configuration profile"},
+                       {"setup.pkg", "Installer package"},
+                       {"image.dmg", "Disk image"},
+                       {"tool-keygen.zip", "Suspicious filename pattern"}}));
 }
 
 TEST_F(InsightScannerTest, ProtectedFoldersAreSkippedAndNeverListed) {
-    const auto mail = file("Library/Application Support/Mail.bak/x", 10);  // not protected
+    file("Library/Application Support/Mail.bak/x", 10);  // not protected
     file("Library/Mail/V10/huge.emlx", 200'000);
     file("Library/Application Support/CloudDocs/session/db", 200'000);
     file("Downloads/.Trash/old.bin", 200'000);
@@ -291,7 +259,6 @@ TEST_F(InsightScannerTest, ProtectedFoldersAreSkippedAndNeverListed) {
             EXPECT_EQ(item.itemCount, 1);
         }
     }
-    (void)mail;
 }
 
 // The insight rule is the insight scan's own: the cleanup rule's libraries, backups and disk
@@ -322,37 +289,23 @@ TEST(InsightProtectedRuleTest, ProtectsPersonalDataNotBackupsOrImages) {
     }
 }
 
-TEST_F(InsightScannerTest, LinksBelowARootAreNotFollowedNorCounted) {
-    const auto outside = tree.file("elsewhere/huge.bin", 200'000);
-    tree.symlink("home/Documents/link", outside);
-    tree.symlink("home/Documents/dirlink", tree.path("elsewhere"));
-    const auto r = scan(smallConfig());
-    ASSERT_EQ(r.heatmapItems.size(), 1u);
-    EXPECT_EQ(r.heatmapItems[0].itemCount, 0);
-    EXPECT_EQ(r.heatmapItems[0].sizeBytes, 0);
-    EXPECT_TRUE(r.largeFiles.empty());
-}
-
-// XDG folders may be links to another disk, may lie inside one another, or may name one folder
-// twice. Each folder is walked once, as the first root that leads to it, and nothing is counted
-// in two map items.
-TEST_F(InsightScannerTest, LinkedAndNestedRootsAreWalkedOnce) {
-    tree.file("home/.config/user-dirs.dirs", 0);
-    {
-        std::FILE* f = std::fopen(tree.path("home/.config/user-dirs.dirs").c_str(), "w");
-        std::fputs(
-            "XDG_DOWNLOAD_DIR=\"$HOME/Documents/Downloads\"\n"
-            "XDG_DESKTOP_DIR=\"$HOME/Desktop\"\n"
-            "XDG_DOCUMENTS_DIR=\"$HOME/Documents\"\n"
-            "XDG_PICTURES_DIR=\"$HOME/Documents\"\n"
-            "XDG_VIDEOS_DIR=\"$HOME/Films\"\n"
-            "XDG_MUSIC_DIR=\"$HOME/Music\"\n",
-            f);
-        std::fclose(f);
-    }
-    const auto download = file("Documents/Downloads/a.deb", 10);
+// The roots follow user-dirs.dirs, whose folders may be links to another disk, may lie inside one
+// another, may lead to one folder twice, or be switched off (the home itself). Each folder is
+// walked once, as the first root that leads to it, and nothing is counted in two map items.
+TEST_F(InsightScannerTest, UserDirsRootsAreWalkedOnce) {
+    writeFile(tree, "home/.config/user-dirs.dirs",
+              "# xdg\n"
+              "XDG_DOWNLOAD_DIR=\"$HOME/Documents/Téléchargements\"\n"
+              "XDG_DESKTOP_DIR=\"$HOME/Desktop\"\n"
+              "XDG_DOCUMENTS_DIR=\"$HOME/Documents\"\n"
+              "XDG_PICTURES_DIR=\"$HOME/\"\n"
+              "XDG_VIDEOS_DIR=\"$HOME/Films\"\n"
+              "XDG_MUSIC_DIR=\"$HOME/Music\"\n");
+    const auto download = file("Documents/Téléchargements/a.deb", 10);
+    file("Downloads/not-the-downloads-root", 10);
+    file("loose.iso", 60'000);  // the home's own file: on the map, never a finding
     file("Documents/b.txt", 10);
-    const auto onOtherDisk = tree.file("disk/movie.mkv", 10);
+    tree.file("disk/movie.mkv", 10);
     tree.setMtime("disk/movie.mkv", old);
     tree.symlink("home/Desktop", tree.path("disk"));
     tree.symlink("home/Films", tree.path("home/Documents"));  // the Documents folder again
@@ -362,30 +315,28 @@ TEST_F(InsightScannerTest, LinkedAndNestedRootsAreWalkedOnce) {
     const auto r = scan(smallConfig(), Catalogue::linux);
     std::map<std::string, int64_t> counts;
     for (const auto& i : r.heatmapItems) counts[i.displayName] = i.itemCount;
-    EXPECT_EQ(counts, (std::map<std::string, int64_t>{{"~/Documents/Downloads", 1},
+    EXPECT_EQ(counts, (std::map<std::string, int64_t>{{"~/Documents/Téléchargements", 1},
+                                                      {"~/Downloads", 1},
                                                       {"~/Desktop", 1},
                                                       {"~/Documents", 1},
                                                       {"~/Music", 0},
                                                       {"~/.config", 1},
-                                                      {"~", 0}}));
+                                                      {"~", 1}}));
+    EXPECT_TRUE(r.largeFiles.empty());
     ASSERT_EQ(r.downloadFiles.size(), 1u);
     EXPECT_EQ(r.downloadFiles[0].url.path, download);
     ASSERT_EQ(r.skippedItems.size(), 1u);
     EXPECT_EQ(r.skippedItems[0].url.path, home + "/Music");
     EXPECT_EQ(r.skippedItems[0].reason, "Protected user data path");
-    (void)onOtherDisk;
 }
 
 TEST_F(InsightScannerTest, ProgressFollowsTheRootsThenDuplicatesAndEndsComplete) {
-    for (int i = 0; i < 1'100; ++i) file("Documents/f" + std::to_string(i), 1);
+    for (int i = 0; i < 1'100; ++i) tree.file("home/Documents/f" + std::to_string(i), 1);
     file("Downloads/a", 1);
     std::vector<StorageScanProgress> samples;
-    MacStorageInsightScanner::Options o;
-    o.catalogue = Catalogue::macos;
-    o.captureSnapshot = fixedSnapshot;
-    o.progress = [&](const StorageScanProgress& p) { samples.push_back(p); };
-    o.walkWorkerCount = 1;  // the first sample is then the first root's
-    MacStorageInsightScanner(home, smallConfig(), o).scan(cancel);
+    // One walker: the first sample is then the first root's.
+    scan(smallConfig(), Catalogue::macos, 1,
+         [&](const StorageScanProgress& p) { samples.push_back(p); });
 
     ASSERT_GE(samples.size(), 5u);  // 2 root starts, 2 in Documents, duplicates, the end
     for (size_t i = 1; i < samples.size(); ++i) {
@@ -400,26 +351,6 @@ TEST_F(InsightScannerTest, ProgressFollowsTheRootsThenDuplicatesAndEndsComplete)
     EXPECT_FALSE(samples.back().currentURL.has_value());
 }
 
-TEST_F(InsightScannerTest, DuplicatesFoundWithKeeperInDocuments) {
-    const auto kept = file("Documents/report.pdf", 70'000);
-    const auto copy = file("Downloads/report.pdf", 70'000);
-    file("Desktop/other.bin", 71'000);
-    Config c = smallConfig();
-    c.minimumDuplicateFileBytes = 60'000;
-    const auto r = scan(c);
-    ASSERT_EQ(r.duplicateGroups.size(), 1u);
-    const auto& g = r.duplicateGroups[0];
-    ASSERT_EQ(g.files.size(), 2u);
-    EXPECT_EQ(g.files[0].detail, "Duplicate set \xC2\xB7 2 copies");
-    const auto keepers = duplicateKeeperRecommendations(r, Catalogue::macos);
-    ASSERT_EQ(keepers.size(), 1u);
-    EXPECT_EQ(keepers[0].keeperPath, kept);
-    EXPECT_EQ(keepers[0].duplicateCount, 1);
-    EXPECT_EQ(keepers[0].reasons,
-              std::vector{DuplicateKeeperRecommendationReason::preferredLocation});
-    (void)copy;
-}
-
 TEST_F(InsightScannerTest, CancelledScanIsTruncatedWithoutDuplicates) {
     file("Documents/a", 70'000);
     file("Downloads/a", 70'000);
@@ -431,7 +362,7 @@ TEST_F(InsightScannerTest, CancelledScanIsTruncatedWithoutDuplicates) {
 
 // Every top-level folder of a Linux home is a map item, hidden ones included, and the home's own
 // files make one more, so the map adds up to the home; the findings still come only from the
-// user folders.
+// user folders. Links, at the top or below a root, are neither followed nor counted.
 TEST_F(InsightScannerTest, LinuxHomeMapAddsUpToTheHome) {
     std::vector<std::string> counted = {
         file("Documents/report.txt", 5'000),
@@ -440,14 +371,16 @@ TEST_F(InsightScannerTest, LinuxHomeMapAddsUpToTheHome) {
         file(".rustup/toolchains/stable/lib/std.rlib", 100'000),
         file(".cache/pip/http/tool.deb", 10),
         file(".local/bin/tool", 10),
-        file(".local/share/app/data", 10),
-        file(".var/app/org.example.App/data/one", 10),  // a Flatpak folder, not a bundle
+        file(".local/share/app/data", 60'000),  // large, but map-only roots give no findings
+        file(".var/app/org.example.App/data/one", 60'000),  // a Flatpak folder, not a bundle
         file(".var/app/org.example.App/data/two", 10),
         file("notes.txt", 10),
     };
     file(".ssh/id_ed25519", 10);
-    tree.file("elsewhere/huge.bin", 300'000);
+    const auto outside = tree.file("elsewhere/huge.bin", 300'000);
     tree.symlink("home/linked", tree.path("elsewhere"));
+    tree.symlink("home/Documents/link", outside);
+    tree.symlink("home/Documents/dirlink", tree.path("elsewhere"));
 
     const auto r = scan(smallConfig(), Catalogue::linux);
     int64_t expected = 0, total = 0;
@@ -489,17 +422,7 @@ TEST_F(InsightScannerTest, HardLinkedFileCountsOnce) {
     const auto cached = file(".cache/x", 5'000);
     ASSERT_EQ(::link(cached.c_str(), tree.path("home/.cache/y").c_str()), 0);
 
-    const Date now = currentDate();
-    auto run = [&](size_t workers) {
-        MacStorageInsightScanner::Options o;
-        o.now = [now] { return now; };
-        o.catalogue = Catalogue::linux;
-        o.captureSnapshot = fixedSnapshot;
-        o.duplicateWorkerCount = 1;
-        o.walkWorkerCount = workers;
-        return MacStorageInsightScanner(home, smallConfig(), o).scan(cancel);
-    };
-    const auto r = run(1);
+    const auto r = scan(smallConfig(), Catalogue::linux, 1);
     std::map<std::string, std::pair<int64_t, int64_t>> items;
     for (const auto& i : r.heatmapItems) items[i.displayName] = {i.itemCount, i.sizeBytes};
     const int64_t a = allocated(original);
@@ -511,15 +434,15 @@ TEST_F(InsightScannerTest, HardLinkedFileCountsOnce) {
     for (const auto& f : r.largeFiles) large.push_back(f.url.path);
     EXPECT_EQ(large, (std::vector<std::string>{original, copy}));
     ASSERT_EQ(r.duplicateGroups.size(), 1u);
-    ASSERT_EQ(r.duplicateGroups[0].files.size(), 2u);
+    EXPECT_EQ(r.duplicateGroups[0].files.size(), 2u);
     EXPECT_EQ(r.duplicateGroups[0].files[0].url.path, original);
     EXPECT_EQ(r.duplicateGroups[0].files[1].url.path, copy);
-    EXPECT_EQ(run(4), r);
+    EXPECT_EQ(scan(smallConfig(), Catalogue::linux, 4), r);
 }
 
 // The visit limit of the linux defaults maps an ordinary photo folder completely.
 TEST_F(InsightScannerTest, LinuxDefaultsMapALargeFolderCompletely) {
-    for (int i = 0; i < 8'001; ++i) file("Pictures/p" + std::to_string(i), 0);
+    for (int i = 0; i < 8'001; ++i) tree.file("home/Pictures/p" + std::to_string(i), 0);
     const auto r = scan(Config::forCatalogue(Catalogue::linux), Catalogue::linux);
     EXPECT_FALSE(r.isTruncated);
     for (const auto& i : r.heatmapItems) {
@@ -527,31 +450,6 @@ TEST_F(InsightScannerTest, LinuxDefaultsMapALargeFolderCompletely) {
             EXPECT_EQ(i.itemCount, 8'001);
         }
     }
-    EXPECT_EQ(Config::forCatalogue(Catalogue::macos), Config{});
-}
-
-TEST_F(InsightScannerTest, LinuxRootsFollowUserDirsFile) {
-    tree.file("home/.config/user-dirs.dirs", 0);
-    {
-        std::FILE* f = std::fopen(tree.path("home/.config/user-dirs.dirs").c_str(), "w");
-        std::fputs("# xdg\nXDG_DOWNLOAD_DIR=\"$HOME/Téléchargements\"\nXDG_MUSIC_DIR=\"$HOME/\"\n",
-                   f);
-        std::fclose(f);
-    }
-    const auto dl = file("Téléchargements/a.deb", 10);
-    file("Downloads/ignored", 10);
-    file("Videos/v.mkv", 10);
-    file(".local/share/app/data", 10);
-    file(".var/app/org.x/cache", 10);
-    const auto r = scan(smallConfig(), Catalogue::linux);
-    std::vector<std::string> names;
-    for (const auto& i : r.heatmapItems) names.push_back(i.displayName);
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{"~", "~/.config", "~/.local", "~/.local/share",
-                                               "~/.var", "~/.var/app", "~/Downloads",
-                                               "~/Téléchargements", "~/Videos"}));
-    ASSERT_EQ(r.downloadFiles.size(), 1u);
-    EXPECT_EQ(r.downloadFiles[0].url.path, dl);
 }
 
 TEST(InsightScanRootsTest, ParsesUserDirsAssignments) {
@@ -572,17 +470,11 @@ TEST(InsightScanRootsTest, ParsesUserDirsAssignments) {
     for (const auto& row : rows) {
         EXPECT_EQ(xdgUserDirectory(row.text, "XDG_DOWNLOAD_DIR", "/h"), row.expected) << row.text;
     }
+    // The macOS roots are fixed: Downloads first, the developer folder last.
     const auto mac = insightScanRoots("/h", Catalogue::macos);
     ASSERT_EQ(mac.size(), 8u);
     EXPECT_EQ(mac.front(), (InsightScanRoot{"/h/Downloads", true}));
     EXPECT_EQ(mac.back().path, "/h/Library/Developer");
-    const auto lin = insightScanRoots("/nonexistent-home", Catalogue::linux);
-    ASSERT_EQ(lin.size(), 9u);
-    EXPECT_EQ(lin[3].path, "/nonexistent-home/Videos");
-    EXPECT_EQ(lin[7], (InsightScanRoot{"/nonexistent-home/.var/app", false,
-                                       InsightScanRoot::Role::mapOnly}));
-    EXPECT_EQ(lin[8],
-              (InsightScanRoot{"/nonexistent-home", false, InsightScanRoot::Role::looseFiles}));
 }
 
 }  // namespace

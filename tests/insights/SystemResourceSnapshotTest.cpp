@@ -6,9 +6,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cmath>
-#include <fstream>
-
 #include "support/Files.h"
 #include "support/TestTree.h"
 
@@ -45,48 +42,33 @@ TEST(SystemResourceRulesTest, LoadAverageFallbackIsClampedPerActiveProcessor) {
     }
 }
 
+// Failed reads degrade to zeros and the fallbacks: the load average per active processor when
+// the sampler has no value, the active count when the configured one is unreadable, used memory
+// capped at physical, at least one active processor.
 TEST(SystemResourceRulesTest, AssemblyDegradesFailedReadsAndAppliesTheFallbacks) {
-    HostReadings full;
-    full.memory = {16 * GiB, 12 * GiB};
-    full.loadAverage = 3.0;
-    full.processors = {8, 4};
-    full.cpuUsage = 0.25;
-    full.thermal = {HostThermalState::fair, 2};
-    full.uptime = 1234.5;
-    auto s = makeSystemResourceSnapshot(full, 42.5);
-    EXPECT_EQ(s, (SystemResourceSnapshot{42.5, 16 * GiB, 12 * GiB, MemoryPressure::moderate, 3.0,
-                                         0.25, 8, 4, ThermalState::fair, 1234.5,
-                                         std::string(kThermalZonesTemperatureDetail)}));
-    EXPECT_EQ(s.freeMemoryBytes(), 4 * GiB);
-
-    // No sampler value: load average per active processor, clamped.
-    HostReadings noSample = full;
-    noSample.cpuUsage.reset();
-    noSample.loadAverage = 12;
-    noSample.processors = {std::nullopt, 8};
-    s = makeSystemResourceSnapshot(noSample, 0);
-    EXPECT_DOUBLE_EQ(s.normalizedCPULoad, 1.0);
-    EXPECT_EQ(s.processorCount, 8);  // configured unreadable: the active count
-
-    // Used above physical is capped; zero active processors count as one.
-    HostReadings odd = full;
-    odd.memory = {8 * GiB, 9 * GiB};
-    odd.processors = {0, 0};
-    odd.loadAverage = -2;
-    odd.cpuUsage.reset();
-    s = makeSystemResourceSnapshot(odd, 0);
-    EXPECT_EQ(s.usedMemoryBytes, 8 * GiB);
-    EXPECT_EQ(s.memoryPressure, MemoryPressure::high);
-    EXPECT_EQ(s.activeProcessorCount, 1);
-    EXPECT_EQ(s.cpuLoadAverage, 0);
-    EXPECT_EQ(s.normalizedCPULoad, 0);
-
-    // Nothing readable at all.
-    s = makeSystemResourceSnapshot(HostReadings{}, 7);
-    EXPECT_EQ(s, (SystemResourceSnapshot{7, 0, 0, MemoryPressure::unknown, 0, 0, 1, 1,
-                                         ThermalState::unknown, 0,
-                                         std::string(kNoThermalZonesTemperatureDetail)}));
-
+    const HostReadings full{{16 * GiB, 12 * GiB},        3.0,   {8, 4}, 0.25,
+                            {HostThermalState::fair, 2}, 1234.5};
+    const std::string zones(kThermalZonesTemperatureDetail);
+    using P = MemoryPressure;
+    const std::vector<std::tuple<const char*, HostReadings, SystemResourceSnapshot>> cases = {
+        {"all read",
+         full,
+         {7, 16 * GiB, 12 * GiB, P::moderate, 3, 0.25, 8, 4, ThermalState::fair, 1234.5, zones}},
+        {"no sample, no configured count",
+         {full.memory, 12, {std::nullopt, 8}, std::nullopt, full.thermal, 1234.5},
+         {7, 16 * GiB, 12 * GiB, P::moderate, 12, 1, 8, 8, ThermalState::fair, 1234.5, zones}},
+        {"odd values",
+         {{8 * GiB, 9 * GiB}, -2, {0, 0}, std::nullopt, full.thermal, 1234.5},
+         {7, 8 * GiB, 8 * GiB, P::high, 0, 0, 0, 1, ThermalState::fair, 1234.5, zones}},
+        {"nothing readable",
+         {},
+         {7, 0, 0, P::unknown, 0, 0, 1, 1, ThermalState::unknown, 0,
+          std::string(kNoThermalZonesTemperatureDetail)}},
+    };
+    for (const auto& [name, readings, expected] : cases) {
+        EXPECT_EQ(makeSystemResourceSnapshot(readings, 7), expected) << name;
+    }
+    EXPECT_EQ(makeSystemResourceSnapshot(full, 7).freeMemoryBytes(), 4 * GiB);
     // A record built memberwise may hold used > physical; free memory is then 0.
     SystemResourceSnapshot built;
     built.physicalMemoryBytes = 1;
@@ -185,24 +167,12 @@ TEST(HostStatisticsParserTest, SmallFiles) {
 
 // ---- Processor sampler ----
 
-TEST(CPUUsageSamplerTest, FirstSampleOnlyPrimesLaterSamplesReportTheBusyShare) {
-    CPUUsageSampler sampler;
-    const CPUTicks start{100, 50, 800, 50};
-    EXPECT_EQ(sampler.record(start), std::nullopt);  // no previous sample yet
-    EXPECT_EQ(sampler.record(start), std::nullopt);  // identical ticks: no time passed
-    // +30 busy (user 20, system 5, nice 5), +70 idle.
-    EXPECT_DOUBLE_EQ(*sampler.record(CPUTicks{120, 55, 870, 55}), 0.3);
-    // A failed read neither reports nor replaces the stored sample.
-    EXPECT_EQ(sampler.record(std::nullopt), std::nullopt);
-    EXPECT_DOUBLE_EQ(*sampler.record(CPUTicks{220, 55, 870, 55}), 1.0);
-    // Counters that went backwards give no value but become the new reference.
-    EXPECT_EQ(sampler.record(CPUTicks{1, 1, 1, 1}), std::nullopt);
-    EXPECT_DOUBLE_EQ(*sampler.record(CPUTicks{1, 1, 5, 1}), 0.0);
-}
-
 TEST(CPUUsageSamplerTest, BusyShareBetweenTwoSamples) {
     const std::tuple<CPUTicks, CPUTicks, std::optional<double>> cases[] = {
+        // {user, system, idle, nice}: nice time is busy time.
+        {{100, 50, 800, 50}, {120, 55, 870, 55}, 0.3},
         {{0, 0, 0, 0}, {10, 10, 20, 0}, 0.5},
+        {{0, 0, 0, 0}, {10, 0, 0, 0}, 1.0},
         {{10, 0, 0, 0}, {5, 0, 10, 0}, 0.0},  // busy fell while idle grew: 0, not negative
         {{5, 5, 5, 5}, {5, 5, 5, 5}, std::nullopt},
         {{5, 5, 5, 5}, {1, 1, 1, 1}, std::nullopt},
@@ -290,34 +260,33 @@ TEST(HostStatisticsTreeTest, CaptureFromAFakeHost) {
     writeFile(tree, "proc/uptime", "5000.25 9000.00\n");
     writeFile(tree, "proc/stat", "cpu 100 0 100 800 0 0 0\ncpu0 1 1 1 1\ncpu1 1 1 1 1\n");
     CPUUsageSampler sampler;
-    auto first = makeSystemResourceSnapshot(readHostReadings(tree.root(), sampler), 1);
-    EXPECT_EQ(first.physicalMemoryBytes, 16318412ull * 1024);
-    EXPECT_EQ(first.memoryPressure, MemoryPressure::normal);
-    EXPECT_EQ(first.processorCount, 2);
-    EXPECT_EQ(first.activeProcessorCount, 2);
-    EXPECT_DOUBLE_EQ(first.normalizedCPULoad, 1.0);  // first capture: 6 ÷ 2, clamped
-    EXPECT_EQ(first.uptime, 5000.25);
-    EXPECT_EQ(first.thermalState, ThermalState::unknown);
-    EXPECT_EQ(first.temperatureDetail, kNoThermalZonesTemperatureDetail);
-
+    auto capture = [&] {
+        return makeSystemResourceSnapshot(readHostReadings(tree.root(), sampler), 1);
+    };
+    const uint64_t total = 16318412ull * 1024;
+    // First capture: no sample yet, so 6 ÷ 2 processors, clamped.
+    EXPECT_EQ(capture(),
+              (SystemResourceSnapshot{1, total, total - 9876544ull * 1024, MemoryPressure::normal,
+                                      6, 1, 2, 2, ThermalState::unknown, 5000.25,
+                                      std::string(kNoThermalZonesTemperatureDetail)}));
     // Identical ticks: still the fallback; then the busy share since the previous capture.
-    auto same = makeSystemResourceSnapshot(readHostReadings(tree.root(), sampler), 2);
-    EXPECT_DOUBLE_EQ(same.normalizedCPULoad, 1.0);
+    EXPECT_DOUBLE_EQ(capture().normalizedCPULoad, 1.0);
     writeFile(tree, "proc/stat", "cpu 110 0 100 890 0 0 0\ncpu0 1 1 1 1\ncpu1 1 1 1 1\n");
-    auto later = makeSystemResourceSnapshot(readHostReadings(tree.root(), sampler), 3);
-    EXPECT_DOUBLE_EQ(later.normalizedCPULoad, 0.1);
+    EXPECT_DOUBLE_EQ(capture().normalizedCPULoad, 0.1);
     // An unreadable /proc/stat keeps the reference sample: the fallback, then the share again.
     ::unlink(tree.path("proc/stat").c_str());
-    EXPECT_DOUBLE_EQ(
-        makeSystemResourceSnapshot(readHostReadings(tree.root(), sampler), 4).normalizedCPULoad,
-        1.0);
+    EXPECT_DOUBLE_EQ(capture().normalizedCPULoad, 1.0);
     writeFile(tree, "proc/stat", "cpu 130 0 100 970 0 0 0\n");
     EXPECT_DOUBLE_EQ(*sampler.sample(tree.root()), 0.2);
-    EXPECT_EQ(&CPUUsageSampler::shared(), &CPUUsageSampler::shared());
+    // Counters that went backwards give no value but become the new reference.
+    writeFile(tree, "proc/stat", "cpu 1 1 1 1\n");
+    EXPECT_EQ(sampler.sample(tree.root()), std::nullopt);
+    writeFile(tree, "proc/stat", "cpu 1 1 1 5\n");
+    EXPECT_DOUBLE_EQ(*sampler.sample(tree.root()), 0.0);
 }
 
 TEST(HostStatisticsTreeTest, CaptureOfThisMachineKeepsItsInvariants) {
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i) {  // the second capture has a processor sample
         auto s = SystemResourceSnapshot::capture();
         EXPECT_GT(s.physicalMemoryBytes, 0u);
         EXPECT_LE(s.usedMemoryBytes, s.physicalMemoryBytes);
@@ -333,7 +302,8 @@ TEST(HostStatisticsTreeTest, CaptureOfThisMachineKeepsItsInvariants) {
 // ---- JSON ----
 
 SystemResourceSnapshot sample() {
-    return {dateFromUnixSeconds(1700000000.123456789),
+    const Date at = dateFromUnixSeconds(1700000000.123456789);
+    return {at,
             8 * GiB,
             7 * GiB,
             MemoryPressure::high,
@@ -355,18 +325,17 @@ TEST(SystemResourceSnapshotJsonTest, RoundTripsBitIdentical) {
     auto back = decodeSystemResourceSnapshot(text);
     ASSERT_TRUE(back) << back.error();
     EXPECT_EQ(*back, s);
-    EXPECT_EQ(std::hash<SystemResourceSnapshot>{}(*back), std::hash<SystemResourceSnapshot>{}(s));
+    const std::hash<SystemResourceSnapshot> hash;
+    EXPECT_EQ(hash(*back), hash(s));
     nlohmann::json sorted = s;  // the plain json type as other records embed it
     EXPECT_EQ(sorted.get<SystemResourceSnapshot>(), s);
-
     for (auto state : {ThermalState::nominal, ThermalState::fair, ThermalState::critical,
                        ThermalState::unknown}) {
         auto other = s;
         other.thermalState = state;
         other.memoryPressure = MemoryPressure::unknown;
         EXPECT_EQ(*decodeSystemResourceSnapshot(encodeSystemResourceSnapshot(other)), other);
-        EXPECT_NE(std::hash<SystemResourceSnapshot>{}(other),
-                  std::hash<SystemResourceSnapshot>{}(s));
+        EXPECT_NE(hash(other), hash(s));
     }
 }
 

@@ -12,25 +12,6 @@
 namespace velmora {
 namespace {
 
-class ScopedVariable {
-  public:
-    ScopedVariable(const char* name, const std::string& value) : name_(name) {
-        if (const char* old = std::getenv(name)) saved_ = old;
-        ::setenv(name, value.c_str(), 1);
-    }
-    ~ScopedVariable() {
-        if (saved_) {
-            ::setenv(name_, saved_->c_str(), 1);
-        } else {
-            ::unsetenv(name_);
-        }
-    }
-
-  private:
-    const char* name_;
-    std::optional<std::string> saved_;
-};
-
 TEST(ScanSetupTest, EnvironmentRootsFailingTheRootChecksAreSkippedWithAReason) {
     test::TestTree tree;
     const std::string home = tree.dir("home");
@@ -47,7 +28,7 @@ TEST(ScanSetupTest, EnvironmentRootsFailingTheRootChecksAreSkippedWithAReason) {
         {home + "/.local", ScanRootRefusal::protectedData},
     };
     for (const auto& [cacheHome, refusal] : cases) {
-        ScopedVariable variable("XDG_CACHE_HOME", cacheHome);
+        ::setenv("XDG_CACHE_HOME", cacheHome.c_str(), 1);  // restored with the scoped home
         for (CleanupScanMode mode : {CleanupScanMode::standard, CleanupScanMode::aggressive}) {
             ScanRequest request;
             request.catalogue = Catalogue::linux;
