@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -61,14 +62,24 @@ inline std::string pathOfFileURL(const std::string& url) {
     return path;
 }
 
+/// `model` (a candidate of a report) moved to the `userCaches` item at `path`, without a recorded
+/// identity or date, as someone editing a report would leave it.
+inline nlohmann::json forgedCandidate(nlohmann::json model, const std::string& path,
+                                      bool folderURL = false) {
+    model["id"] = "userCaches:" + path;
+    model["url"] = "file://" + path + (folderURL ? "/" : "");
+    model["displayName"] = path.substr(path.rfind('/') + 1);
+    model.erase("resourceIdentity");
+    model.erase("lastModified");
+    return model;
+}
+
 struct RunOptions {
-    /// Start with a Ctrl-C (SIGINT) already waiting, blocked: it arrives as soon as the program
-    /// unblocks it, a deterministic "Ctrl-C at the start".
-    bool interruptPending = false;
+    /// Start with this signal (0: none) already waiting, blocked: it arrives as soon as the
+    /// program unblocks it, a deterministic "Ctrl-C at the start".
+    int signalPending = 0;
     /// Where the program starts; empty: the test's own working directory.
     std::string workingDirectory;
-    /// As `interruptPending`, with this signal instead of SIGINT (0: none).
-    int signalPending = 0;
 };
 
 /// A home folder in a fresh tree and a way to run commands against it.
@@ -85,7 +96,11 @@ class CommandHome {
     /// The catalogue `velmora()` passes.
     std::string catalogue = "linux";
 
+    /// Where `scan()` saves its report for `clean --report`.
+    const std::string reportFile = tree.dir("io") + "/report.json";
+
     std::string homePath(const std::string& relative) const { return home + "/" + relative; }
+    std::string cache(const std::string& name) const { return homePath(".cache/" + name); }
 
     /// A file holding `content` at `~/.cache/<relative>`, with everything in its top folder below
     /// `~/.cache` three days old, so that a standard scan offers that folder.
@@ -99,10 +114,23 @@ class CommandHome {
     }
 
     /// `velmora --home <home> --catalogue <catalogue> <args...>`.
-    Outcome velmora(const std::vector<std::string>& args) {
+    Outcome velmora(const std::vector<std::string>& args, const RunOptions& options = {}) {
         std::vector<std::string> argv = {VELMORA_BINARY, "--home", home, "--catalogue", catalogue};
         argv.insert(argv.end(), args.begin(), args.end());
-        return run(argv);
+        return run(argv, options);
+    }
+
+    /// The report of `scan --json <extra...>`, also saved to `reportFile`.
+    nlohmann::json scan(const std::vector<std::string>& extra = {}) {
+        std::vector<std::string> args = {"scan", "--json"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        const Outcome o = velmora(args);
+        EXPECT_EQ(o.status, 0) << o.err;
+        save(o.out);
+        return nlohmann::json::parse(o.out, nullptr, false);
+    }
+    void save(const std::string& report) const {
+        std::ofstream(reportFile, std::ios::binary | std::ios::trunc) << report;
     }
 
     /// Runs `argv[0]` (a path) with the tree's environment; standard input is /dev/null.
@@ -144,12 +172,12 @@ class CommandHome {
                 ::chdir(options.workingDirectory.c_str()) != 0) {
                 ::_exit(127);
             }
-            const int pending = options.interruptPending ? SIGINT : options.signalPending;
-            if (pending != 0) {
+            if (options.signalPending != 0) {
                 sigset_t set;
                 sigemptyset(&set);
-                sigaddset(&set, pending);
-                if (::sigprocmask(SIG_BLOCK, &set, nullptr) != 0 || ::raise(pending) != 0)
+                sigaddset(&set, options.signalPending);
+                if (::sigprocmask(SIG_BLOCK, &set, nullptr) != 0 ||
+                    ::raise(options.signalPending) != 0)
                     ::_exit(127);
             }
             ::execve(args[0], args.data(), envp.data());

@@ -94,9 +94,7 @@ TEST(HostileNamesTest, SurviveScanTrashHistoryAndRestoreByteForByte) {
     HostileHome h;
     const auto before = h.snapshot();
 
-    Outcome scanned = h.velmora({"scan", "--json"});
-    ASSERT_EQ(scanned.status, 0) << scanned.err;
-    const nlohmann::json report = nlohmann::json::parse(scanned.out);
+    const nlohmann::json report = h.scan();
     std::set<std::string> offered;
     for (const auto& c : report.at("candidates")) {
         offered.insert(test::pathOfFileURL(c.at("url").get<std::string>()));
@@ -104,10 +102,8 @@ TEST(HostileNamesTest, SurviveScanTrashHistoryAndRestoreByteForByte) {
     std::set<std::string> expected;
     for (const auto& [path, content] : h.originals) expected.insert(path);
     ASSERT_EQ(offered, expected);
-    const std::string reportFile = h.tree.path("io/report.json");
-    std::ofstream(reportFile, std::ios::binary) << scanned.out;
 
-    std::vector<std::string> clean = {"clean", "--report", reportFile};
+    std::vector<std::string> clean = {"clean", "--report", h.reportFile};
     const auto selection = h.selectionArguments(report);
     clean.insert(clean.end(), selection.begin(), selection.end());
     clean.insert(clean.end(), {"--yes", "--json"});
@@ -164,22 +160,19 @@ TEST(HostileNamesTest, SurviveScanTrashHistoryAndRestoreByteForByte) {
 
     Outcome verify = h.velmora({"history", "--verify"});
     EXPECT_EQ(verify.status, 0) << verify.out << verify.err;
-}
 
-// The ids a script reads from `scan --json` select their items, whatever the names' bytes.
-TEST(HostileNamesTest, EveryIdFromTheJsonReportSelectsItsItem) {
-    HostileHome h;
-    Outcome scanned = h.velmora({"scan", "--json"});
-    ASSERT_EQ(scanned.status, 0) << scanned.err;
-    const std::string reportFile = h.tree.path("io/report.json");
-    std::ofstream(reportFile, std::ios::binary) << scanned.out;
-    const nlohmann::json report = nlohmann::json::parse(scanned.out);
+    // The restored items are the scanned ones, so the report still selects them, and the id the
+    // JSON wrote lossily (invalid UTF-8 as U+FFFD) selects its item too.
+    int lossyIds = 0;
     for (const auto& c : report.at("candidates")) {
-        const std::string id = c.at("id").get<std::string>();
-        Outcome cleaned = h.velmora({"clean", "--report", reportFile, "--id", id, "--yes"});
-        EXPECT_EQ(cleaned.status, 0) << id << "\n" << cleaned.err;
+        const std::string id = c.at("id");
+        if (id.find("\xEF\xBF\xBD") == std::string::npos) continue;
+        ++lossyIds;
+        Outcome lossy = h.velmora({"clean", "--report", h.reportFile, "--id", id, "--yes"});
+        EXPECT_EQ(lossy.status, 0) << lossy.err;
+        EXPECT_FALSE(fs::exists(test::pathOfFileURL(c.at("url"))));
     }
-    EXPECT_TRUE(fs::is_empty(h.homePath(".cache")));
+    EXPECT_EQ(lossyIds, 1);
 }
 
 }  // namespace

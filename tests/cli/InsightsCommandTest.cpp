@@ -19,18 +19,31 @@ class InsightsCommandTest : public ::testing::Test {
     CommandHome h;
     const double old = unixNow() - 3 * 86400;
 
+    InsightsCommandTest() { h.catalogue = "macos"; }
+
     void oldFile(const std::string& relative, size_t size) {
         h.tree.file("home/" + relative, size);
         h.tree.setMtime("home/" + relative, old);
     }
+    // A sparse file of `size`, so large sizes cost nothing.
+    void sparseOldFile(const std::string& relative, size_t size) {
+        oldFile(relative, 0);
+        std::filesystem::resize_file(h.homePath(relative), size);
+        h.tree.setMtime("home/" + relative, old);
+    }
 
-    Outcome insights(const std::vector<std::string>& args) {
-        std::vector<std::string> argv = {VELMORA_BINARY, "--home", h.home,
-                                         "--catalogue",  "macos",  "insights"};
-        argv.insert(argv.end(), args.begin(), args.end());
-        return h.run(argv);
+    Outcome insights(std::vector<std::string> args) {
+        args.insert(args.begin(), "insights");
+        return h.velmora(args);
     }
 };
+
+// The keys of a JSON object, in the order the output gives them.
+std::vector<std::string> keys(const nlohmann::ordered_json& object) {
+    std::vector<std::string> out;
+    for (const auto& item : object.items()) out.push_back(item.key());
+    return out;
+}
 
 TEST_F(InsightsCommandTest, JsonReportOfAMacosHome) {
     oldFile("Downloads/setup.pkg", 10000);  // more blocks than notes.txt
@@ -47,34 +60,19 @@ TEST_F(InsightsCommandTest, JsonReportOfAMacosHome) {
     const auto j = nlohmann::json::parse(o.out);
     EXPECT_TRUE(j.at("hasCompletedScan").get<bool>());
     EXPECT_FALSE(j.at("isTruncated").get<bool>());
-    std::map<std::string, std::pair<int64_t, int64_t>> roots;
-    for (const auto& item : j.at("heatmapItems")) {
-        roots[item.at("displayName").get<std::string>()] = {item.at("itemCount").get<int64_t>(),
-                                                            item.at("sizeBytes").get<int64_t>()};
-    }
-    ASSERT_EQ(roots.size(), 3u);
-    EXPECT_EQ(roots["~/Downloads"].first, 2);
-    EXPECT_EQ(roots["~/Documents"].first, 1);  // the link is not counted
-    EXPECT_EQ(roots["~/Library/Application Support"].first, 0);
-    EXPECT_GT(roots["~/Downloads"].second, 0);
+    std::map<std::string, int64_t> counts;
+    for (const auto& item : j.at("heatmapItems"))
+        counts[item.at("displayName")] = item.at("itemCount");
+    // The link is not counted; Mail is not a root, so never seen.
+    EXPECT_EQ(counts,
+              (std::map<std::string, int64_t>{
+                  {"~/Downloads", 2}, {"~/Documents", 1}, {"~/Library/Application Support", 0}}));
+    // What is in the lists is the scanner's business; here: that they all reach the output.
     ASSERT_EQ(j.at("downloadFiles").size(), 2u);
-    EXPECT_EQ(j.at("downloadFiles")[0].at("displayName"), "setup.pkg");
-    EXPECT_EQ(j.at("downloadFiles")[0].at("kind"), "download");
-    ASSERT_EQ(j.at("securityFindings").size(), 1u);
-    EXPECT_EQ(j.at("securityFindings")[0].at("detail"), "Installer package");
-    EXPECT_EQ(j.at("largeFiles").size(), 0u);
-    ASSERT_EQ(j.at("skippedItems").size(), 1u);
-    EXPECT_EQ(j.at("skippedItems")[0].at("reason"), "Protected user data path");
-    EXPECT_EQ(pathOfFileURL(j.at("skippedItems")[0].at("url").get<std::string>()),
-              h.homePath("Library/Application Support/CloudDocs"));
-    EXPECT_TRUE(j.at("systemSnapshot").contains("physicalMemoryBytes"));
+    EXPECT_EQ(j.at("securityFindings").size(), 1u);  // the installer package
+    EXPECT_EQ(j.at("skippedItems").size(), 1u);      // CloudDocs
 
     // Keys come in the records' declared order, for people and diff tools reading the output.
-    auto keys = [](const nlohmann::ordered_json& object) {
-        std::vector<std::string> out;
-        for (const auto& item : object.items()) out.push_back(item.key());
-        return out;
-    };
     const auto ordered = nlohmann::ordered_json::parse(o.out);
     EXPECT_EQ(keys(ordered),
               (std::vector<std::string>{"scannedAt", "heatmapItems", "largeFiles", "downloadFiles",
@@ -94,7 +92,7 @@ TEST_F(InsightsCommandTest, RelativeHomeIsResolvedFromTheWorkingFolder) {
     oldFile("Documents/tool-keygen.zip", 100);
     const auto o =
         h.run({VELMORA_BINARY, "--home", "home", "--catalogue", "macos", "insights", "--json"},
-              {.interruptPending = false, .workingDirectory = h.tree.root()});
+              {.signalPending = 0, .workingDirectory = h.tree.root()});
     ASSERT_EQ(o.status, 0) << o.err;
     const auto j = nlohmann::json::parse(o.out);
     ASSERT_EQ(j.at("heatmapItems").size(), 1u);
@@ -106,12 +104,10 @@ TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
     oldFile("Documents/x.bin", 10);
     auto o = insights({});
     ASSERT_EQ(o.status, 0) << o.err;
-    EXPECT_NE(o.out.find("Storage map"), std::string::npos);
-    EXPECT_NE(o.out.find("~/Documents"), std::string::npos);
-    EXPECT_NE(o.out.find("System"), std::string::npos);
     // An empty list says what it looked for.
-    for (const char* shown : {"no files of 104.9 MB or more", "no downloads older than 1 day",
-                              "no identical files of 21.0 MB or more"}) {
+    for (const char* shown :
+         {"Storage map", "~/Documents", "System", "no files of 104.9 MB or more",
+          "no downloads older than 1 day", "no identical files of 21.0 MB or more"}) {
         EXPECT_NE(o.out.find(shown), std::string::npos) << shown << "\n" << o.out;
     }
 
@@ -121,21 +117,15 @@ TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
 
     // Duplicates at the default 20 MiB floor (sparse, so cheap): the keeper is marked, and
     // copies that are hard links are called out, since deleting them frees nothing.
-    for (const char* name : {"Documents/d.iso", "Downloads/d.iso"}) {
-        h.tree.file(std::string("home/") + name, 0);
-        std::filesystem::resize_file(h.homePath(name), 21u << 20);
-        h.tree.setMtime(std::string("home/") + name, old);
-    }
+    for (const char* name : {"Documents/d.iso", "Downloads/d.iso"}) sparseOldFile(name, 21u << 20);
     h.tree.dir("home/Desktop");
     ASSERT_EQ(::link(h.homePath("Downloads/d.iso").c_str(), h.homePath("Desktop/d.iso").c_str()),
               0);
     o = insights({"--keepers", "--json"});
     ASSERT_EQ(o.status, 0) << o.err;
-    std::vector<std::string> keeperKeys;
-    const auto keepers = nlohmann::ordered_json::parse(o.out);
-    for (const auto& item : keepers.at(0).items()) keeperKeys.push_back(item.key());
-    EXPECT_EQ(keeperKeys, (std::vector<std::string>{"groupID", "keeperID", "keeperPath",
-                                                    "duplicateCount", "reasons"}));
+    EXPECT_EQ(keys(nlohmann::ordered_json::parse(o.out).at(0)),
+              (std::vector<std::string>{"groupID", "keeperID", "keeperPath", "duplicateCount",
+                                        "reasons"}));
     o = insights({});
     ASSERT_EQ(o.status, 0) << o.err;
     // The Desktop name is the Downloads file itself: one file, not a third copy.
@@ -162,24 +152,11 @@ TEST_F(InsightsCommandTest, LinuxHomeMapAndTheLimitsToRaise) {
     oldFile(".pyenv/versions/3.12/lib/libpython.so", 5000);
     oldFile(".rustup/toolchains/stable/lib/std.rlib", 5000);
     for (int i = 0; i < 130; ++i) oldFile(".cache/f" + std::to_string(i), 1);
-    for (const char* name : {"Videos/a.mkv", "Music/a.mkv"}) {
-        h.tree.file(std::string("home/") + name, 0);
-        std::filesystem::resize_file(h.homePath(name), 2u << 20);
-        h.tree.setMtime(std::string("home/") + name, old);
-    }
-    const std::vector<std::string> argv = {VELMORA_BINARY,
-                                           "--home",
-                                           h.home,
-                                           "--catalogue",
-                                           "linux",
-                                           "insights",
-                                           "--visit-limit",
-                                           "128",
-                                           "--duplicate-size",
-                                           "1MiB",
-                                           "--duplicate-file-budget",
-                                           "1MiB"};
-    auto o = h.run(argv);
+    for (const char* name : {"Videos/a.mkv", "Music/a.mkv"}) sparseOldFile(name, 2u << 20);
+    h.catalogue = "linux";
+    const std::vector<std::string> args = {
+        "--visit-limit", "128", "--duplicate-size", "1MiB", "--duplicate-file-budget", "1MiB"};
+    auto o = insights(args);
     ASSERT_EQ(o.status, 0) << o.err;
     for (const char* shown : {"~/.pyenv", "~/.rustup", "~/.cache  (not fully scanned)",
                               "raise --visit-limit", "raise --duplicate-file-budget"}) {
@@ -187,9 +164,9 @@ TEST_F(InsightsCommandTest, LinuxHomeMapAndTheLimitsToRaise) {
     }
     EXPECT_EQ(o.out.find("no scanned folders"), std::string::npos);
 
-    auto json = argv;
+    auto json = args;
     json.push_back("--json");
-    o = h.run(json);
+    o = insights(json);
     ASSERT_EQ(o.status, 0) << o.err;
     EXPECT_TRUE(nlohmann::json::parse(o.out).at("isTruncated").get<bool>());
     EXPECT_NE(o.err.find("raise --duplicate-file-budget"), std::string::npos) << o.err;

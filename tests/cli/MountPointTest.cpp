@@ -57,10 +57,9 @@ std::string findings(CommandHome& h) {
         {"holder", "Contains a mount point", "inner/bound", {"holder/inner/bound/precious"}},
         {"fileholder", "Contains a mount point", "bound", {"fileholder/bound"}},
     };
-    auto readText = [](const std::string& path) { return test::readAll(path); };
     std::map<std::string, std::string> before;
     for (const auto& c : cases) {
-        for (const auto& p : c.precious) before[p] = readText(cache + "/" + p);
+        for (const auto& p : c.precious) before[p] = test::readAll(cache + "/" + p);
     }
 
     const Outcome scan = h.velmora({"scan", "--json"});
@@ -88,22 +87,15 @@ std::string findings(CommandHome& h) {
         const std::string path = cache + "/" + m.name;
         f.expect(skipped[path] == m.skipReason,
                  m.name + ": skipped with \"" + skipped[path] + "\"");
-        nlohmann::json forged = model;
-        forged["id"] = "userCaches:" + path;
-        forged["url"] = "file://" + path + "/";
-        forged["displayName"] = m.name;
-        forged.erase("resourceIdentity");
-        forged.erase("lastModified");
-        kept.push_back(forged);
+        kept.push_back(test::forgedCandidate(model, path, true));
         selection.insert(selection.end(), {"--id", "userCaches:" + path});
     }
     report["candidates"] = kept;
-    const std::string reportFile = h.tree.path("io/forged.json");
-    std::ofstream(reportFile) << report.dump();
+    h.save(report.dump());
 
     for (const bool permanently : {true, false}) {
         const std::string mode = permanently ? "delete permanently: " : "move to Trash: ";
-        std::vector<std::string> args = {"clean", "--report", reportFile, "--yes", "--json"};
+        std::vector<std::string> args = {"clean", "--report", h.reportFile, "--yes", "--json"};
         if (permanently) args.push_back("--delete-permanently");
         args.insert(args.end(), selection.begin(), selection.end());
         const Outcome clean = h.velmora(args);
@@ -124,9 +116,9 @@ std::string findings(CommandHome& h) {
             f.expect(reasons[path] == expected, mode + m.name + ": \"" + reasons[path] + "\"");
         }
         for (const auto& [relative, content] : before) {
-            f.expect(
-                fs::exists(cache + "/" + relative) && readText(cache + "/" + relative) == content,
-                mode + relative + " was touched");
+            f.expect(fs::exists(cache + "/" + relative) &&
+                         test::readAll(cache + "/" + relative) == content,
+                     mode + relative + " was touched");
         }
     }
     return f.text;

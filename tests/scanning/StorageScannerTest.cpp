@@ -81,9 +81,9 @@ TEST(StorageScannerTest, EachEntryGetsTheReasonItDeserves) {
     tree.file("outside/huge", 1 << 20);
     tree.symlink("caches/link", tree.path("outside"));
     for (const char* empty : {"caches/empty/a", "caches/empty/sub/b"}) tree.file(empty, 0);
-    // .ssh is hidden, so not counted, yet it protects its folder.
-    for (const char* p :
-         {"caches/old.backup/x", "caches/mailer/Library/Mail/x", "caches/keys/.ssh/id_ed25519"}) {
+    // .ssh and a volume Trash are hidden, so not counted, yet they protect their folder.
+    for (const char* p : {"caches/old.backup/x", "caches/mailer/Library/Mail/x",
+                          "caches/keys/.ssh/id_ed25519", "caches/tool/.Trash-1000/files/y"}) {
         tree.file(p);
     }
     for (int i = 0; i < 101; ++i) tree.file("caches/over/f" + std::to_string(i), 1);
@@ -105,6 +105,7 @@ TEST(StorageScannerTest, EachEntryGetsTheReasonItDeserves) {
         {"old.backup", "Protected user data path"},
         {"mailer", "Contains protected user data"},
         {"keys", "Contains protected user data"},
+        {"tool", "Contains protected user data"},
         {"over", "Folder inventory limit exceeded"},
         {"exact", "candidate"},
         {"linking", "candidate"},
