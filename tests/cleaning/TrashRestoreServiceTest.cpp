@@ -15,27 +15,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::CleaningFixture;
-using test::contents;
 using test::exists;
 using test::reasons;
 
 using TrashRestoreServiceTest = CleaningFixture;
-
-TEST_F(TrashRestoreServiceTest, PutsCleanedItemsBackAndRemovesTheirTrashInfo) {
-    tree.file("home/.cache/app/blob", 3000);
-    tree.file("home/.cache/notes.txt", 7);
-    auto cleaned = clean(scan()).cleanedItems;
-    ASSERT_EQ(cleaned.size(), 2u);
-
-    auto result = restore(cleaned);
-    ASSERT_TRUE(result.failedItems.empty()) << result.failedItems[0].reason;
-    ASSERT_EQ(result.restoredItems.size(), 2u);
-    EXPECT_EQ(result.restoredItems[0].restoredURL, cleaned[0].candidate.url);
-    EXPECT_EQ(contents(cache + "/app/blob"), std::string(3000, 'x'));
-    EXPECT_EQ(contents(cache + "/notes.txt"), std::string(7, 'x'));
-    EXPECT_TRUE(fs::is_empty(home + "/.local/share/Trash/files"));
-    EXPECT_TRUE(fs::is_empty(home + "/.local/share/Trash/info"));
-}
 
 TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches) {
     for (const char* name : {"deleted", "emptied", "replaced", "touched", "no-identity",
@@ -119,41 +102,6 @@ TEST_F(TrashRestoreServiceTest, NothingIsRestoredIntoTheTrashOrVelmorasData) {
                                        "/share"});
     EXPECT_TRUE(exists(cleaned[0].destinationURL->path));
     EXPECT_FALSE(exists(cache + "/share"));
-}
-
-TEST_F(TrashRestoreServiceTest, AnEmptyOrCancelledRunRestoresNothing) {
-    tree.file("home/.cache/a/f", 10);
-    auto cleaned = clean(scan()).cleanedItems;
-    auto empty = restore({});
-    EXPECT_FALSE(empty.wasCancelled);
-    EXPECT_TRUE(empty.restoredItems.empty() && empty.failedItems.empty());
-
-    TrashRestoreService service({home, Catalogue::linux, trash(), std::nullopt},
-                                [] { return true; });
-    auto cancelled = service.restore(cleaned, locations, policy());
-    EXPECT_TRUE(cancelled.wasCancelled);
-    EXPECT_TRUE(cancelled.restoredItems.empty() && cancelled.failedItems.empty());
-    EXPECT_FALSE(exists(cache + "/a"));
-}
-
-}  // namespace
-}  // namespace velmora
-
-namespace velmora {
-namespace {
-
-// A data folder reached through the user's own link (~/.local pointing elsewhere) is still the
-// user's trash: items go there and come back.
-TEST_F(TrashRestoreServiceTest, RoundTripsThroughALinkedDataFolder) {
-    tree.dir("elsewhere/local");
-    tree.symlink("home/.local", tree.path("elsewhere/local"));
-    tree.file("home/.cache/app/f", 10);
-    auto cleaned = clean(scan());
-    ASSERT_EQ(cleaned.cleanedItems.size(), 1u) << test::reasons(cleaned)[0];
-    EXPECT_TRUE(exists(tree.path("elsewhere/local/share/Trash/files/app/f")));
-    auto result = restore(cleaned.cleanedItems);
-    EXPECT_TRUE(result.failedItems.empty()) << test::reasons(result)[0];
-    EXPECT_TRUE(exists(cache + "/app/f"));
 }
 
 }  // namespace
