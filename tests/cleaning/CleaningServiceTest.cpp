@@ -129,11 +129,7 @@ TEST_F(CleaningServiceTest, RefusesEachUnsafeCandidateWithItsExactReason) {
     auto scanned = scan();
     std::vector<std::string> expected;
     for (const auto& c : cases) {
-        CleanupCandidate candidate;
-        for (const auto& s : scanned) {
-            if (s.url.lastComponent() == c.name) candidate = s;
-        }
-        ASSERT_FALSE(candidate.url.path.empty()) << c.name;
+        CleanupCandidate candidate = test::named(scanned, c.name);
         expected.push_back(c.change(*this, candidate));
         candidates.push_back(candidate);
     }

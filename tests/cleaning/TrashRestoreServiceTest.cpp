@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::CleaningFixture;
 using test::exists;
+using test::named;
 using test::reasons;
 
 using TrashRestoreServiceTest = CleaningFixture;
@@ -26,13 +27,6 @@ TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches
         tree.file(std::string("home/.cache/") + name + "/f", 10);
     }
     auto candidates = scan();
-    auto byName = [&](const std::vector<CleanedItem>& items, const std::string& name) {
-        for (const auto& i : items) {
-            if (i.candidate.url.lastComponent() == name) return i;
-        }
-        ADD_FAILURE() << name;
-        return CleanedItem{};
-    };
     auto trashed = clean(candidates).cleanedItems;
     ASSERT_EQ(trashed.size(), 8u);
 
@@ -43,41 +37,41 @@ TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches
         expected.push_back(std::move(reason));
     };
 
-    CleanedItem deleted = byName(trashed, "deleted");
+    CleanedItem deleted = named(trashed, "deleted");
     deleted.destinationURL.reset();
     add(deleted, "Could not restore because the trashed item is missing: " + cache + "/deleted");
 
-    CleanedItem emptied = byName(trashed, "emptied");
+    CleanedItem emptied = named(trashed, "emptied");
     fs::remove_all(emptied.destinationURL->path);
     add(emptied,
         "Could not restore because the trashed item is missing: " + emptied.destinationURL->path);
 
-    CleanedItem replaced = byName(trashed, "replaced");
+    CleanedItem replaced = named(trashed, "replaced");
     tree.file("home/.cache/replaced");
     add(replaced, "Could not restore because an item already exists at: " + cache + "/replaced");
 
-    CleanedItem touched = byName(trashed, "touched");
+    CleanedItem touched = named(trashed, "touched");
     std::ofstream(touched.destinationURL->path + "/f", std::ios::app) << "more";
     ::utimensat(AT_FDCWD, touched.destinationURL->path.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
     add(touched,
         "Could not restore because the trashed item changed: " + touched.destinationURL->path);
 
-    CleanedItem anonymous = byName(trashed, "no-identity");
+    CleanedItem anonymous = named(trashed, "no-identity");
     anonymous.restoreSourceIdentity.reset();
     add(anonymous, "Could not restore because the trashed item identity is unavailable: " +
                        anonymous.destinationURL->path);
 
-    CleanedItem moved = byName(trashed, "out-of-scope");
+    CleanedItem moved = named(trashed, "out-of-scope");
     moved.candidate.url = FileURL(home + "/Documents/out-of-scope");
     add(moved, "Path is outside the active scan scope: " + home + "/Documents/out-of-scope");
 
     // A history entry edited to point at a file outside every trash folder.
-    CleanedItem forged = byName(trashed, "forged");
+    CleanedItem forged = named(trashed, "forged");
     forged.destinationURL = FileURL(tree.file("home/Documents/precious"));
     forged.restoreSourceRootURL = FileURL::directory(home + "/Documents");
     add(forged, "Path is outside the active scan scope: " + home + "/Documents/precious");
 
-    items.push_back(byName(trashed, "fine"));
+    items.push_back(named(trashed, "fine"));
     auto result = restore(items);
     EXPECT_EQ(reasons(result), expected);
     ASSERT_EQ(result.restoredItems.size(), 1u);
