@@ -10,6 +10,7 @@
 #include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/cleaning/TrashRestoreService.h"
 #include "CleanerCore/scanning/StorageScanner.h"
+#include "support/Files.h"
 #include "support/TestTree.h"
 
 namespace velmora::test {
@@ -64,11 +65,6 @@ class CleaningFixture : public ::testing::Test {
         return service.restore(items, locations, policy());
     }
 };
-
-inline bool exists(const std::string& path) {
-    struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0;
-}
 
 inline const FileURL& urlOf(const CleanupCandidate& c) {
     return c.url;
