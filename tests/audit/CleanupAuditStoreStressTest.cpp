@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/file.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 
@@ -20,6 +20,7 @@
 #include "CleanerCore/platform/UniqueFd.h"
 #include "audit/AuditTestSupport.h"
 #include "support/FailingSystemCalls.h"
+#include "support/MountNamespace.h"
 #include "support/TestTree.h"
 
 namespace velmora {
@@ -31,15 +32,6 @@ using test::readFile;
 using test::writeFile;
 
 constexpr const char* kName = "cleanup-audit-log.json";
-
-// Runs `body` in a forked child and returns its exit status (or -1 when it did not exit).
-int inChild(const std::function<int()>& body) {
-    const pid_t pid = ::fork();
-    if (pid == 0) ::_exit(body());
-    int status = 0;
-    if (pid < 0 || ::waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
-    return WEXITSTATUS(status);
-}
 
 TEST(CleanupAuditStoreStressTest, ProcessesAppendingAtOnceLoseNothing) {
     test::TestTree tree;
@@ -129,66 +121,56 @@ TEST(CleanupAuditStoreStressTest, AnAppendWaitsForTheLockOfAnotherProcess) {
     EXPECT_EQ(store.recentEntries().size(), 2u);
 }
 
-// In a child with a private mount namespace: a 64 KiB tmpfs over the history folder, filled up,
-// then an append. Exit 0: the old file is intact and no temporary file is left; 77: no
-// namespaces here; anything else: a failed check.
-int appendOnFullDisk(const std::string& folder) {
-    const uid_t uid = ::geteuid();
-    const gid_t gid = ::getegid();
-    // Root needs only a mount namespace; anyone else (or root without CAP_SYS_ADMIN) maps
-    // itself to root in a user namespace of its own first.
-    if (uid != 0 || ::unshare(CLONE_NEWNS) != 0) {
-        if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return 77;
-        writeFile("/proc/self/setgroups", "deny");
-        writeFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
-        writeFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
-    }
-    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k,mode=0700") != 0) {
-        return 77;
-    }
+// Appends an entry while `diskFull` (held for the append) leaves no room for it; returns the
+// findings (empty: the old file is intact and no temporary file is left behind).
+std::string appendWithoutRoom(const std::string& folder,
+                              const std::function<std::shared_ptr<void>()>& diskFull) {
+    test::ChildFindings f;
     const CleanupAuditStore store(folder + "/" + kName);
-    if (store.append(entryAt(1, 2)).size() != 1) return 2;
+    store.append(entryAt(1, 2));
     const std::string before = readFile(store.filePath());
     const auto names = namesIn(folder);
+    const auto e = entryAt(2, 40);
     {
-        UniqueFd filler(::open((folder + "/filler").c_str(), O_WRONLY | O_CREAT, 0600));
-        const std::string block(4096, 'f');
-        while (::write(filler.get(), block.data(), block.size()) > 0) {
-        }
-        if (errno != ENOSPC) return 3;
+        const auto full = diskFull();
+        const auto kept = store.append(e);
+        f.expect(kept.size() == 2 && kept[0].id == e.id, "the caller lost the list it built");
     }
-    auto e = entryAt(2, 40);  // needs more room than is left
-    const auto kept = store.append(e);
-    if (kept.size() != 2 || kept[0].id != e.id) return 4;
-    if (readFile(store.filePath()) != before) return 5;
+    f.expect(readFile(store.filePath()) == before, "the old file changed");
     auto after = namesIn(folder);
-    after.erase(std::find(after.begin(), after.end(), "filler"));
-    return after == names ? 0 : 6;
+    std::erase(after, "filler");
+    f.expect(after == names, "a temporary file was left behind");
+    return f.text;
 }
 
 TEST(CleanupAuditStoreStressTest, FullDiskLeavesTheOldFileByteIdentical) {
     test::TestTree tree;
     const std::string folder = tree.dir("Velmora");
-    const int status = inChild([&] { return appendOnFullDisk(folder); });
-    if (status != 77) {
-        RecordProperty("writeFailurePath", "tmpfs disk full");
-        EXPECT_EQ(status, 0);
+    // A 64 KiB tmpfs over the history folder, filled up after the first append.
+    const auto report = test::runInPrivateMountNamespace([&] {
+        if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k,mode=0700") != 0) {
+            return std::string("mount tmpfs failed");
+        }
+        return appendWithoutRoom(folder, [&] {
+            UniqueFd filler(::open((folder + "/filler").c_str(), O_WRONLY | O_CREAT, 0600));
+            const std::string block(4096, 'f');
+            while (::write(filler.get(), block.data(), block.size()) > 0) {
+            }
+            return std::shared_ptr<void>();
+        });
+    });
+    if (report.status != test::kMountNamespaceUnavailable) {
+        EXPECT_EQ(report.status, 0) << report.text;
         return;
     }
     // No namespaces here: the same checks with a write that fails halfway.
-    RecordProperty("writeFailurePath", "injected write failure");
     std::cout << "[   NOTE   ] mount namespaces unavailable; injected write failure used\n";
-    const CleanupAuditStore store(folder + "/" + kName);
-    store.append(entryAt(1, 2));
-    const std::string before = readFile(store.filePath());
-    const auto names = namesIn(folder);
-    {
-        test::FailingSystemCalls diskFull(test::FailingCall::write, ENOSPC);
-        EXPECT_EQ(store.append(entryAt(2, 40)).size(), 2u);
-    }
-    EXPECT_EQ(readFile(store.filePath()), before);
-    EXPECT_EQ(namesIn(folder), names);
+    EXPECT_EQ(appendWithoutRoom(folder,
+                                [] {
+                                    return std::make_shared<test::FailingSystemCalls>(
+                                        test::FailingCall::write, ENOSPC);
+                                }),
+              "");
 }
 
 // One deterministic damage of `text`.

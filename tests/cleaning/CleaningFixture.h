@@ -4,15 +4,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <fstream>
-#include <iterator>
-
 #include <string>
 #include <vector>
 
 #include "CleanerCore/cleaning/CleaningService.h"
 #include "CleanerCore/cleaning/TrashRestoreService.h"
 #include "CleanerCore/scanning/StorageScanner.h"
+#include "support/Files.h"
 #include "support/TestTree.h"
 
 namespace velmora::test {
@@ -44,14 +42,6 @@ class CleaningFixture : public ::testing::Test {
             .scan(locations, dateFromUnixSeconds(unixNow()), {}, CancellationToken{})
             .candidates;
     }
-    CleanupCandidate candidateNamed(const std::string& name) const {
-        for (const auto& c : scan()) {
-            if (c.url.lastComponent() == name) return c;
-        }
-        ADD_FAILURE() << "no candidate " << name;
-        return {};
-    }
-
     CleanupEligibilityPolicy policy() const {
         return CleanupEligibilityPolicy::make(locations, descendantLimit, std::nullopt,
                                               SafePathPolicy::make({}, home, Catalogue::linux));
@@ -76,14 +66,20 @@ class CleaningFixture : public ::testing::Test {
     }
 };
 
-inline bool exists(const std::string& path) {
-    struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0;
+inline const FileURL& urlOf(const CleanupCandidate& c) {
+    return c.url;
 }
-
-inline std::string contents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+inline const FileURL& urlOf(const CleanedItem& item) {
+    return item.candidate.url;
+}
+/// The element of `items` for the item named `name`.
+template <typename T>
+T named(const std::vector<T>& items, const std::string& name) {
+    for (const auto& item : items) {
+        if (urlOf(item).lastComponent() == name) return item;
+    }
+    ADD_FAILURE() << "no item " << name;
+    return {};
 }
 
 /// "reason" texts of the failed items, in order.

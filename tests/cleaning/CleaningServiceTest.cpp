@@ -5,45 +5,63 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "CleanerCore/platform/FileSystem.h"
 #include "cleaning/CleaningFixture.h"
+#include "support/Files.h"
 
 namespace velmora {
 namespace {
 
 namespace fs = std::filesystem;
 using test::CleaningFixture;
-using test::contents;
 using test::exists;
+using test::readFile;
 using test::reasons;
 
 using CleaningServiceTest = CleaningFixture;
 
-TEST_F(CleaningServiceTest, MovesConfirmedItemsToTheHomeTrashAndRecordsWhereTheyWent) {
-    tree.file("home/.cache/app/blob", 5000);
-    tree.file("home/.cache/log.txt", 10);
-    auto candidates = scan();
-    ASSERT_EQ(candidates.size(), 2u);
-
-    auto result = clean(candidates);
-    ASSERT_TRUE(result.failedItems.empty()) << result.failedItems[0].reason;
-    ASSERT_EQ(result.cleanedItems.size(), 2u);
-    EXPECT_FALSE(result.wasCancelled);
+// Confirmed items go to the home Trash, recorded with where they went and what they were, and
+// come back byte for byte; also when the data folder is reached through the user's own link
+// (~/.local pointing elsewhere), which is still the user's trash.
+TEST_F(CleaningServiceTest, MovesConfirmedItemsToTheHomeTrashAndRestoresThem) {
     const std::string files = home + "/.local/share/Trash/files";
-    for (size_t i = 0; i < 2; ++i) {
-        const auto& item = result.cleanedItems[i];
-        EXPECT_EQ(item.candidate, candidates[i]);  // input order
-        EXPECT_FALSE(exists(candidates[i].url.path));
-        ASSERT_TRUE(item.destinationURL);
-        EXPECT_TRUE(exists(item.destinationURL->path));
-        EXPECT_EQ(item.restoreSourceRootURL, FileURL::directory(files));
-        ASSERT_TRUE(item.restoreSourceIdentity);
-        EXPECT_EQ(item.restoreSourceIdentity->systemFileNumber,
-                  candidates[i].resourceIdentity->systemFileNumber);
-        EXPECT_TRUE(exists(home + "/.local/share/Trash/info/" +
-                           item.destinationURL->lastComponent() + ".trashinfo"));
+    for (const bool linked : {false, true}) {
+        SCOPED_TRACE(linked ? "linked data folder" : "plain data folder");
+        fs::remove_all(home + "/.local");
+        if (linked) tree.symlink("home/.local", tree.dir("elsewhere/local"));
+        tree.file("home/.cache/app/blob", 5000);
+        tree.file("home/.cache/log.txt", 10);
+        auto candidates = scan();
+        ASSERT_EQ(candidates.size(), 2u);
+
+        auto result = clean(candidates);
+        ASSERT_TRUE(result.failedItems.empty()) << result.failedItems[0].reason;
+        ASSERT_EQ(result.cleanedItems.size(), 2u);
+        EXPECT_FALSE(result.wasCancelled);
+        for (size_t i = 0; i < 2; ++i) {
+            const auto& item = result.cleanedItems[i];
+            EXPECT_EQ(item.candidate, candidates[i]);  // input order
+            EXPECT_FALSE(exists(candidates[i].url.path));
+            ASSERT_TRUE(item.destinationURL);
+            EXPECT_TRUE(exists(item.destinationURL->path));
+            EXPECT_EQ(item.restoreSourceRootURL, FileURL::directory(files));
+            ASSERT_TRUE(item.restoreSourceIdentity);
+            EXPECT_EQ(item.restoreSourceIdentity->systemFileNumber,
+                      candidates[i].resourceIdentity->systemFileNumber);
+            EXPECT_TRUE(exists(home + "/.local/share/Trash/info/" +
+                               item.destinationURL->lastComponent() + ".trashinfo"));
+        }
+        EXPECT_EQ(exists(tree.path("elsewhere/local/share/Trash/files/app/blob")), linked);
+
+        auto restored = restore(result.cleanedItems);
+        ASSERT_TRUE(restored.failedItems.empty()) << restored.failedItems[0].reason;
+        ASSERT_EQ(restored.restoredItems.size(), 2u);
+        EXPECT_EQ(restored.restoredItems[0].restoredURL, candidates[0].url);
+        EXPECT_EQ(readFile(cache + "/app/blob"), std::string(5000, 'x'));
+        EXPECT_EQ(readFile(cache + "/log.txt"), std::string(10, 'x'));
+        EXPECT_TRUE(fs::is_empty(files));
+        EXPECT_TRUE(fs::is_empty(home + "/.local/share/Trash/info"));
     }
 }
 
@@ -111,11 +129,7 @@ TEST_F(CleaningServiceTest, RefusesEachUnsafeCandidateWithItsExactReason) {
     auto scanned = scan();
     std::vector<std::string> expected;
     for (const auto& c : cases) {
-        CleanupCandidate candidate;
-        for (const auto& s : scanned) {
-            if (s.url.lastComponent() == c.name) candidate = s;
-        }
-        ASSERT_FALSE(candidate.url.path.empty()) << c.name;
+        CleanupCandidate candidate = test::named(scanned, c.name);
         expected.push_back(c.change(*this, candidate));
         candidates.push_back(candidate);
     }
@@ -195,8 +209,7 @@ TEST_F(CleaningServiceTest, CancellationStopsBetweenItemsAndKeepsWhatWasDone) {
 
     auto none = clean(candidates, CleaningMode::moveToTrash, [] { return true; });
     EXPECT_TRUE(none.wasCancelled);
-    EXPECT_TRUE(none.cleanedItems.empty());
-    EXPECT_TRUE(none.failedItems.empty());
+    EXPECT_TRUE(none.cleanedItems.empty() && none.failedItems.empty());
 
     // Cancelled while the second item is being validated: the first stays cleaned.
     bool firstDone = false;
@@ -209,9 +222,13 @@ TEST_F(CleaningServiceTest, CancellationStopsBetweenItemsAndKeepsWhatWasDone) {
     EXPECT_TRUE(partial.failedItems.empty());
     EXPECT_TRUE(exists(candidates[1].url.path));
 
-    auto empty = clean({});
-    EXPECT_FALSE(empty.wasCancelled);
-    EXPECT_TRUE(empty.cleanedItems.empty() && empty.failedItems.empty());
+    // A cancelled restore leaves it in the Trash.
+    TrashRestoreService service({home, Catalogue::linux, trash(), std::nullopt},
+                                [] { return true; });
+    auto restored = service.restore(partial.cleanedItems, locations, policy());
+    EXPECT_TRUE(restored.wasCancelled);
+    EXPECT_TRUE(restored.restoredItems.empty() && restored.failedItems.empty());
+    EXPECT_FALSE(exists(candidates[0].url.path));
 }
 
 TEST_F(CleaningServiceTest, WithoutATrashEveryItemIsRefusedAndKept) {

@@ -21,14 +21,13 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
-#include <sstream>
 #include <thread>
 
 #include "CleanerCore/platform/FileSystem.h"
 #include "cleaning/CleaningFixture.h"
+#include "support/Files.h"
 
 namespace velmora {
 namespace {
@@ -50,17 +49,10 @@ struct EntryState {
     dev_t device = 0;
     ino_t inode = 0;
     off_t size = 0;
-    timespec modified{}, changed{};
+    int64_t modifiedNs = 0, changedNs = 0;
     uint64_t contentHash = 0;
     std::string linkTarget;
-    friend bool operator==(const EntryState& a, const EntryState& b) {
-        auto same = [](const timespec& x, const timespec& y) {
-            return x.tv_sec == y.tv_sec && x.tv_nsec == y.tv_nsec;
-        };
-        return a.mode == b.mode && a.device == b.device && a.inode == b.inode && a.size == b.size &&
-               same(a.modified, b.modified) && same(a.changed, b.changed) &&
-               a.contentHash == b.contentHash && a.linkTarget == b.linkTarget;
-    }
+    bool operator==(const EntryState&) const = default;
 };
 using Manifest = std::map<std::string, EntryState>;  // relative path → state
 
@@ -70,23 +62,18 @@ uint64_t fnv1a(const std::string& bytes) {
     return h;
 }
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 Manifest manifestOf(const std::string& root) {
     Manifest m;
+    auto ns = [](const timespec& t) { return int64_t{t.tv_sec} * 1'000'000'000 + t.tv_nsec; };
     auto add = [&](const std::string& path, const std::string& key) {
         struct stat st {};
         if (::lstat(path.c_str(), &st) != 0) {
             ADD_FAILURE() << "lstat " << path;
             return;
         }
-        EntryState e{st.st_mode, st.st_dev, st.st_ino, st.st_size, st.st_mtim, st.st_ctim, 0, {}};
-        if (S_ISREG(st.st_mode)) e.contentHash = fnv1a(readFile(path));
+        EntryState e{st.st_mode,     st.st_dev,      st.st_ino, st.st_size,
+                     ns(st.st_mtim), ns(st.st_ctim), 0,         {}};
+        if (S_ISREG(st.st_mode)) e.contentHash = fnv1a(test::readFile(path));
         if (S_ISLNK(st.st_mode)) e.linkTarget = fs::read_symlink(path).string();
         m[key] = e;
     };
@@ -100,11 +87,9 @@ Manifest manifestOf(const std::string& root) {
 std::string describeDifference(const Manifest& before, const Manifest& after) {
     std::string out;
     for (const auto& [k, v] : before) {
-        auto it = after.find(k);
-        if (it == after.end()) {
-            out += "  removed: " + k + "\n";
-        } else if (!(it->second == v)) {
-            out += "  changed: " + k + "\n";
+        const auto it = after.find(k);
+        if (it == after.end() || !(it->second == v)) {
+            out += (it == after.end() ? "  removed: " : "  changed: ") + k + "\n";
         }
     }
     for (const auto& [k, v] : after) {
@@ -345,7 +330,7 @@ class RaceHarnessTest : public test::CleaningFixture {
         EXPECT_EQ(deletingLastPathComponent(dest), trashFolder + "/files");
         EXPECT_TRUE(holdsCandidate(dest, item.candidate)) << dest;
         const std::string info =
-            readFile(trashFolder + "/info/" + lastPathComponent(dest) + ".trashinfo");
+            test::readFile(trashFolder + "/info/" + lastPathComponent(dest) + ".trashinfo");
         EXPECT_NE(info.find("\nPath=" + item.candidate.url.path + "\n"), std::string::npos) << info;
         EXPECT_FALSE(holdsCandidate(item.candidate.url.path, item.candidate));
     }

@@ -15,27 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::CleaningFixture;
-using test::contents;
 using test::exists;
+using test::named;
 using test::reasons;
 
 using TrashRestoreServiceTest = CleaningFixture;
-
-TEST_F(TrashRestoreServiceTest, PutsCleanedItemsBackAndRemovesTheirTrashInfo) {
-    tree.file("home/.cache/app/blob", 3000);
-    tree.file("home/.cache/notes.txt", 7);
-    auto cleaned = clean(scan()).cleanedItems;
-    ASSERT_EQ(cleaned.size(), 2u);
-
-    auto result = restore(cleaned);
-    ASSERT_TRUE(result.failedItems.empty()) << result.failedItems[0].reason;
-    ASSERT_EQ(result.restoredItems.size(), 2u);
-    EXPECT_EQ(result.restoredItems[0].restoredURL, cleaned[0].candidate.url);
-    EXPECT_EQ(contents(cache + "/app/blob"), std::string(3000, 'x'));
-    EXPECT_EQ(contents(cache + "/notes.txt"), std::string(7, 'x'));
-    EXPECT_TRUE(fs::is_empty(home + "/.local/share/Trash/files"));
-    EXPECT_TRUE(fs::is_empty(home + "/.local/share/Trash/info"));
-}
 
 TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches) {
     for (const char* name : {"deleted", "emptied", "replaced", "touched", "no-identity",
@@ -43,13 +27,6 @@ TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches
         tree.file(std::string("home/.cache/") + name + "/f", 10);
     }
     auto candidates = scan();
-    auto byName = [&](const std::vector<CleanedItem>& items, const std::string& name) {
-        for (const auto& i : items) {
-            if (i.candidate.url.lastComponent() == name) return i;
-        }
-        ADD_FAILURE() << name;
-        return CleanedItem{};
-    };
     auto trashed = clean(candidates).cleanedItems;
     ASSERT_EQ(trashed.size(), 8u);
 
@@ -60,41 +37,41 @@ TEST_F(TrashRestoreServiceTest, LeavesItemsInTheTrashWhenAnythingNoLongerMatches
         expected.push_back(std::move(reason));
     };
 
-    CleanedItem deleted = byName(trashed, "deleted");
+    CleanedItem deleted = named(trashed, "deleted");
     deleted.destinationURL.reset();
     add(deleted, "Could not restore because the trashed item is missing: " + cache + "/deleted");
 
-    CleanedItem emptied = byName(trashed, "emptied");
+    CleanedItem emptied = named(trashed, "emptied");
     fs::remove_all(emptied.destinationURL->path);
     add(emptied,
         "Could not restore because the trashed item is missing: " + emptied.destinationURL->path);
 
-    CleanedItem replaced = byName(trashed, "replaced");
+    CleanedItem replaced = named(trashed, "replaced");
     tree.file("home/.cache/replaced");
     add(replaced, "Could not restore because an item already exists at: " + cache + "/replaced");
 
-    CleanedItem touched = byName(trashed, "touched");
+    CleanedItem touched = named(trashed, "touched");
     std::ofstream(touched.destinationURL->path + "/f", std::ios::app) << "more";
     ::utimensat(AT_FDCWD, touched.destinationURL->path.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
     add(touched,
         "Could not restore because the trashed item changed: " + touched.destinationURL->path);
 
-    CleanedItem anonymous = byName(trashed, "no-identity");
+    CleanedItem anonymous = named(trashed, "no-identity");
     anonymous.restoreSourceIdentity.reset();
     add(anonymous, "Could not restore because the trashed item identity is unavailable: " +
                        anonymous.destinationURL->path);
 
-    CleanedItem moved = byName(trashed, "out-of-scope");
+    CleanedItem moved = named(trashed, "out-of-scope");
     moved.candidate.url = FileURL(home + "/Documents/out-of-scope");
     add(moved, "Path is outside the active scan scope: " + home + "/Documents/out-of-scope");
 
     // A history entry edited to point at a file outside every trash folder.
-    CleanedItem forged = byName(trashed, "forged");
+    CleanedItem forged = named(trashed, "forged");
     forged.destinationURL = FileURL(tree.file("home/Documents/precious"));
     forged.restoreSourceRootURL = FileURL::directory(home + "/Documents");
     add(forged, "Path is outside the active scan scope: " + home + "/Documents/precious");
 
-    items.push_back(byName(trashed, "fine"));
+    items.push_back(named(trashed, "fine"));
     auto result = restore(items);
     EXPECT_EQ(reasons(result), expected);
     ASSERT_EQ(result.restoredItems.size(), 1u);
@@ -119,41 +96,6 @@ TEST_F(TrashRestoreServiceTest, NothingIsRestoredIntoTheTrashOrVelmorasData) {
                                        "/share"});
     EXPECT_TRUE(exists(cleaned[0].destinationURL->path));
     EXPECT_FALSE(exists(cache + "/share"));
-}
-
-TEST_F(TrashRestoreServiceTest, AnEmptyOrCancelledRunRestoresNothing) {
-    tree.file("home/.cache/a/f", 10);
-    auto cleaned = clean(scan()).cleanedItems;
-    auto empty = restore({});
-    EXPECT_FALSE(empty.wasCancelled);
-    EXPECT_TRUE(empty.restoredItems.empty() && empty.failedItems.empty());
-
-    TrashRestoreService service({home, Catalogue::linux, trash(), std::nullopt},
-                                [] { return true; });
-    auto cancelled = service.restore(cleaned, locations, policy());
-    EXPECT_TRUE(cancelled.wasCancelled);
-    EXPECT_TRUE(cancelled.restoredItems.empty() && cancelled.failedItems.empty());
-    EXPECT_FALSE(exists(cache + "/a"));
-}
-
-}  // namespace
-}  // namespace velmora
-
-namespace velmora {
-namespace {
-
-// A data folder reached through the user's own link (~/.local pointing elsewhere) is still the
-// user's trash: items go there and come back.
-TEST_F(TrashRestoreServiceTest, RoundTripsThroughALinkedDataFolder) {
-    tree.dir("elsewhere/local");
-    tree.symlink("home/.local", tree.path("elsewhere/local"));
-    tree.file("home/.cache/app/f", 10);
-    auto cleaned = clean(scan());
-    ASSERT_EQ(cleaned.cleanedItems.size(), 1u) << test::reasons(cleaned)[0];
-    EXPECT_TRUE(exists(tree.path("elsewhere/local/share/Trash/files/app/f")));
-    auto result = restore(cleaned.cleanedItems);
-    EXPECT_TRUE(result.failedItems.empty()) << test::reasons(result)[0];
-    EXPECT_TRUE(exists(cache + "/app/f"));
 }
 
 }  // namespace

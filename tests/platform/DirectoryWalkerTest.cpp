@@ -90,16 +90,13 @@ TEST(DirectoryWalkerTest, ReadsTheTreeAndRefusesWhatItMustNotFollowOrEnter) {
         std::function<void(Recorder&)> arrange;
         std::set<std::string> expected;  // besides "toDir@" and "marked" with its descendants
     } cases[] = {
-        {"links are described, never followed; flags reach descendants only",
-         true,
-         2048,
-         {},
+        {"links are described, never followed; flags reach descendants only", true, 2048, nullptr,
          whole},
-        {"the same when folders are described before they are opened", false, 2048, {}, whole},
+        {"the same when folders are described before they are opened", false, 2048, nullptr, whole},
         {"a folder deeper than the limit is seen but not entered",
          true,
          2,
-         {},
+         nullptr,
          {"d", "d/f", "d/e", "tooDeep:d/e", "tooDeep:marked/y", "toFile@"}},
         {"a folder swapped for a link after its description is not entered",
          false,

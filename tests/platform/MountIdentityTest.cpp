@@ -7,10 +7,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "CleanerCore/platform/AnchoredPath.h"
 #include "CleanerCore/platform/FileSystem.h"
+#include "support/Files.h"
 #include "support/MountNamespace.h"
 #include "support/TestTree.h"
 
@@ -19,12 +19,6 @@ namespace {
 
 using test::ChildFindings;
 using test::TestTree;
-
-std::string readText(const std::string& path) {
-    std::ostringstream s;
-    s << std::ifstream(path).rdbuf();
-    return s.str();
-}
 
 TEST(MountIdentityTest, ParsesMountPointsWithEscapedNames) {
     const std::string text =
@@ -62,7 +56,7 @@ TEST(MountIdentityTest, ReadsTheMountIdOfADescriptor) {
     ASSERT_TRUE(fd);
     const auto id = mountIdOf(fd.get());
     ASSERT_TRUE(id);
-    const std::string fdinfo = readText("/proc/self/fdinfo/" + std::to_string(fd.get()));
+    const std::string fdinfo = test::readFile("/proc/self/fdinfo/" + std::to_string(fd.get()));
     EXPECT_EQ(mountIdFromFdInfo(fdinfo), id);
 }
 
@@ -124,7 +118,7 @@ std::string removalFindings(TestTree& tree) {
                  c.label + ": " +
                      (failure ? "stopped at \"" + failure->relativePath + "\"" : "did not stop"));
         for (const auto& path : survivors) {
-            f.expect(readText(path) == "precious", c.label + ": " + path + " was removed");
+            f.expect(test::readFile(path) == "precious", c.label + ": " + path + " was removed");
         }
     }
     return f.text;

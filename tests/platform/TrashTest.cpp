@@ -28,16 +28,12 @@ namespace velmora {
 namespace {
 
 namespace fs = std::filesystem;
+using test::exists;
 using test::namesIn;
 using test::readFile;
 using test::TestTree;
 
 const Date kDate = dateFromUnixSeconds(1700000000.75);
-
-bool exists(const std::string& path) {
-    struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0;
-}
 
 /// The Path= and DeletionDate= values of a well-formed .trashinfo; nullopt otherwise.
 std::optional<std::pair<std::string, std::string>> parseTrashInfo(const std::string& text) {
@@ -107,7 +103,6 @@ TEST(TrashTest, MovesFilesAndFoldersIntoTheHomeTrash) {
     const std::string dataHome = tree.path("home/.local/share");
     const Trash trash({dataHome, ::getuid()});
     const std::string files = dataHome + "/Trash/files";
-    EXPECT_EQ(trash.homeTrashPath(), dataHome + "/Trash");
     EXPECT_TRUE(trash.restoreRootsFor(tree.path("work/a.log")).empty());
     EXPECT_FALSE(exists(dataHome)) << "restoreRootsFor never creates anything";
 
@@ -165,132 +160,104 @@ TEST(TrashTest, MovesFilesAndFoldersIntoTheHomeTrash) {
     EXPECT_EQ(fs::file_size(files + "/orphan.txt"), 1u);
 }
 
-TEST(TrashTest, RefusesATrashThatIsALinkOrNotTheUsers) {
-    struct Case {
-        std::string replaced;  // with a link to a folder outside the trash; empty: none
-        bool otherOwner;
-        int errorNumber;
-    };
-    const Case cases[] = {{"Trash", false, ELOOP},
-                          {"Trash/files", false, ELOOP},
-                          {"Trash/info", false, ELOOP},
-                          {"", true, EPERM}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.replaced);
-        TestTree tree;
-        tree.dir("data/Trash/files");
-        tree.dir("data/Trash/info");
-        const std::string outside = tree.dir("outside");
-        tree.dir("outside/files");
-        tree.dir("outside/info");
-        if (!c.replaced.empty()) {
-            fs::remove_all(tree.path("data/" + c.replaced));
-            tree.symlink("data/" + c.replaced, outside);
-        }
-        const Trash trash({tree.path("data"), ::getuid() + (c.otherOwner ? 1 : 0)});
-        const std::string item = tree.file("work/item", 4);
-        auto moved = moveItem(trash, item);
-        ASSERT_FALSE(moved);
-        EXPECT_EQ(moved.error().kind, TrashError::Kind::system);
-        EXPECT_EQ(moved.error().errorNumber, c.errorNumber);
-        EXPECT_NE(moved.error().description.find("Trash"), std::string::npos);
-        EXPECT_TRUE(exists(item));
-        EXPECT_TRUE(namesIn(outside + "/files").empty());
-        EXPECT_TRUE(namesIn(outside + "/info").empty());
-        EXPECT_EQ(namesIn(outside).size(), 2u);
-        if (c.replaced != "Trash/info") {
-            EXPECT_TRUE(namesIn(tree.path("data/Trash/info")).empty());
-        }
-    }
-}
-
-// The home trash's folders are kept open between moves; a change to any of them between two
-// moves must be seen: a link is refused as on a first move, a replaced folder is used in place
-// of the kept one, and nothing ever lands outside the trash or in a folder set aside.
-TEST(TrashTest, KeptTrashFoldersAreCheckedAgainBeforeEveryMove) {
-    struct Case {
-        const char* name;
-        std::function<void(TestTree&, const std::string& outside)> change;
-        int errorNumber;  // 0: the second move succeeds into data/Trash
-    };
+// The home trash's folders are checked before every move, also when they were kept open from
+// an earlier one: a link in place of any of them, or a trash that is not the user's, is refused;
+// a folder replaced between two moves is used in place of the kept one. Nothing ever lands
+// outside the trash, in a folder set aside, or as a stray .trashinfo.
+TEST(TrashTest, RefusesALinkedOrForeignTrashAndChecksKeptFoldersAgain) {
     auto linkInPlaceOf = [](const std::string& folder) {
-        return [folder](TestTree& tree, const std::string& outside) {
+        return [folder](TestTree& tree) {
             fs::rename(tree.path("data/" + folder), tree.path("set-aside"));
-            tree.symlink("data/" + folder, outside);
+            tree.symlink("data/" + folder, tree.path("outside"));
         };
     };
     auto freshInPlaceOf = [](const std::string& folder) {
-        return [folder](TestTree& tree, const std::string&) {
+        return [folder](TestTree& tree) {
             fs::rename(tree.path(folder), tree.path("set-aside"));
             tree.dir(folder);
         };
     };
-    const Case cases[] = {
-        {"files is a link", linkInPlaceOf("Trash/files"), ELOOP},
-        {"info is a link", linkInPlaceOf("Trash/info"), ELOOP},
-        {"Trash is a link", linkInPlaceOf("Trash"), ELOOP},
-        {"files replaced", freshInPlaceOf("data/Trash/files"), 0},
-        {"info replaced", freshInPlaceOf("data/Trash/info"), 0},
-        {"Trash replaced", freshInPlaceOf("data/Trash"), 0},
-        {"data folder replaced", freshInPlaceOf("data"), 0},
+    const struct {
+        const char* name;
+        bool afterAMove;
+        std::function<void(TestTree&)> change;
+        uid_t otherOwner;
+        int errorNumber;  // 0: the move succeeds into data/Trash
+    } cases[] = {
+        {"Trash is a link", false, linkInPlaceOf("Trash"), 0, ELOOP},
+        {"files is a link", false, linkInPlaceOf("Trash/files"), 0, ELOOP},
+        {"info is a link", false, linkInPlaceOf("Trash/info"), 0, ELOOP},
+        {"not the user's", false, {}, 1, EPERM},
+        {"Trash became a link", true, linkInPlaceOf("Trash"), 0, ELOOP},
+        {"files became a link", true, linkInPlaceOf("Trash/files"), 0, ELOOP},
+        {"info became a link", true, linkInPlaceOf("Trash/info"), 0, ELOOP},
+        {"files replaced", true, freshInPlaceOf("data/Trash/files"), 0, 0},
+        {"info replaced", true, freshInPlaceOf("data/Trash/info"), 0, 0},
+        {"Trash replaced", true, freshInPlaceOf("data/Trash"), 0, 0},
+        {"data folder replaced", true, freshInPlaceOf("data"), 0, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         TestTree tree;
-        const std::string outside = tree.dir("outside");
         tree.dir("outside/files");
         tree.dir("outside/info");
-        const Trash trash({tree.path("data"), ::getuid()});
-        ASSERT_TRUE(moveItem(trash, tree.file("work/first", 4)));
-        c.change(tree, outside);
+        const Trash trash({tree.path("data"), ::getuid() + c.otherOwner});
+        if (c.afterAMove) {
+            ASSERT_TRUE(moveItem(trash, tree.file("work/first", 4)));
+        } else {
+            tree.dir("data/Trash/files");
+            tree.dir("data/Trash/info");
+        }
+        if (c.change) c.change(tree);
 
-        const std::string second = tree.file("work/second", 4);
-        auto moved = moveItem(trash, second);
-        EXPECT_TRUE(namesIn(outside + "/files").empty());
-        EXPECT_TRUE(namesIn(outside + "/info").empty());
+        const std::string item = tree.file("work/second", 4);
+        auto moved = moveItem(trash, item);
+        EXPECT_EQ(namesIn(tree.path("outside")), (std::vector<std::string>{"files", "info"}));
+        EXPECT_TRUE(namesIn(tree.path("outside/files")).empty());
+        EXPECT_TRUE(namesIn(tree.path("outside/info")).empty());
+        EXPECT_FALSE(exists(tree.path("set-aside/second")));
+        EXPECT_FALSE(exists(tree.path("set-aside/second.trashinfo")));
         if (c.errorNumber != 0) {
             ASSERT_FALSE(moved);
+            EXPECT_EQ(moved.error().kind, TrashError::Kind::system);
             EXPECT_EQ(moved.error().errorNumber, c.errorNumber);
-            EXPECT_TRUE(exists(second));
+            EXPECT_NE(moved.error().description.find("Trash"), std::string::npos);
+            EXPECT_TRUE(exists(item));
+            EXPECT_FALSE(exists(tree.path("data/Trash/info/second.trashinfo")));
             continue;
         }
         ASSERT_TRUE(moved) << moved.error().description;
         EXPECT_EQ(moved->trashedPath, tree.path("data/Trash/files/second"));
         EXPECT_TRUE(exists(tree.path("data/Trash/files/second")));
         EXPECT_TRUE(exists(tree.path("data/Trash/info/second.trashinfo")));
-        EXPECT_FALSE(exists(second));
+        EXPECT_FALSE(exists(item));
     }
 }
 
-TEST(TrashTest, AnUnexpectedObjectIsPutBackAndLeavesNothingInTheTrash) {
+// Whatever the move or the put-back meets in place of what it expects stays as it is.
+TEST(TrashTest, NeverMovesAnUnexpectedObjectNorReplacesOneOnPutBack) {
     TestTree tree;
     const Trash trash({tree.path("data"), ::getuid()});
     const std::string item = tree.file("work/item", 7);
-    const std::string other = tree.file("work/other", 1);
     struct stat itemStat {};
     struct stat otherStat {};
     ASSERT_EQ(::lstat(item.c_str(), &itemStat), 0);
-    ASSERT_EQ(::lstat(other.c_str(), &otherStat), 0);
+    ASSERT_EQ(::lstat(tree.file("work/other", 1).c_str(), &otherStat), 0);
 
-    // The validated object was `other`; what sits at `item` is something else.
-    auto moved = moveItem(trash, item, otherStat.st_ino);
-    ASSERT_FALSE(moved);
-    EXPECT_EQ(moved.error().kind, TrashError::Kind::changedDuringMove);
+    // The validated object was `other`; what sits at `item` is something else: put back.
+    auto refused = moveItem(trash, item, otherStat.st_ino);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().kind, TrashError::Kind::changedDuringMove);
     struct stat now {};
     ASSERT_EQ(::lstat(item.c_str(), &now), 0);
     EXPECT_EQ(now.st_ino, itemStat.st_ino);
     EXPECT_TRUE(namesIn(tree.path("data/Trash/files")).empty());
     EXPECT_TRUE(namesIn(tree.path("data/Trash/info")).empty());
-}
 
-TEST(TrashTest, PutBackNeverReplacesWhatIsAtTheDestination) {
-    TestTree tree;
-    const Trash trash({tree.path("data"), ::getuid()});
-    const std::string item = tree.file("work/item", 7);
+    // Something new at the original place is never replaced by the item coming back.
     auto moved = moveItem(trash, item);
     ASSERT_TRUE(moved) << moved.error().description;
     tree.file("work/item", 3);
-
     auto back = putItemBack(trash, *moved, item);
     ASSERT_FALSE(back);
     EXPECT_EQ(back.error().kind, TrashError::Kind::system);
@@ -317,11 +284,8 @@ std::string volumeTrashFindings(TestTree& tree) {
     const Trash trash({tree.path("home/.local/share"), uid});
 
     auto mountVolume = [&](const std::string& relative) {
-        const std::string top = tree.dir(relative);
-        if (::mount("tmpfs", top.c_str(), "tmpfs", 0, "mode=0755") != 0) {
-            throw std::runtime_error("mount tmpfs: " + std::string(std::strerror(errno)));
-        }
-        return top;
+        test::mountTmpfs(tree.dir(relative));
+        return tree.path(relative);
     };
     auto makeDir = [](const std::string& path, mode_t mode) {
         if (::mkdir(path.c_str(), mode) != 0 || ::chmod(path.c_str(), mode) != 0) {

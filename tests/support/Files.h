@@ -13,6 +13,8 @@ std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
 /// As above for `relative` in `tree`; returns the absolute path.
 std::string writeFile(TestTree& tree, const std::string& relative, const std::string& content);
+/// Whether something (a link included) is at `path`.
+bool exists(const std::string& path);
 /// The names in `folder`, sorted; none when it cannot be listed.
 std::vector<std::string> namesIn(const std::string& folder);
 

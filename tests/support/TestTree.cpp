@@ -73,6 +73,11 @@ void writeFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
+bool exists(const std::string& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0;
+}
+
 std::vector<std::string> namesIn(const std::string& folder) {
     std::vector<std::string> out;
     std::error_code ec;
