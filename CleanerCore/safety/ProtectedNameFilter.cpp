@@ -3,22 +3,14 @@
 #include <array>
 #include <bitset>
 
+#include "CleanerCore/base/Text.h"
+
 namespace velmora {
 
 namespace {
 
-bool equalsIgnoringCase(std::string_view a, std::string_view lower) {
-    if (a.size() != lower.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-        char c = a[i];
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-        if (c != lower[i]) return false;
-    }
-    return true;
-}
-
 bool hasPrefixIgnoringCase(std::string_view s, std::string_view lower) {
-    return s.size() >= lower.size() && equalsIgnoringCase(s.substr(0, lower.size()), lower);
+    return s.size() >= lower.size() && equalsLowercasedASCII(s.substr(0, lower.size()), lower);
 }
 
 // The names and extensions that can finish a match, in lower case.
@@ -67,7 +59,7 @@ const KeySets& keySets() {
 template <size_t N>
 bool equalsOneOf(std::string_view s, const std::array<std::string_view, N>& lowerNames) {
     for (auto n : lowerNames) {
-        if (equalsIgnoringCase(s, n)) return true;
+        if (equalsLowercasedASCII(s, n)) return true;
     }
     return false;
 }
