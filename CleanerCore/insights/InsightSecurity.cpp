@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 
 #include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/base/Text.h"
@@ -73,6 +74,27 @@ bool hasSuspiciousWord(const std::string& lowercased) {
     return false;
 }
 
+// Length, first and last byte of a lowered extension hashed into 1,024 bits, set for every
+// extension of the tables above: most files' extensions clear their bit and skip the
+// comparisons.
+size_t extensionKey(std::string_view extension) {
+    if (extension.empty()) return 0;
+    return (extension.size() * 131 + static_cast<unsigned char>(extension.front()) * 31 +
+            static_cast<unsigned char>(extension.back())) &
+           1023;
+}
+
+const std::bitset<1024>& listedExtensionKeys() {
+    static const std::bitset<1024> keys = [] {
+        std::bitset<1024> k;
+        for (const auto& row : kTable) k.set(extensionKey(row.extension));
+        for (const auto& row : kLinuxTable) k.set(extensionKey(row.extension));
+        for (auto extension : kExcludedExtensions) k.set(extensionKey(extension));
+        return k;
+    }();
+    return keys;
+}
+
 // The extension of the last component of `lowercasedPath`, as pathExtensionLowercased gives it.
 std::string_view extensionOf(std::string_view lowercasedPath) {
     const size_t slash = lowercasedPath.rfind('/');
@@ -90,10 +112,12 @@ std::optional<std::string> securityDetail(std::string_view fileName, Catalogue c
     // buffer, and the word test runs only when one of the words occurs at all.
     const std::string lowered = asciiLowercased(fileName);
     const std::string_view extension = extensionOf(lowered);
-    if (const auto* row = rowFor(extension, catalogue)) return std::string(row->detail);
-    if (std::find(kExcludedExtensions.begin(), kExcludedExtensions.end(), extension) !=
-        kExcludedExtensions.end()) {
-        return std::nullopt;
+    if (listedExtensionKeys().test(extensionKey(extension))) {
+        if (const auto* row = rowFor(extension, catalogue)) return std::string(row->detail);
+        if (std::find(kExcludedExtensions.begin(), kExcludedExtensions.end(), extension) !=
+            kExcludedExtensions.end()) {
+            return std::nullopt;
+        }
     }
     const bool mayHoldWord = lowered.find("crack") != std::string::npos ||
                              lowered.find("keygen") != std::string::npos ||
