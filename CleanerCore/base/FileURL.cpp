@@ -71,12 +71,16 @@ std::string deletingLastPathComponent(std::string_view path) {
     return std::string(path.substr(0, pos));
 }
 
-std::string pathExtensionLowercased(std::string_view path) {
+std::string_view pathExtension(std::string_view path) {
     const size_t slash = path.rfind('/');
     const std::string_view name = slash == std::string_view::npos ? path : path.substr(slash + 1);
     const size_t dot = name.rfind('.');
     if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size()) return {};
-    return asciiLowercased(name.substr(dot + 1));
+    return name.substr(dot + 1);
+}
+
+std::string pathExtensionLowercased(std::string_view path) {
+    return asciiLowercased(pathExtension(path));
 }
 
 FileURL::FileURL(std::string_view anyPath, bool directoryHint)

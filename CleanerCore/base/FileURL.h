@@ -24,8 +24,10 @@ std::string appendingPathComponent(std::string_view path, std::string_view compo
 /// The parent of a standardized path ("/" for "/").
 std::string deletingLastPathComponent(std::string_view path);
 
-/// The lowercased extension of the last component, without the dot; empty when there is none
-/// or the name begins with its only dot.
+/// The extension of the last component as written, without the dot; empty when there is none,
+/// the name ends with the dot, or the name begins with its only dot. A view into `path`.
+std::string_view pathExtension(std::string_view path);
+/// pathExtension with A-Z lowered.
 std::string pathExtensionLowercased(std::string_view path);
 
 struct FileURL {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bitset>
 
 #include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/base/Text.h"
@@ -74,35 +73,15 @@ bool hasSuspiciousWord(const std::string& lowercased) {
     return false;
 }
 
-// Length, first and last byte of a lowered extension hashed into 1,024 bits, set for every
-// extension of the tables above: most files' extensions clear their bit and skip the
-// comparisons.
-size_t extensionKey(std::string_view extension) {
-    if (extension.empty()) return 0;
-    return (extension.size() * 131 + static_cast<unsigned char>(extension.front()) * 31 +
-            static_cast<unsigned char>(extension.back())) &
-           1023;
-}
-
-const std::bitset<1024>& listedExtensionKeys() {
-    static const std::bitset<1024> keys = [] {
-        std::bitset<1024> k;
-        for (const auto& row : kTable) k.set(extensionKey(row.extension));
-        for (const auto& row : kLinuxTable) k.set(extensionKey(row.extension));
-        for (auto extension : kExcludedExtensions) k.set(extensionKey(extension));
-        return k;
+const CaseFoldedWordFilter& listedExtensions() {
+    static const CaseFoldedWordFilter filter = [] {
+        CaseFoldedWordFilter f;
+        for (const auto& row : kTable) f.add(row.extension);
+        for (const auto& row : kLinuxTable) f.add(row.extension);
+        for (auto extension : kExcludedExtensions) f.add(extension);
+        return f;
     }();
-    return keys;
-}
-
-// The extension of the last component of `lowercasedPath`, as pathExtensionLowercased gives it.
-std::string_view extensionOf(std::string_view lowercasedPath) {
-    const size_t slash = lowercasedPath.rfind('/');
-    const std::string_view name =
-        slash == std::string_view::npos ? lowercasedPath : lowercasedPath.substr(slash + 1);
-    const size_t dot = name.rfind('.');
-    if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size()) return {};
-    return name.substr(dot + 1);
+    return filter;
 }
 
 }  // namespace
@@ -111,8 +90,9 @@ std::optional<std::string> securityDetail(std::string_view fileName, Catalogue c
     // Runs for every file of the user folders: a short name is lowered in the string's own
     // buffer, and the word test runs only when one of the words occurs at all.
     const std::string lowered = asciiLowercased(fileName);
-    const std::string_view extension = extensionOf(lowered);
-    if (listedExtensionKeys().test(extensionKey(extension))) {
+    const std::string_view extension = pathExtension(lowered);
+    // Most extensions are in neither table: one bit test sends them to the word test.
+    if (listedExtensions().mayContain(extension)) {
         if (const auto* row = rowFor(extension, catalogue)) return std::string(row->detail);
         if (std::find(kExcludedExtensions.begin(), kExcludedExtensions.end(), extension) !=
             kExcludedExtensions.end()) {

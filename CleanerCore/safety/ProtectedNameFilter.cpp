@@ -1,7 +1,6 @@
 #include "CleanerCore/safety/ProtectedNameFilter.h"
 
 #include <array>
-#include <bitset>
 
 #include "CleanerCore/base/Text.h"
 
@@ -27,33 +26,22 @@ constexpr std::array<std::string_view, 15> kLinuxNames = {
 constexpr std::array<std::string_view, 5> kLinuxSuffixes = {".qcow2", ".vdi", ".vmdk", ".vhd",
                                                             ".vhdx"};
 
-unsigned char lowered(char c) {
-    return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-}
-
-// Length, first and last letter (case folded as the comparisons fold it) hashed into 4,096
-// bits: a name whose key bit is clear equals none of the listed names, so the comparisons run for
-// about one name in a hundred.
-size_t keyOf(std::string_view s) {
-    return (s.size() * 131 + lowered(s.front()) * 31 + lowered(s.back())) & 4095;
-}
-
-struct KeySets {
-    std::bitset<4096> macNames, linuxNames, macSuffixes, linuxSuffixes;
+struct Filters {
+    CaseFoldedWordFilter macNames, linuxNames, macSuffixes, linuxSuffixes;
 };
 
-const KeySets& keySets() {
-    static const KeySets sets = [] {
-        KeySets k;
-        for (auto n : kMacNames) k.macNames.set(keyOf(n));
+const Filters& filters() {
+    static const Filters f = [] {
+        Filters k;
+        for (auto n : kMacNames) k.macNames.add(n);
         k.linuxNames = k.macNames;
-        for (auto n : kLinuxNames) k.linuxNames.set(keyOf(n));
-        for (auto n : kMacSuffixes) k.macSuffixes.set(keyOf(n));
+        for (auto n : kLinuxNames) k.linuxNames.add(n);
+        for (auto n : kMacSuffixes) k.macSuffixes.add(n);
         k.linuxSuffixes = k.macSuffixes;
-        for (auto n : kLinuxSuffixes) k.linuxSuffixes.set(keyOf(n));
+        for (auto n : kLinuxSuffixes) k.linuxSuffixes.add(n);
         return k;
     }();
-    return sets;
+    return f;
 }
 
 template <size_t N>
@@ -70,7 +58,7 @@ bool nameMayCompleteProtectedPath(std::string_view name, Catalogue catalogue) {
     // Runs for every item a walk meets, so it rejects almost every name after a prefix test and
     // one bit test each for the whole name and its extension.
     if (name.empty()) return false;
-    const char first = static_cast<char>(lowered(name[0]));
+    const char first = asciiLowered(name[0]);
     // Prefixes: "com.apple...", "group.com.apple..." and the Trash folders ".Trash",
     // ".Trash-<uid>", ".Trashes".
     if ((first == 'c' && hasPrefixIgnoringCase(name, "com.apple")) ||
@@ -79,15 +67,15 @@ bool nameMayCompleteProtectedPath(std::string_view name, Catalogue catalogue) {
         return true;
     }
     const bool linux = catalogue == Catalogue::linux;
-    const KeySets& keys = keySets();
-    if ((linux ? keys.linuxNames : keys.macNames).test(keyOf(name))) {
+    const Filters& f = filters();
+    if ((linux ? f.linuxNames : f.macNames).mayContain(name)) {
         if (equalsOneOf(name, kMacNames) || (linux && equalsOneOf(name, kLinuxNames))) return true;
     }
     // Every suffix is an extension: compare from the last dot only.
     const size_t dot = name.rfind('.');
     if (dot == std::string_view::npos) return false;
     const std::string_view extension = name.substr(dot);
-    if (!(linux ? keys.linuxSuffixes : keys.macSuffixes).test(keyOf(extension))) return false;
+    if (!(linux ? f.linuxSuffixes : f.macSuffixes).mayContain(extension)) return false;
     return equalsOneOf(extension, kMacSuffixes) ||
            (linux && equalsOneOf(extension, kLinuxSuffixes));
 }
