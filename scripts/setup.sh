@@ -5,7 +5,8 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libssl-dev nlohmann-json3-dev libfmt-dev
-          libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev python3 trash-cli)
+          libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev qt6-base-dev python3
+          trash-cli)
 if [ "${VELMORA_BENCH_TOOLS:-0}" = 1 ]; then
   packages+=(jdupes trash-cli hyperfine time)
 fi
