@@ -1,0 +1,85 @@
+#include "VelmoraUI/state/PreferenceFile.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include "VelmoraUI/localization/Localizer.h"
+
+namespace velmora {
+
+namespace {
+
+QString qKey(std::string_view key) {
+    return QString::fromUtf8(key.data(), static_cast<qsizetype>(key.size()));
+}
+
+bool flushed(QSettings& settings) {
+    settings.sync();
+    return settings.status() == QSettings::NoError;
+}
+
+}  // namespace
+
+PreferenceFile openPreferenceFile(const std::string& configHome) {
+    return openPreferenceFileAt(configHome + "/Velmora/Velmora.conf");
+}
+
+PreferenceFile openPreferenceFileAt(const std::string& path) {
+    const QString file = QString::fromStdString(path);
+    PreferenceFile result;
+    result.settings = std::make_unique<QSettings>(file, QSettings::IniFormat);
+    if (result.settings->status() != QSettings::FormatError) return result;
+
+    // Set the damaged file aside under a name no earlier backup has, then start empty.
+    result.wasDamaged = true;
+    result.settings.reset();
+    const QString stamp = QDateTime::currentDateTimeUtc().toString("yyyyMMdd'T'HHmmss'Z'");
+    QString backup = file + ".damaged-" + stamp;
+    for (int n = 2; QFileInfo::exists(backup); ++n) {
+        backup = file + ".damaged-" + stamp + "-" + QString::number(n);
+    }
+    if (QFile::rename(file, backup)) result.damagedFileBackup = backup.toStdString();
+    result.settings = std::make_unique<QSettings>(file, QSettings::IniFormat);
+    // Not moved: what QSettings half-read is dropped from memory; writing it back fails for the
+    // same reason the rename did.
+    if (!result.damagedFileBackup) result.settings->clear();
+    return result;
+}
+
+std::optional<std::string> damagedPreferencesMessage(const PreferenceFile& file,
+                                                     AppLanguage language) {
+    if (!file.wasDamaged) return std::nullopt;
+    const VelmoraCopy copy{language};
+    if (!file.damagedFileBackup) {
+        return copy.text(
+            "The preferences file could not be read, and it could not be set aside. "
+            "Velmora uses default settings and cannot save changes.",
+            "설정 파일을 읽을 수 없고 따로 보관할 수도 없습니다. Velmora는 기본 "
+            "설정을 사용하며 변경 사항을 저장할 수 없습니다.");
+    }
+    return copy.text("The preferences file could not be read and was set aside as ",
+                     "설정 파일을 읽을 수 없어 다음 이름으로 따로 보관했습니다: ") +
+           *file.damagedFileBackup +
+           copy.text(". Velmora starts with default settings.",
+                     ". Velmora가 기본 설정으로 시작합니다.");
+}
+
+std::optional<QByteArray> preferenceData(const QSettings& settings, std::string_view key) {
+    const QVariant v = settings.value(qKey(key));
+    if (!v.isValid() || v.typeId() != QMetaType::QByteArray) return std::nullopt;
+    return v.toByteArray();
+}
+
+bool storePreference(QSettings& settings, std::string_view key, const QVariant& value) {
+    settings.setValue(qKey(key), value);
+    return flushed(settings);
+}
+
+bool removePreference(QSettings& settings, std::string_view key) {
+    settings.remove(qKey(key));
+    return flushed(settings);
+}
+
+}  // namespace velmora
