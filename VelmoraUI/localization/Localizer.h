@@ -3,8 +3,14 @@
 // made; the six other languages are looked up from the English text, first in the language's
 // table of fixed texts, then in its table of sentence templates. No lookup fails: an
 // untranslated text is shown in English. Pure and thread-safe; the tables are immutable.
+//
+// The tables are the data files in VelmoraUI/translations/, one per language,
+// compiled into the program as resources and read once, on first use.
+#include <array>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "VelmoraUI/localization/AppLanguage.h"
 
@@ -23,5 +29,47 @@ struct VelmoraCopy {
         return localized(english, language);
     }
 };
+
+/// Texts looked up by a key instead of by their English form; every language has each one.
+enum class VelmoraI18nKey {
+    languageTitle,
+    macOnboardingLanguageTitle,
+    macOnboardingLanguageBody,
+    macOnboardingSafetyTitle,
+    macOnboardingSafetyBody,
+    settingsLanguageBody,
+    homeAccessGrantedStatus,
+};
+
+/// Every keyed text with its key, in order. The translation check reads this table.
+inline constexpr std::array<std::pair<VelmoraI18nKey, std::string_view>, 7> kI18nKeys = {{
+    {VelmoraI18nKey::languageTitle, "language.title"},
+    {VelmoraI18nKey::macOnboardingLanguageTitle, "mac.onboarding.language.title"},
+    {VelmoraI18nKey::macOnboardingLanguageBody, "mac.onboarding.language.body"},
+    {VelmoraI18nKey::macOnboardingSafetyTitle, "mac.onboarding.safety.title"},
+    {VelmoraI18nKey::macOnboardingSafetyBody, "mac.onboarding.safety.body"},
+    {VelmoraI18nKey::settingsLanguageBody, "settings.language.body"},
+    {VelmoraI18nKey::homeAccessGrantedStatus, "home.access.granted.status"},
+}};
+
+std::string_view i18nKeyName(VelmoraI18nKey key);
+
+/// The keyed text in `language`; the English text when the language's table lacks it.
+std::string text(VelmoraI18nKey key, AppLanguage language);
+
+/// The catalogue for one language, for code that builds many texts.
+struct VelmoraLocalizer {
+    AppLanguage language = AppLanguage::english;
+
+    std::string localized(std::string_view english) const {
+        return velmora::localized(english, language);
+    }
+    std::string text(VelmoraI18nKey key) const { return velmora::text(key, language); }
+};
+
+/// What went wrong while the tables were read (a missing or malformed data file, a pattern
+/// that does not compile, a template whose placeholders do not fit its captures), one sentence
+/// each; empty when every table loaded whole. Faulty entries are left out of the tables.
+const std::vector<std::string>& catalogueProblems();
 
 }  // namespace velmora
