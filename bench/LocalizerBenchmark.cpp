@@ -1,6 +1,7 @@
 // Translating the 2,000 lines of a scan report that no table knows (the common case until the
 // tables are full), against a table the size the finished catalogue will have: 3,000 fixed
-// texts and 400 sentence templates. Target: well under 15 ms (5 % of a 300 ms scan).
+// texts and 400 sentence templates. Target: well under 15 ms (5 % of a 300 ms scan); a release
+// build takes about 3 ms for the misses and 2 ms for as many template hits.
 // Usage: build/release/bin/velmora_bench --benchmark_filter=BM_Localized
 #include <benchmark/benchmark.h>
 

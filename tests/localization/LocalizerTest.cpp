@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <thread>
 
 #include "VelmoraUI/localization/Localizer.h"
 #include "VelmoraUI/localization/TranslationTable.h"
@@ -52,6 +53,23 @@ TEST(Catalogue, EveryKeyedTextExistsInEveryLanguage) {
         EXPECT_EQ(distinct.size(), kI18nKeys.size()) << languageCode(language);
     }
     EXPECT_EQ(VelmoraLocalizer{L::french}.text(VelmoraI18nKey::languageTitle), "Langue");
+}
+
+TEST(Catalogue, LooksUpFromManyThreadsAtOnce) {
+    // The first lookup may happen on any thread; every thread must see the whole tables.
+    std::vector<std::string> results(8);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < results.size(); ++i) {
+        threads.emplace_back([&results, i] {
+            for (int n = 0; n < 200; ++n) {
+                results[i] = localized("Sandbox limits prevent directly quitting Mail.", L::german);
+            }
+        });
+    }
+    for (auto& t : threads) t.join();
+    for (const auto& r : results)
+        EXPECT_EQ(r, localized("Sandbox limits prevent directly quitting Mail.", L::german));
+    EXPECT_NE(results[0], "Sandbox limits prevent directly quitting Mail.");
 }
 
 TranslationTable tableFrom(const char* json, std::vector<std::string>& problems) {
