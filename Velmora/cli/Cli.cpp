@@ -11,6 +11,7 @@
 #include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/HistoryCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
+#include "Velmora/cli/LanguageCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 
 namespace velmora::cli {
@@ -22,7 +23,7 @@ namespace {
 std::string commandWord(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string_view a = argv[i];
-        if (a == "--home" || a == "--catalogue") {
+        if (a == "--home" || a == "--catalogue" || a == "--language") {
             ++i;
             continue;
         }
@@ -80,6 +81,11 @@ int run(int argc, char** argv) {
                    "Folder layout: linux or macos (default: this machine's)")
         ->check(CLI::IsMember({"linux", "macos"}))
         ->type_name("NAME");
+    std::optional<std::string> runLanguage;
+    app.add_option("--language", runLanguage,
+                   "Language of the output for this run: ko, en, ja, zh-Hans, zh-Hant, es, fr or "
+                   "de (default: `velmora language`, else the system's)")
+        ->type_name("CODE");
 
     // The scan options: `clean` and `restore` take them too, because they fence every item
     // with the locations of the same scan.
@@ -194,6 +200,13 @@ int run(int argc, char** argv) {
     count("--fingerprint-files", insights.request.overrides.fingerprintFiles,
           "Most files sampled to fingerprint duplicate candidates (default 2000)");
 
+    LanguageCommandOptions language;
+    CLI::App* languageCommand = app.add_subcommand(
+        "language", "Show the language of the output, or keep another one for every later run");
+    languageCommand->add_option("code", language.code, "The language to keep, e.g. ja or de")
+        ->type_name("CODE");
+    languageCommand->add_flag("--json", language.json, "Print the result as JSON");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -215,6 +228,14 @@ int run(int argc, char** argv) {
         if (!st || !S_ISDIR(st->st_mode)) {
             std::cerr << "velmora: the home folder does not exist or is not a folder: " << *home
                       << "\n";
+            return kExitRefused;
+        }
+    }
+    std::optional<AppLanguage> chosenLanguage;
+    if (runLanguage) {
+        chosenLanguage = normalizedLanguage(*runLanguage);
+        if (!chosenLanguage) {
+            std::cerr << "velmora: " << unknownLanguageMessage(*runLanguage) << "\n";
             return kExitRefused;
         }
     }
@@ -244,6 +265,11 @@ int run(int argc, char** argv) {
     if (historyCommand->parsed()) {
         history.homeOverride = home;
         return runHistoryCommand(history);
+    }
+    if (languageCommand->parsed()) {
+        language.homeOverride = home;
+        language.runLanguage = chosenLanguage;
+        return runLanguageCommand(language);
     }
     return kExitRefused;
 }

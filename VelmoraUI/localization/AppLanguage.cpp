@@ -91,6 +91,28 @@ std::string_view languageCode(AppLanguage language) {
     return "en";
 }
 
+std::string_view languageName(AppLanguage language) {
+    switch (language) {
+        case AppLanguage::korean:
+            return "한국어";
+        case AppLanguage::english:
+            return "English";
+        case AppLanguage::japanese:
+            return "日本語";
+        case AppLanguage::simplifiedChinese:
+            return "简体中文";
+        case AppLanguage::traditionalChinese:
+            return "繁體中文";
+        case AppLanguage::spanish:
+            return "Español";
+        case AppLanguage::french:
+            return "Français";
+        case AppLanguage::german:
+            return "Deutsch";
+    }
+    return "English";
+}
+
 std::optional<AppLanguage> normalizedLanguage(std::string_view identifier) {
     std::string dashed(identifier);
     std::replace(dashed.begin(), dashed.end(), '_', '-');

@@ -39,6 +39,9 @@ inline constexpr std::string_view kLanguagePreferenceKey = "velmora.language";
 
 std::string_view languageCode(AppLanguage language);
 
+/// The language's name in itself ("日本語", "Deutsch"), as a chooser lists it.
+std::string_view languageName(AppLanguage language);
+
 /// Maps any identifier ("ja_JP.UTF-8" after its encoding is cut, "zh-Hant-TW", "EN") to a
 /// language, or nothing ("pt-BR").
 std::optional<AppLanguage> normalizedLanguage(std::string_view identifier);

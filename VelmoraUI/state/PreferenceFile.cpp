@@ -30,6 +30,9 @@ PreferenceFile openPreferenceFileAt(const std::string& path) {
     const QString file = QString::fromStdString(path);
     PreferenceFile result;
     result.settings = std::make_unique<QSettings>(file, QSettings::IniFormat);
+    // QSettings may read the file only when it is first asked for a value, and says whether it
+    // could parse it only after that: read it now.
+    (void)result.settings->allKeys();
     if (result.settings->status() != QSettings::FormatError) return result;
 
     // Set the damaged file aside under a name no earlier backup has, then start empty.
