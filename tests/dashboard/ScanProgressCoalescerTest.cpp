@@ -5,46 +5,15 @@
 #include <map>
 
 #include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
+#include "support/FakeTime.h"
 
 namespace velmora {
 namespace {
 
 constexpr uint64_t kMs = 1'000'000;
 
-class FakeClock final : public MonotonicClock {
-  public:
-    uint64_t now = 0;
-    uint64_t nowNanoseconds() override { return now; }
-};
-
-// Records each task with its due time; the test decides when time passes.
-class FakeScheduler final : public Scheduler {
-  public:
-    explicit FakeScheduler(std::shared_ptr<FakeClock> clock) : clock_(std::move(clock)) {}
-
-    void schedule(uint64_t delayNanoseconds, std::function<void()> task) override {
-        delays.push_back(delayNanoseconds);
-        tasks_.emplace(clock_->now + delayNanoseconds, std::move(task));
-    }
-
-    /// Runs every task due at or before `time` in due order, with the clock at its due time,
-    /// then leaves the clock at `time`.
-    void advanceTo(uint64_t time) {
-        while (!tasks_.empty() && tasks_.begin()->first <= time) {
-            auto task = tasks_.extract(tasks_.begin());
-            clock_->now = std::max(clock_->now, task.key());
-            task.mapped()();
-        }
-        clock_->now = std::max(clock_->now, time);
-    }
-
-    size_t pending() const { return tasks_.size(); }
-    std::vector<uint64_t> delays;
-
-  private:
-    std::shared_ptr<FakeClock> clock_;
-    std::multimap<uint64_t, std::function<void()>> tasks_;  // by due time, then by scheduling
-};
+using test::FakeClock;
+using test::FakeScheduler;
 
 StorageScanProgress sample(int64_t index, double fraction) {
     return StorageScanProgress::make(std::nullopt, 0, 1, index, index, std::nullopt, 0, 0,
