@@ -44,6 +44,13 @@ std::vector<std::string> userFolders(const UserEnvironment& environment) {
     return out;
 }
 
+ScanRootRules scanRootRules(const UserEnvironment& environment, Catalogue catalogue) {
+    return ScanRootRules::make(
+        environment.home, catalogue,
+        ProtectedPlaces::forFolders(environment.xdgDataHome, environment.xdgConfigHome),
+        userFolders(environment));
+}
+
 Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToken& cancel) {
     ScanSetup setup;
     setup.environment = currentUserEnvironment(request.homeOverride);
@@ -56,8 +63,8 @@ Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToke
                     "own; nothing was scanned or changed.");
     }
     setup.protectedPlaces = ProtectedPlaces::forFolders(env.xdgDataHome, env.xdgConfigHome);
-    const ScanRootRules rules =
-        ScanRootRules::make(env.home, request.catalogue, setup.protectedPlaces, userFolders(env));
+    const ScanRootRules rules = scanRootRules(env, request.catalogue);
+    setup.skippedRoots = request.unavailableCustomFolders;
     setup.folders.home = env.home;
     setup.folders.cacheHome = env.xdgCacheHome;
     setup.folders.dataHome = env.xdgDataHome;

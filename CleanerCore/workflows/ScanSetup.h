@@ -21,6 +21,9 @@ struct ScanRequest {
     CleanupScanMode mode = CleanupScanMode::standard;
     bool allowDirect = false;
     std::vector<std::string> customFolders;  ///< as the user typed them (relative to the cwd)
+    /// Kept custom folders that cannot be scanned this time (stale or unresolvable grants);
+    /// reported with the skipped roots, ahead of everything else.
+    std::vector<SkippedItem> unavailableCustomFolders;
 };
 
 struct ScanSetup {
@@ -42,6 +45,10 @@ struct ScanSetup {
 /// fails validation, refuses the whole request with a message (nothing is scanned). Reads the
 /// file system; thread-safe.
 Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToken& cancel);
+
+/// The root checks for `environment`: its home folder, the Trash and Velmora's own folders
+/// protected, its XDG user folders refused as roots. The same rules `prepareScan` applies.
+ScanRootRules scanRootRules(const UserEnvironment& environment, Catalogue catalogue);
 
 /// The XDG user folders of `environment`: those named in `<config>/user-dirs.dirs`, the English
 /// defaults below the home folder for the others.
