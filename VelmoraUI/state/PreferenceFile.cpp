@@ -75,14 +75,30 @@ std::optional<QByteArray> preferenceData(const QSettings& settings, std::string_
     return v.toByteArray();
 }
 
+namespace {
+
+// Makes a change and writes it. When the file cannot be written the change is undone in
+// memory too; otherwise the refused value would reach the file with the next write that
+// succeeds, behind the back of the store that was told it failed.
+bool changeAndFlush(QSettings& settings, std::string_view key,
+                    const std::optional<QVariant>& value) {
+    const QString k = qKey(key);
+    const std::optional<QVariant> previous =
+        settings.contains(k) ? std::optional(settings.value(k)) : std::nullopt;
+    value ? settings.setValue(k, *value) : settings.remove(k);
+    if (flushed(settings)) return true;
+    previous ? settings.setValue(k, *previous) : settings.remove(k);
+    return false;
+}
+
+}  // namespace
+
 bool storePreference(QSettings& settings, std::string_view key, const QVariant& value) {
-    settings.setValue(qKey(key), value);
-    return flushed(settings);
+    return changeAndFlush(settings, key, value);
 }
 
 bool removePreference(QSettings& settings, std::string_view key) {
-    settings.remove(qKey(key));
-    return flushed(settings);
+    return changeAndFlush(settings, key, std::nullopt);
 }
 
 }  // namespace velmora

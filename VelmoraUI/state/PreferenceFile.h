@@ -43,10 +43,11 @@ std::optional<std::string> damagedPreferencesMessage(const PreferenceFile& file,
 /// The data blob under `key`, if the key holds one.
 std::optional<QByteArray> preferenceData(const QSettings& settings, std::string_view key);
 
-/// Writes `value` under `key` and flushes; false when the file could not be written.
+/// Writes `value` under `key` and flushes; false when the file could not be written, and then
+/// the key keeps its previous value in memory as well.
 bool storePreference(QSettings& settings, std::string_view key, const QVariant& value);
 
-/// Removes `key` and flushes; false when the file could not be written.
+/// Removes `key` and flushes; false when the file could not be written (the key is kept).
 bool removePreference(QSettings& settings, std::string_view key);
 
 }  // namespace velmora

@@ -59,13 +59,20 @@ TEST(PreferenceFileTest, GoodFileIsReadAndWrittenThroughANewFile) {
     EXPECT_FALSE(preferenceData(*openPreferenceFileAt(conf).settings, "velmora.blob"));
 }
 
-TEST(PreferenceFileTest, SavingIntoAFolderThatRefusesWritesReportsFailure) {
+TEST(PreferenceFileTest, AWriteThatFailsLeavesTheValuesAsTheyWere) {
+    // Otherwise the refused value would reach the file with the next write that succeeds.
     TestTree tree;
-    tree.dir("ro");
+    test::writeFile(tree, "ro/Velmora.conf", "[General]\nvelmora.language=ja\n");
     tree.chmod("ro", 0555);
     EXPECT_TRUE(test::runWithoutPrivileges(tree, [&] {
         PreferenceFile file = openPreferenceFileAt(tree.path("ro/Velmora.conf"));
-        return !storePreference(*file.settings, "velmora.language", QString("fr"));
+        const bool storeFailed =
+            !storePreference(*file.settings, "velmora.language", QString("fr")) &&
+            !storePreference(*file.settings, "velmora.new", QString("x"));
+        const bool removeFailed = !removePreference(*file.settings, "velmora.language");
+        return storeFailed && removeFailed &&
+               file.settings->value("velmora.language").toString() == "ja" &&
+               !file.settings->contains("velmora.new");
     }));
 }
 
