@@ -88,6 +88,21 @@ TEST_F(CustomScanFoldersTest, TheSameFolderTwiceLeavesOneNewerEntryAndTheListIsK
     EXPECT_EQ(store.folders()[0].fallbackPath, build10);
 }
 
+TEST_F(CustomScanFoldersTest, AFailedSaveKeepsThePreviousListAndSaysSo) {
+    const std::string folderPath = folder("projects");
+    tree.dir("ro");
+    tree.chmod("ro", 0555);
+    EXPECT_TRUE(test::runWithoutPrivileges(tree, [&] {
+        PreferenceFile readOnly = openPreferenceFileAt(tree.path("ro/Velmora.conf"));
+        CustomScanFolderStore store(*readOnly.settings, AppLanguage::english);
+        const bool refused = !store.add(folderPath, scanRootRules(environment, Catalogue::linux));
+        return refused && store.folders().empty() &&
+               store.lastErrorMessage() ==
+                   "Could not save custom scan folders: the preference file could not be written" &&
+               !readOnly.settings->contains("velmora.customScanFolders.v1");
+    }));
+}
+
 TEST_F(CustomScanFoldersTest, ADamagedListIsBackedUpUnchangedAndTheStoreStartsEmpty) {
     const QByteArray valid = QByteArray::fromStdString(
         encodeCustomScanFolders({{"6F1C2A4E-0B7D-4C55-9A3E-2D8B1F0C7E61", "x", "/x", "bm", 1}}));
