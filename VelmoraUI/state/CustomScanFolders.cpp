@@ -21,8 +21,6 @@ std::string backupKey(std::string_view key) {
     return std::string(key) + ".malformedBackup";
 }
 
-const char* kCouldNotWrite = "the preference file could not be written";
-
 // Finder-like order, the same in every locale: letters compared without case, runs of digits
 // by their value ("Build 9" before "build 10").
 int compareDisplayNames(const QString& a, const QString& b) {
@@ -198,9 +196,10 @@ bool CustomScanFolderStore::save(std::vector<CustomScanFolder> folders) {
                          bytes(encodeCustomScanFolders(folders)))) {
         // The list on screen stays what the file holds.
         const VelmoraCopy copy{language_};
-        setError(copy.text("Could not save custom scan folders: ",
-                           "사용자 지정 검사 폴더를 저장할 수 없습니다: ") +
-                 copy.text(kCouldNotWrite, "설정 파일에 쓸 수 없습니다"));
+        setError(
+            copy.text("Could not save custom scan folders: ",
+                      "사용자 지정 검사 폴더를 저장할 수 없습니다: ") +
+            copy.text("the preference file could not be written", "설정 파일에 쓸 수 없습니다"));
         return false;
     }
     folders_ = std::move(folders);
