@@ -5,6 +5,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <tuple>
+
+#include "CleanerCore/platform/FileIdentity.h"
 #include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora {
@@ -15,9 +18,27 @@ QString qKey(std::string_view key) {
     return QString::fromUtf8(key.data(), static_cast<qsizetype>(key.size()));
 }
 
+/// What tells one version of the file from the next: QSettings replaces the file through a new
+/// one, so a write that reached the disk changes at least the inode.
+std::optional<std::tuple<std::optional<uint64_t>, std::optional<uint64_t>, std::optional<Date>,
+                         std::optional<int64_t>>>
+fileVersion(const QSettings& settings) {
+    auto identity = captureIdentity(settings.fileName().toStdString());
+    if (!identity) return std::nullopt;
+    return std::tuple(identity->systemNumber, identity->systemFileNumber,
+                      identity->modificationDate, identity->fileSize);
+}
+
 bool flushed(QSettings& settings) {
+    if (settings.status() == QSettings::NoError) {
+        settings.sync();
+        return settings.status() == QSettings::NoError;
+    }
+    // QSettings keeps reporting the first failed write for the rest of its life, so after one
+    // failure a write is judged by whether it replaced the file.
+    const auto before = fileVersion(settings);
     settings.sync();
-    return settings.status() == QSettings::NoError;
+    return fileVersion(settings) != before;
 }
 
 }  // namespace

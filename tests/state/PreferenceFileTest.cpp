@@ -70,9 +70,15 @@ TEST(PreferenceFileTest, AWriteThatFailsLeavesTheValuesAsTheyWere) {
             !storePreference(*file.settings, "velmora.language", QString("fr")) &&
             !storePreference(*file.settings, "velmora.new", QString("x"));
         const bool removeFailed = !removePreference(*file.settings, "velmora.language");
-        return storeFailed && removeFailed &&
-               file.settings->value("velmora.language").toString() == "ja" &&
-               !file.settings->contains("velmora.new");
+        const bool undone = storeFailed && removeFailed &&
+                            file.settings->value("velmora.language").toString() == "ja" &&
+                            !file.settings->contains("velmora.new");
+        // A failure is not remembered against later writes that do reach the file.
+        ::chmod(tree.path("ro").c_str(), 0755);
+        return undone && storePreference(*file.settings, "velmora.language", QString("de")) &&
+               openPreferenceFileAt(tree.path("ro/Velmora.conf"))
+                       .settings->value("velmora.language") == "de" &&
+               removePreference(*file.settings, "velmora.language");
     }));
 }
 
