@@ -57,6 +57,7 @@ CleanupIgnoreStore::CleanupIgnoreStore(QSettings& settings, std::string storageK
       settings_(settings),
       storageKey_(std::move(storageKey)),
       language_(std::move(language)) {
+    if (!language_) language_ = [] { return AppLanguage::english; };
     load();
     purgeExpired(now);
 }
