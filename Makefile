@@ -29,8 +29,9 @@ bench: setup
 	bench/run.sh
 	bench/dups.sh 2000 build/release
 
-# The history loader under libFuzzer (clang, AddressSanitizer, UBSan) for FUZZ_SECONDS, starting
-# from the seeds in fuzz/corpus; new inputs it finds are kept in build/fuzz/corpus.
+# The history loader and the ignore-list decoder under libFuzzer (clang, AddressSanitizer, UBSan)
+# for FUZZ_SECONDS each, starting from the seeds in fuzz/corpus and fuzz/ignore-list-corpus; new
+# inputs they find are kept in build/fuzz/corpus and build/fuzz/ignore-list-corpus.
 FUZZ_SECONDS ?= 60
 fuzz: setup
 	VELMORA_FUZZ_TOOLS=1 scripts/setup.sh
@@ -39,6 +40,9 @@ fuzz: setup
 	mkdir -p build/fuzz/corpus
 	build/fuzz/bin/audit_loader_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
 		build/fuzz/corpus fuzz/corpus
+	mkdir -p build/fuzz/ignore-list-corpus
+	build/fuzz/bin/ignore_list_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
+		build/fuzz/ignore-list-corpus fuzz/ignore-list-corpus
 
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
