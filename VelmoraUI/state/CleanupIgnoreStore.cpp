@@ -92,9 +92,6 @@ void CleanupIgnoreStore::load() {
                             description);
         return;
     }
-    // Nothing reached the file; forget the half-made change so no later write carries it.
-    settings_.remove(qText(backupKey));
-    settings_.setValue(qText(storageKey_), stored);
     setLastErrorMessage(copy.text("Could not load ignored cleanup items. The saved ignore list "
                                   "could not be backed up, so it was left in place: ",
                                   "무시한 정리 항목을 불러올 수 없습니다. 저장된 무시 목록을 "
@@ -174,17 +171,8 @@ bool CleanupIgnoreStore::save() {
         setLastErrorMessage(prefix + encoded.error());
         return false;
     }
-    const QString key = qText(storageKey_);
-    const QVariant before = settings_.value(key);
     if (!storePreference(settings_, storageKey_,
                          QByteArray(encoded->data(), static_cast<qsizetype>(encoded->size())))) {
-        // The file still holds the previous list; so must the settings in memory, or a later
-        // write of any other preference would store the list this call reports as not saved.
-        if (before.isValid()) {
-            settings_.setValue(key, before);
-        } else {
-            settings_.remove(key);
-        }
         setLastErrorMessage(prefix + copy.text("The preferences file could not be written.",
                                                "설정 파일에 쓸 수 없습니다."));
         return false;
