@@ -124,27 +124,34 @@ CleanupReviewPreferencesStore::CleanupReviewPreferencesStore(QSettings& settings
 }
 
 bool CleanupReviewPreferencesStore::setCadence(CleanupReviewCadence cadence) {
-    if (cadence != cadence_) {
-        cadence_ = cadence;
-        emit cadenceChanged();
-    }
-    return storePreference(settings_, kReviewCadenceKey, qText(rawValue(cadence)));
+    return change(cadence_, cadence, &CleanupReviewPreferencesStore::cadenceChanged,
+                  kReviewCadenceKey, qText(rawValue(cadence)));
 }
 
 bool CleanupReviewPreferencesStore::setSelectedProfileID(CleanupReviewProfileID id) {
-    if (id != selectedProfileID_) {
-        selectedProfileID_ = id;
-        emit selectedProfileIDChanged();
-    }
-    return storePreference(settings_, kReviewProfileKey, qText(rawValue(id)));
+    return change(selectedProfileID_, id, &CleanupReviewPreferencesStore::selectedProfileIDChanged,
+                  kReviewProfileKey, qText(rawValue(id)));
 }
 
 bool CleanupReviewPreferencesStore::markReviewed(Date date) {
     const double unixSeconds = date + kReferenceDateUnixOffset;
     if (!std::isfinite(unixSeconds) || unixSeconds <= 0) return false;
-    lastReviewedAt_ = date;
-    emit lastReviewedAtChanged();
-    return storePreference(settings_, kLastReviewedAtKey, unixSeconds);
+    return change(lastReviewedAt_, std::optional<Date>(date),
+                  &CleanupReviewPreferencesStore::lastReviewedAtChanged, kLastReviewedAtKey,
+                  unixSeconds);
+}
+
+template <typename T>
+bool CleanupReviewPreferencesStore::change(T& field, T value,
+                                           void (CleanupReviewPreferencesStore::*changed)(),
+                                           std::string_view key, const QVariant& stored) {
+    const T previous = field;
+    field = value;
+    if (previous != value) emit(this->*changed)();
+    if (storePreference(settings_, key, stored)) return true;
+    field = previous;
+    if (previous != value) emit(this->*changed)();
+    return false;
 }
 
 }  // namespace velmora

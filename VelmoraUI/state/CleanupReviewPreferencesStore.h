@@ -61,7 +61,8 @@ class CleanupReviewPreferencesStore : public QObject {
     CleanupReviewProfileID selectedProfileID() const { return selectedProfileID_; }
     std::optional<Date> lastReviewedAt() const { return lastReviewedAt_; }
 
-    /// Each setter publishes the value and writes it; false when the file could not be written.
+    /// Each setter publishes the value and writes it. When the file could not be written the
+    /// previous value is put back (and published again) and the setter returns false.
     bool setCadence(CleanupReviewCadence cadence);
     bool setSelectedProfileID(CleanupReviewProfileID id);
     /// Records a completed review at `date`; false (nothing changed) when `date` is not a time
@@ -85,6 +86,10 @@ class CleanupReviewPreferencesStore : public QObject {
     void lastReviewedAtChanged();
 
   private:
+    template <typename T>
+    bool change(T& field, T value, void (CleanupReviewPreferencesStore::*changed)(),
+                std::string_view key, const QVariant& stored);
+
     QSettings& settings_;
     CleanupReviewCadence cadence_ = CleanupReviewCadence::weekly;
     CleanupReviewProfileID selectedProfileID_ = CleanupReviewProfileID::balanced;

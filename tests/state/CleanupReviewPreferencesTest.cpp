@@ -135,6 +135,35 @@ TEST(CleanupReviewPreferencesTest, ChangesAreWrittenInTheSharedForms) {
     EXPECT_EQ(reread.status(700'000'000.25 + 30 * kDay).kind, Kind::due);
 }
 
+TEST(CleanupReviewPreferencesTest, AChangeThatCannotBeWrittenIsUndone) {
+    TestTree tree;
+    const std::string conf = tree.path("ro/Velmora.conf");
+    {
+        PreferenceFile file = openPreferenceFileAt(conf);
+        CleanupReviewPreferencesStore store(*file.settings);
+        ASSERT_TRUE(store.setCadence(CleanupReviewCadence::off));
+    }
+    tree.chmod("ro", 0555);
+    EXPECT_TRUE(test::runWithoutPrivileges(tree, [&] {
+        PreferenceFile file = openPreferenceFileAt(conf);
+        CleanupReviewPreferencesStore store(*file.settings);
+        const bool refused = !store.setCadence(CleanupReviewCadence::monthly) &&
+                             !store.setSelectedProfileID(CleanupReviewProfileID::downloads) &&
+                             !store.markReviewed(1000);
+        const bool undone = store.cadence() == CleanupReviewCadence::off &&
+                            store.selectedProfileID() == CleanupReviewProfileID::balanced &&
+                            !store.lastReviewedAt();
+        // A later write of another preference must not carry the undone changes.
+        ::chmod(tree.path("ro").c_str(), 0755);
+        return refused && undone &&
+               storePreference(*file.settings, "velmora.language", QString("de"));
+    }));
+    const CleanupReviewPreferencesStore reread(*openPreferenceFileAt(conf).settings);
+    EXPECT_EQ(reread.cadence(), CleanupReviewCadence::off);
+    EXPECT_EQ(reread.selectedProfileID(), CleanupReviewProfileID::balanced);
+    EXPECT_FALSE(reread.lastReviewedAt());
+}
+
 TEST(CleanupReviewPreferencesTest, ProfilesOnlyNarrowAReviewAndReadBackFromJSON) {
     const auto& profiles = cleanupReviewProfiles();
     ASSERT_EQ(profiles.size(), 3u);
