@@ -92,10 +92,12 @@ void CleanupIgnoreStore::load() {
                             description);
         return;
     }
+    // The first save must not write over it before the backup exists.
+    pendingBackup_ = stored;
     setLastErrorMessage(copy.text("Could not load ignored cleanup items. The saved ignore list "
-                                  "could not be backed up, so it was left in place: ",
+                                  "could not be set aside, so it was left in place: ",
                                   "무시한 정리 항목을 불러올 수 없습니다. 저장된 무시 목록을 "
-                                  "백업할 수 없어 그대로 두었습니다: ") +
+                                  "따로 보관할 수 없어 그대로 두었습니다: ") +
                         description);
 }
 
@@ -171,7 +173,12 @@ bool CleanupIgnoreStore::save() {
         setLastErrorMessage(prefix + encoded.error());
         return false;
     }
-    if (!storePreference(settings_, storageKey_,
+    const std::string backupKey = storageKey_ + std::string(kMalformedBackupSuffix);
+    if (pendingBackup_ && storePreference(settings_, backupKey, *pendingBackup_)) {
+        pendingBackup_.reset();
+    }
+    if (pendingBackup_ ||
+        !storePreference(settings_, storageKey_,
                          QByteArray(encoded->data(), static_cast<qsizetype>(encoded->size())))) {
         setLastErrorMessage(prefix + copy.text("The preferences file could not be written.",
                                                "설정 파일에 쓸 수 없습니다."));

@@ -11,7 +11,7 @@
 // A stored value that cannot be read is never thrown away: it is copied unchanged under the key
 // plus ".malformedBackup" (replacing an earlier backup), the key is removed, the list starts
 // empty and `lastErrorMessage` says so. When the backup cannot be written the stored value is
-// left where it is.
+// left where it is, and the first save writes the backup before it replaces the value.
 #include <QObject>
 #include <QSettings>
 #include <functional>
@@ -72,6 +72,9 @@ class CleanupIgnoreStore : public QObject {
     std::function<AppLanguage()> language_;
     std::vector<IgnoredCleanupItem> items_;
     std::optional<std::string> lastErrorMessage_;
+    /// An unreadable stored value whose backup could not be written yet; no save replaces it
+    /// before the backup is written.
+    std::optional<QVariant> pendingBackup_;
 };
 
 /// Sorts newest `ignoredAt` first, equal times by path ascending in the localized numeric-aware

@@ -194,6 +194,30 @@ TEST(CleanupIgnoreStoreTest, AValueThatIsNotDataIsBackedUpAsItWas) {
     EXPECT_FALSE(f.reread(kKey).isValid());
 }
 
+TEST(CleanupIgnoreStoreTest, AnUnreadableValueThatCannotBeBackedUpIsNeverWrittenOver) {
+    TestTree tree;
+    const std::string conf = tree.path("ro/Velmora.conf");
+    ASSERT_TRUE(storePreference(*openPreferenceFileAt(conf).settings, kKey, QByteArray("{oops")));
+    tree.chmod("ro", 0555);
+    EXPECT_TRUE(test::runWithoutPrivileges(tree, [&] {
+        PreferenceFile file = openPreferenceFileAt(conf);
+        CleanupIgnoreStore store(*file.settings, std::string(kKey), english, 0);
+        const bool told =
+            store.lastErrorMessage() ==
+            "Could not load ignored cleanup items. The saved ignore list could not be set aside, "
+            "so it was left in place: The saved data is not valid JSON.";
+        const bool refused = !store.ignore({candidate("/h/a")}, CleanupIgnoreDuration::oneDay, 1);
+        // Once the file can be written, the backup is written before the list replaces it.
+        ::chmod(tree.path("ro").c_str(), 0755);
+        return told && refused &&
+               store.ignore({candidate("/h/a")}, CleanupIgnoreDuration::untilShownAgain, 1);
+    }));
+    const PreferenceFile file = openPreferenceFileAt(conf);
+    EXPECT_EQ(file.settings->value(QString::fromStdString(kBackupKey)).toByteArray(), "{oops");
+    CleanupIgnoreStore reread(*file.settings, std::string(kKey), english, 0);
+    EXPECT_EQ(pathsOf(reread.items()), std::vector<std::string>{"/h/a"});
+}
+
 TEST(CleanupIgnoreStoreTest, InvalidUTF8InAStoredPathCostsNothingElse) {
     StoreFile f;
     const std::string blob =
