@@ -104,10 +104,11 @@ std::string cleanupReviewStatusMessage(const CleanupReviewCadenceStatus& status,
             break;
     }
     const int64_t days = status.daysUntilNextReview.value_or(1);
-    return copy.text("Next safety review reminder in ", "다음 안전 검토 알림까지 ") +
-           std::to_string(days) +
-           (days == 1 ? copy.text(" day.", "일 남았습니다.")
-                      : copy.text(" days.", "일 남았습니다."));
+    const std::string n = std::to_string(days);
+    // i18n-example: "Next safety review reminder in 1 day."
+    // i18n-example: "Next safety review reminder in 12 days."
+    return copy.text("Next safety review reminder in " + n + (days == 1 ? " day." : " days."),
+                     "다음 안전 검토 알림까지 " + n + "일 남았습니다.");
 }
 
 CleanupReviewPreferencesStore::CleanupReviewPreferencesStore(QSettings& settings, QObject* parent)

@@ -107,8 +107,9 @@ std::string reviewProfileFootnote(const CleanupReviewProfile& profile, AppLangua
 }
 
 std::string reviewProfileHiddenItems(int64_t count, AppLanguage language) {
-    return std::to_string(count) +
-           VelmoraCopy{language}.text(" ignored/snoozed items", "개 항목 무시/일시 숨김");
+    const std::string n = std::to_string(count);
+    // i18n-example: "4 ignored/snoozed items"
+    return VelmoraCopy{language}.text(n + " ignored/snoozed items", n + "개 항목 무시/일시 숨김");
 }
 
 std::string encodeCleanupReviewProfile(const CleanupReviewProfile& profile) {

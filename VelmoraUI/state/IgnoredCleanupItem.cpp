@@ -74,22 +74,27 @@ std::string IgnoreListDecodingError::description(AppLanguage language) const {
             return copy.text("The saved data is not a list of ignored items.",
                              "저장된 데이터가 무시한 항목의 목록이 아닙니다.");
         case Kind::notObject:
-            return copy.text("Item ", "항목 ") + n +
-                   copy.text(" is not a record.", "은(는) 레코드가 아닙니다.");
+            // i18n-example: "Item 2 is not a record."
+            return copy.text("Item " + n + " is not a record.",
+                             "항목 " + n + "은(는) 레코드가 아닙니다.");
         case Kind::missingField:
-            return copy.text("Item ", "항목 ") + n + copy.text(" has no field ", "에 필드 ") +
-                   quoted + copy.text(".", "이(가) 없습니다.");
+            // i18n-example: "Item 1 has no field \"ignoredAt\"."
+            return copy.text("Item " + n + " has no field " + quoted + ".",
+                             "항목 " + n + "에 필드 " + quoted + "이(가) 없습니다.");
         case Kind::wrongType:
-            return copy.text("Item ", "항목 ") + n + copy.text(" has a field ", "의 필드 ") +
-                   quoted + copy.text(" of the wrong type.", "의 형식이 잘못되었습니다.");
+            // i18n-example: "Item 1 has a field \"sizeBytes\" of the wrong type."
+            return copy.text("Item " + n + " has a field " + quoted + " of the wrong type.",
+                             "항목 " + n + "의 필드 " + quoted + "의 형식이 잘못되었습니다.");
         case Kind::unknownValue:
-            return copy.text("Item ", "항목 ") + n + copy.text(" has a field ", "의 필드 ") +
-                   quoted + copy.text(" with the unknown value ", "에 알 수 없는 값 ") + "\"" +
-                   value + "\"" + copy.text(".", "이(가) 있습니다.");
+            // i18n-example: "Item 1 has a field \"duration\" with the unknown value \"forever\"."
+            return copy.text("Item " + n + " has a field " + quoted + " with the unknown value \"" +
+                                 value + "\".",
+                             "항목 " + n + "의 필드 " + quoted + "에 알 수 없는 값 \"" + value +
+                                 "\"이(가) 있습니다.");
         case Kind::invalidDate:
-            return copy.text("Item ", "항목 ") + n + copy.text(" has a field ", "의 필드 ") +
-                   quoted +
-                   copy.text(" that is not a valid date.", "이(가) 올바른 날짜가 아닙니다.");
+            // i18n-example: "Item 1 has a field \"expiresAt\" that is not a valid date."
+            return copy.text("Item " + n + " has a field " + quoted + " that is not a valid date.",
+                             "항목 " + n + "의 필드 " + quoted + "이(가) 올바른 날짜가 아닙니다.");
     }
     return {};
 }
