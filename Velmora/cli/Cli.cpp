@@ -12,6 +12,7 @@
 #include "Velmora/cli/HistoryCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/LanguageCommand.h"
+#include "Velmora/cli/ReviewCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 
 namespace velmora::cli {
@@ -207,6 +208,16 @@ int run(int argc, char** argv) {
         ->type_name("CODE");
     languageCommand->add_flag("--json", language.json, "Print the result as JSON");
 
+    ReviewCommandOptions review;
+    CLI::App* reviewCommand = app.add_subcommand(
+        "review",
+        "The review reminder: status (default), cadence off|weekly|monthly, profile ID, or done "
+        "to record a review completed now");
+    reviewCommand->add_option("action", review.words, "What to do, and its value")
+        ->type_name("ACTION [VALUE]")
+        ->expected(0, 2);
+    reviewCommand->add_flag("--json", review.json, "Print the result as JSON");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -265,6 +276,11 @@ int run(int argc, char** argv) {
     if (historyCommand->parsed()) {
         history.homeOverride = home;
         return runHistoryCommand(history);
+    }
+    if (reviewCommand->parsed()) {
+        review.homeOverride = home;
+        review.runLanguage = chosenLanguage;
+        return runReviewCommand(review);
     }
     if (languageCommand->parsed()) {
         language.homeOverride = home;

@@ -5,11 +5,10 @@
 #include <nlohmann/json.hpp>
 
 #include "CleanerCore/base/PrintableText.h"
-#include "CleanerCore/platform/Environment.h"
+#include "Velmora/cli/CommandPreferences.h"
 #include "Velmora/cli/ExitStatus.h"
 #include "VelmoraUI/localization/LanguagePreference.h"
 #include "VelmoraUI/localization/Localizer.h"
-#include "VelmoraUI/state/PreferenceFile.h"
 
 namespace velmora::cli {
 
@@ -97,13 +96,9 @@ std::string unknownLanguageMessage(const std::string& identifier) {
 }
 
 int runLanguageCommand(const LanguageCommandOptions& options) {
-    const UserEnvironment env = currentUserEnvironment(options.homeOverride);
-    PreferenceFile preferences = openPreferenceFile(env.xdgConfigHome);
-    QSettings& settings = *preferences.settings;
-    if (auto notice =
-            damagedPreferencesMessage(preferences, currentLanguage(options, settings).first)) {
-        std::cerr << "velmora: " << *notice << "\n";
-    }
+    CommandPreferences preferences =
+        openCommandPreferences(options.homeOverride, options.runLanguage);
+    QSettings& settings = *preferences.file.settings;
 
     if (!options.code) {
         const auto [language, source] = currentLanguage(options, settings);

@@ -1,0 +1,61 @@
+// `velmora review`: each action reaches the preference file in the form the settings screen
+// binds, the status follows, and a wrong action or value changes nothing.
+#include <gtest/gtest.h>
+
+#include "cli/CommandRunner.h"
+#include "support/Files.h"
+
+namespace velmora {
+namespace {
+
+using test::CommandHome;
+
+nlohmann::json review(CommandHome& h, std::vector<std::string> args) {
+    args.insert(args.begin(), "review");
+    args.push_back("--json");
+    const test::Outcome o = h.velmora(args);
+    EXPECT_EQ(o.status, 0) << o.err;
+    return nlohmann::json::parse(o.out, nullptr, false);
+}
+
+TEST(ReviewCommandTest, ActionsAreKeptInTheSharedValueForms) {
+    CommandHome h;
+    const std::string conf = h.homePath(".config/Velmora/Velmora.conf");
+    auto state = review(h, {});
+    EXPECT_EQ(state["cadence"], "weekly");
+    EXPECT_EQ(state["profile"], "balanced");
+    EXPECT_EQ(state["status"]["kind"], "notStarted");
+
+    EXPECT_EQ(review(h, {"cadence", "monthly"})["cadence"], "monthly");
+    EXPECT_EQ(review(h, {"profile", "developerCaches"})["profile"], "developerCaches");
+    state = review(h, {"done"});
+    EXPECT_EQ(state["status"]["kind"], "upcoming");
+    EXPECT_EQ(state["status"]["daysUntilNextReview"], 30);
+    const std::string text = test::readFile(conf);
+    for (const char* line : {"velmora.cleanupReviewLoop.cadence=monthly",
+                             "velmora.cleanupReviewLoop.selectedProfileID=developerCaches",
+                             "velmora.cleanupReviewLoop.lastReviewedAt=1"}) {
+        EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
+    }
+    EXPECT_EQ(review(h, {"cadence", "off"})["status"]["kind"], "disabled");
+
+    const test::Outcome korean = h.velmora({"--language", "ko", "review"});
+    EXPECT_NE(korean.out.find("주기: 끔"), std::string::npos) << korean.out;
+}
+
+TEST(ReviewCommandTest, AWrongActionOrValueIsRefusedAndNothingIsWritten) {
+    CommandHome h;
+    for (const auto& args :
+         std::vector<std::vector<std::string>>{{"review", "cadence", "hourly"},
+                                               {"review", "profile", "everything"},
+                                               {"review", "snooze"},
+                                               {"review", "done", "now"}}) {
+        const test::Outcome o = h.velmora(args);
+        EXPECT_EQ(o.status, 2) << args[1];
+        EXPECT_NE(o.err.find("review takes no action or one of"), std::string::npos) << o.err;
+    }
+    EXPECT_FALSE(test::exists(h.homePath(".config/Velmora/Velmora.conf")));
+}
+
+}  // namespace
+}  // namespace velmora
