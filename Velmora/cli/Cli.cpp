@@ -9,6 +9,7 @@
 #include "CleanerCore/platform/FileSystem.h"
 #include "Velmora/cli/CleanCommand.h"
 #include "Velmora/cli/ExitStatus.h"
+#include "Velmora/cli/FoldersCommand.h"
 #include "Velmora/cli/HistoryCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/LanguageCommand.h"
@@ -208,6 +209,14 @@ int run(int argc, char** argv) {
         ->type_name("CODE");
     languageCommand->add_flag("--json", language.json, "Print the result as JSON");
 
+    FoldersCommandOptions kept;
+    CLI::App* foldersCommand = app.add_subcommand(
+        "folders", "The folders kept in every scan: list (default), add DIR, or remove ID");
+    foldersCommand->add_option("action", kept.words, "What to do, and its argument")
+        ->type_name("ACTION [ARG]")
+        ->expected(0, 2);
+    foldersCommand->add_flag("--json", kept.json, "Print the kept folders as JSON");
+
     ReviewCommandOptions review;
     CLI::App* reviewCommand = app.add_subcommand(
         "review",
@@ -255,6 +264,7 @@ int run(int argc, char** argv) {
         request.homeOverride = home;
         request.catalogue = chosen;
         request.mode = *scanModeFromRaw(flags.mode);
+        addKeptFolders(request, chosenLanguage);
     };
     if (scanCommand->parsed()) {
         finish(scan.request, scanFlags);
@@ -276,6 +286,12 @@ int run(int argc, char** argv) {
     if (historyCommand->parsed()) {
         history.homeOverride = home;
         return runHistoryCommand(history);
+    }
+    if (foldersCommand->parsed()) {
+        kept.homeOverride = home;
+        kept.runLanguage = chosenLanguage;
+        kept.catalogue = chosen;
+        return runFoldersCommand(kept);
     }
     if (reviewCommand->parsed()) {
         review.homeOverride = home;

@@ -16,9 +16,12 @@ Result<QByteArray> makeFolderBookmark(const std::string& path) {
         !identity->systemFileNumber) {
         return fail("There is no readable folder at " + standardized + ".");
     }
-    const nlohmann::ordered_json json = {{"path", standardized},
-                                         {"device", *identity->systemNumber},
-                                         {"inode", *identity->systemFileNumber}};
+    nlohmann::ordered_json json = {{"path", standardized},
+                                   {"device", *identity->systemNumber},
+                                   {"inode", *identity->systemFileNumber}};
+    // File systems hand a freed inode number to the next new file, so a folder deleted and
+    // made again at the same path often has the same (device, inode); its birth time differs.
+    if (identity->creationDate) json["created"] = *identity->creationDate;
     const std::string text = json.dump();
     return QByteArray(text.data(), static_cast<qsizetype>(text.size()));
 }
@@ -45,9 +48,13 @@ Result<ResolvedFolderBookmark> resolveFolderBookmark(const QByteArray& bookmark)
     }
     const auto identity = captureIdentity(resolved.path);
     if (!identity) return fail("The folder cannot be read: " + resolved.path);
+    const auto created = json.find("created");
+    const bool bornAgain =
+        created != json.end() && (!created->is_number() || !identity->creationDate ||
+                                  *identity->creationDate != created->get<double>());
     resolved.isStale = identity->isDirectory != true ||
                        identity->systemNumber != device->get<uint64_t>() ||
-                       identity->systemFileNumber != inode->get<uint64_t>();
+                       identity->systemFileNumber != inode->get<uint64_t>() || bornAgain;
     return resolved;
 }
 

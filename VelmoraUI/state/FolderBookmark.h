@@ -1,9 +1,10 @@
 #pragma once
 // The Linux form of a kept folder grant: the folder's standardized path and its identity
-// (device and inode) when it was chosen, as opaque bytes. Resolving it looks at whatever is at
-// that path now: the same directory resolves cleanly; another object (the folder was deleted
-// and re-created, replaced by another folder or by a symbolic link) makes the bookmark stale,
-// so nothing is cleaned in a folder the person never chose. Reads the file system; thread-safe.
+// (device, inode and, where the file system records it, birth time) when it was chosen, as opaque
+// bytes. Resolving it looks at whatever is at that path now: the same directory resolves cleanly;
+// another object (the folder was deleted and re-created, replaced by another folder or by a
+// symbolic link) makes the bookmark stale, so nothing is cleaned in a folder the person never
+// chose. Reads the file system; thread-safe.
 #include <QByteArray>
 #include <string>
 
