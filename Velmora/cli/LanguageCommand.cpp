@@ -34,13 +34,17 @@ std::string_view rawValue(Source source) {
 std::pair<AppLanguage, Source> currentLanguage(const LanguageCommandOptions& options,
                                                const QSettings& settings) {
     if (options.runLanguage) return {*options.runLanguage, Source::runOption};
-    if (auto stored = storedLanguage(settings)) {
-        if (auto l = normalizedLanguage(*stored)) return {*l, Source::stored};
+    const LanguageResolution r =
+        resolveLanguage(storedLanguage(settings), systemPreferredLanguages());
+    switch (r.source) {
+        case LanguageSource::stored:
+            return {r.language, Source::stored};
+        case LanguageSource::system:
+            return {r.language, Source::system};
+        case LanguageSource::fallback:
+            break;
     }
-    for (const auto& identifier : systemPreferredLanguages()) {
-        if (auto l = normalizedLanguage(identifier)) return {*l, Source::system};
-    }
-    return {AppLanguage::english, Source::fallback};
+    return {r.language, Source::fallback};
 }
 
 std::string named(AppLanguage language) {

@@ -129,15 +129,20 @@ std::optional<AppLanguage> normalizedLanguage(std::string_view identifier) {
     return std::nullopt;
 }
 
-AppLanguage resolvedLanguage(const std::optional<std::string>& stored,
-                             const std::vector<std::string>& preferred) {
+LanguageResolution resolveLanguage(const std::optional<std::string>& stored,
+                                   const std::vector<std::string>& preferred) {
     if (stored) {
-        if (auto l = normalizedLanguage(*stored)) return *l;
+        if (auto l = normalizedLanguage(*stored)) return {*l, LanguageSource::stored};
     }
     for (const auto& p : preferred) {
-        if (auto l = normalizedLanguage(p)) return *l;
+        if (auto l = normalizedLanguage(p)) return {*l, LanguageSource::system};
     }
-    return AppLanguage::english;
+    return {};
+}
+
+AppLanguage resolvedLanguage(const std::optional<std::string>& stored,
+                             const std::vector<std::string>& preferred) {
+    return resolveLanguage(stored, preferred).language;
 }
 
 std::vector<std::string> systemPreferredLanguages() {

@@ -46,8 +46,20 @@ std::string_view languageName(AppLanguage language);
 /// language, or nothing ("pt-BR").
 std::optional<AppLanguage> normalizedLanguage(std::string_view identifier);
 
-/// The language to use now: the stored value when it is exactly a code or normalizes, else the
-/// first of `preferred` that normalizes, else English.
+/// Which rule chose a resolved language.
+enum class LanguageSource { stored, system, fallback };
+
+struct LanguageResolution {
+    AppLanguage language = AppLanguage::english;
+    LanguageSource source = LanguageSource::fallback;
+};
+
+/// The language to use now, and the rule that chose it: the stored value when it is exactly a
+/// code or normalizes, else the first of `preferred` that normalizes, else English.
+LanguageResolution resolveLanguage(const std::optional<std::string>& stored,
+                                   const std::vector<std::string>& preferred);
+
+/// `resolveLanguage(stored, preferred).language`.
 AppLanguage resolvedLanguage(const std::optional<std::string>& stored,
                              const std::vector<std::string>& preferred);
 

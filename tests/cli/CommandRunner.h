@@ -120,6 +120,14 @@ class CommandHome {
         return run(argv, options);
     }
 
+    /// The JSON printed by `velmora <args...> --json`, expecting exit status 0.
+    nlohmann::json velmoraJSON(std::vector<std::string> args) {
+        args.push_back("--json");
+        const Outcome o = velmora(args);
+        EXPECT_EQ(o.status, 0) << o.err;
+        return nlohmann::json::parse(o.out, nullptr, false);
+    }
+
     /// The report of `scan --json <extra...>`, also saved to `reportFile`.
     nlohmann::json scan(const std::vector<std::string>& extra = {}) {
         std::vector<std::string> args = {"scan", "--json"};

@@ -13,14 +13,6 @@ namespace {
 
 using test::CommandHome;
 
-nlohmann::json folders(CommandHome& h, std::vector<std::string> args) {
-    args.insert(args.begin(), "folders");
-    args.push_back("--json");
-    const test::Outcome o = h.velmora(args);
-    EXPECT_EQ(o.status, 0) << o.err;
-    return nlohmann::json::parse(o.out, nullptr, false);
-}
-
 bool scansFolder(const nlohmann::json& report, const std::string& folder) {
     for (const auto& url : report["scannedRoots"]) {
         if (test::pathOfFileURL(url.get<std::string>()) == folder) return true;
@@ -31,12 +23,12 @@ bool scansFolder(const nlohmann::json& report, const std::string& folder) {
 TEST(FoldersCommandTest, AKeptFolderIsScannedUntilItIsReplacedOrRemoved) {
     CommandHome h;
     const std::string kept = h.tree.dir("home/Projects/build-output");
-    auto list = folders(h, {"add", kept});
+    auto list = h.velmoraJSON({"folders", "add", kept});
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list[0]["path"], kept);
     EXPECT_TRUE(list[0]["usable"]);
     // Adding it again keeps one entry.
-    EXPECT_EQ(folders(h, {"add", kept}).size(), 1u);
+    EXPECT_EQ(h.velmoraJSON({"folders", "add", kept}).size(), 1u);
     EXPECT_TRUE(scansFolder(h.scan(), kept));
     // The same folder typed for one run is scanned once.
     const auto both = h.scan({"--folder", kept});
@@ -47,7 +39,7 @@ TEST(FoldersCommandTest, AKeptFolderIsScannedUntilItIsReplacedOrRemoved) {
     // Another folder at the same path is not the one that was granted.
     std::filesystem::remove_all(kept);
     h.tree.dir("home/Projects/build-output");
-    list = folders(h, {});
+    list = h.velmoraJSON({"folders"});
     EXPECT_FALSE(list[0]["usable"]);
     const auto report = h.scan();
     EXPECT_FALSE(scansFolder(report, kept));
@@ -57,7 +49,7 @@ TEST(FoldersCommandTest, AKeptFolderIsScannedUntilItIsReplacedOrRemoved) {
     }
     EXPECT_TRUE(reported) << report["skippedItems"].dump();
 
-    EXPECT_TRUE(folders(h, {"remove", list[0]["id"].get<std::string>()}).empty());
+    EXPECT_TRUE(h.velmoraJSON({"folders", "remove", list[0]["id"].get<std::string>()}).empty());
 }
 
 TEST(FoldersCommandTest, RefusedFoldersAndUnknownIdsChangeNothing) {

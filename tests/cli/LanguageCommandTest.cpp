@@ -10,15 +10,10 @@ namespace {
 
 using test::CommandHome;
 
-nlohmann::json parsed(const test::Outcome& o) {
-    EXPECT_EQ(o.status, 0) << o.err;
-    return nlohmann::json::parse(o.out, nullptr, false);
-}
-
 TEST(LanguageCommandTest, TheRulesApplyInOrder) {
     CommandHome h;
     h.environment = {"LC_ALL=de_DE.UTF-8"};
-    auto shown = parsed(h.velmora({"language", "--json"}));
+    auto shown = h.velmoraJSON({"language"});
     EXPECT_EQ(shown["language"], "de");
     EXPECT_EQ(shown["source"], "system");
     EXPECT_EQ(shown["languages"].size(), 8u);
@@ -29,11 +24,11 @@ TEST(LanguageCommandTest, TheRulesApplyInOrder) {
     EXPECT_NE(
         test::readFile(h.homePath(".config/Velmora/Velmora.conf")).find("velmora.language=zh-Hant"),
         std::string::npos);
-    shown = parsed(h.velmora({"language", "--json"}));
+    shown = h.velmoraJSON({"language"});
     EXPECT_EQ(shown["language"], "zh-Hant");
     EXPECT_EQ(shown["source"], "preferences");
 
-    shown = parsed(h.velmora({"--language", "ja", "language", "--json"}));
+    shown = h.velmoraJSON({"--language", "ja", "language"});
     EXPECT_EQ(shown["language"], "ja");
     EXPECT_EQ(shown["source"], "option");
     const test::Outcome human = h.velmora({"language", "--language", "fr"});
@@ -44,7 +39,7 @@ TEST(LanguageCommandTest, TheRulesApplyInOrder) {
 
     h.environment = {"LC_ALL=pt_BR.UTF-8", "LANGUAGE="};
     std::remove(h.homePath(".config/Velmora/Velmora.conf").c_str());
-    shown = parsed(h.velmora({"language", "--json"}));
+    shown = h.velmoraJSON({"language"});
     EXPECT_EQ(shown["language"], "en");
 }
 
@@ -68,7 +63,7 @@ TEST(LanguageCommandTest, ADamagedPreferenceFileIsSetAsideWithASentence) {
     const test::Outcome o = h.velmora({"language", "es"});
     EXPECT_EQ(o.status, 0) << o.err;
     EXPECT_NE(o.err.find("Velmora.conf.damaged-"), std::string::npos) << o.err;
-    EXPECT_EQ(parsed(h.velmora({"language", "--json"}))["language"], "es");
+    EXPECT_EQ(h.velmoraJSON({"language"})["language"], "es");
 }
 
 }  // namespace

@@ -10,25 +10,18 @@ namespace {
 
 using test::CommandHome;
 
-nlohmann::json review(CommandHome& h, std::vector<std::string> args) {
-    args.insert(args.begin(), "review");
-    args.push_back("--json");
-    const test::Outcome o = h.velmora(args);
-    EXPECT_EQ(o.status, 0) << o.err;
-    return nlohmann::json::parse(o.out, nullptr, false);
-}
-
 TEST(ReviewCommandTest, ActionsAreKeptInTheSharedValueForms) {
     CommandHome h;
     const std::string conf = h.homePath(".config/Velmora/Velmora.conf");
-    auto state = review(h, {});
+    auto state = h.velmoraJSON({"review"});
     EXPECT_EQ(state["cadence"], "weekly");
     EXPECT_EQ(state["profile"], "balanced");
     EXPECT_EQ(state["status"]["kind"], "notStarted");
 
-    EXPECT_EQ(review(h, {"cadence", "monthly"})["cadence"], "monthly");
-    EXPECT_EQ(review(h, {"profile", "developerCaches"})["profile"], "developerCaches");
-    state = review(h, {"done"});
+    EXPECT_EQ(h.velmoraJSON({"review", "cadence", "monthly"})["cadence"], "monthly");
+    EXPECT_EQ(h.velmoraJSON({"review", "profile", "developerCaches"})["profile"],
+              "developerCaches");
+    state = h.velmoraJSON({"review", "done"});
     EXPECT_EQ(state["status"]["kind"], "upcoming");
     EXPECT_EQ(state["status"]["daysUntilNextReview"], 30);
     const std::string text = test::readFile(conf);
@@ -37,7 +30,7 @@ TEST(ReviewCommandTest, ActionsAreKeptInTheSharedValueForms) {
                              "velmora.cleanupReviewLoop.lastReviewedAt=1"}) {
         EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
     }
-    EXPECT_EQ(review(h, {"cadence", "off"})["status"]["kind"], "disabled");
+    EXPECT_EQ(h.velmoraJSON({"review", "cadence", "off"})["status"]["kind"], "disabled");
 
     const test::Outcome korean = h.velmora({"--language", "ko", "review"});
     EXPECT_NE(korean.out.find("주기: 끔"), std::string::npos) << korean.out;
