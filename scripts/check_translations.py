@@ -22,6 +22,7 @@ Call forms whose English text is extracted (comments and string contents are ski
     copy.text("English", "Korean")            copy declared in the same file as a VelmoraCopy
     VelmoraCopy{language}.text("English", "Korean")
     anything.text("English", "Korean")        two literal arguments: taken for a VelmoraCopy
+    CopyPair{"English", "Korean"}             a text written into a table ahead of use
 
 The English argument may be several adjacent literals ("Nothing was " "moved.") with the
 usual escapes (\\", \\n, \\x41, \\u00e9), with or without a u8 prefix, or a raw literal
@@ -223,6 +224,12 @@ def extract(path, source):
     for k, t in enumerate(toks):
         if t[0] == "marker":
             found.append((t[1], f"{path}:{t[2]}"))
+            continue
+        if t[0] == "ident" and t[1] == "CopyPair" and k + 1 < len(toks) and \
+                toks[k + 1][:2] == ("punct", "{"):
+            args = arguments(toks, k + 1)
+            if len(args) == 2 and all(literal_value(a) is not None for a in args):
+                found.append((literal_value(args[0]), f"{path}:{t[2]}"))
             continue
         if t[0] != "ident" or k + 1 >= len(toks) or toks[k + 1][:2] != ("punct", "("):
             continue

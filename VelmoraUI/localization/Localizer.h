@@ -30,6 +30,18 @@ struct VelmoraCopy {
     }
 };
 
+/// An English text with its Korean form, for tables of texts written ahead of their use (the
+/// reasons the core makes, titles of enumerations). Write each entry as
+/// `CopyPair{"English", "Korean"}`: the translation check reads that form.
+struct CopyPair {
+    std::string_view english;
+    std::string_view korean;
+
+    std::string in(AppLanguage language) const {
+        return VelmoraCopy{language}.text(english, korean);
+    }
+};
+
 /// Texts looked up by a key instead of by their English form; every language has each one.
 enum class VelmoraI18nKey {
     languageTitle,

@@ -59,6 +59,9 @@ class CallSites(unittest.TestCase):
             ('VelmoraCopy{l}.text("Missing", korean);', 6),
             ('label.text("Missing", "k");', 6),  # two literals: taken for a copy
             ('label.text("Not a copy", k);', 0),
+            ('constexpr CopyPair kA[] = {CopyPair{"Missing", "k"}};', 6),
+            ('CopyPair{"Miss" "ing", u8"k"}.in(l);', 6),
+            ('CopyPair{english, "k"};', 0),
             ('localized(name + "Missing", l);', 0),  # built at run time: needs an example
             ('// localized("Missing", l);\n/* localized("Missing", l); */', 0),
             ('auto s = "localized(\\"Missing\\", l)";', 0),
