@@ -29,9 +29,10 @@ bench: setup
 	bench/run.sh
 	bench/dups.sh 2000 build/release
 
-# The history loader and the ignore-list decoder under libFuzzer (clang, AddressSanitizer, UBSan)
-# for FUZZ_SECONDS each, starting from the seeds in fuzz/corpus and fuzz/ignore-list-corpus; new
-# inputs they find are kept in build/fuzz/corpus and build/fuzz/ignore-list-corpus.
+# The history loader and the preference-blob decoders (ignore list, kept folders, home grant,
+# metric history) under libFuzzer (clang, AddressSanitizer, UBSan) for FUZZ_SECONDS each,
+# starting from the seeds in fuzz/corpus and fuzz/<blob>-corpus; new inputs they find are kept
+# in build/fuzz/corpus and build/fuzz/<blob>-corpus.
 FUZZ_SECONDS ?= 60
 fuzz: setup
 	VELMORA_FUZZ_TOOLS=1 scripts/setup.sh
@@ -43,6 +44,11 @@ fuzz: setup
 	mkdir -p build/fuzz/ignore-list-corpus
 	build/fuzz/bin/ignore_list_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
 		build/fuzz/ignore-list-corpus fuzz/ignore-list-corpus
+	for blob in folders home-grant metric-history; do \
+		mkdir -p build/fuzz/$$blob-corpus && \
+		build/fuzz/bin/$$(echo $$blob | tr - _)_fuzzer -max_total_time=$(FUZZ_SECONDS) \
+			-max_len=65536 build/fuzz/$$blob-corpus fuzz/$$blob-corpus || exit 1; \
+	done
 
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
