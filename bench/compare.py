@@ -5,6 +5,7 @@ usage: compare.py scan VELMORA HOME CATALOGUE   # direct-mode scan of all roots 
        compare.py trash VELMORA DIR [ITEMS] [RUNS] # moving ITEMS (1000) folders to the Trash vs trash-put
        compare.py huge VELMORA DIR [ITEMS]          # scan and clean of ITEMS (1000000) files in one folder
        compare.py insights VELMORA HOME             # insight scan of a whole Linux home vs `du -sk HOME`
+       compare.py localized VELMORA HOME LANGUAGE   # the human scan table in LANGUAGE vs in English
 
 Prints one Markdown table row per comparison: the command pair, wall times (scan: hyperfine
 means, warm cache, several runs; trash: medians of RUNS (7) interleaved runs on fresh copies),
@@ -223,6 +224,24 @@ def insights(velmora, home):
           f"| **{ours/theirs:.2f}**{floor_note} | {mem:.1f} MiB |")
 
 
+def localized(velmora, home, language="ja"):
+    """The cost of speaking the person's language: the same direct-mode scan with its human
+    table (every candidate, skip reason and total) printed in LANGUAGE and in English. The
+    preference file is pointed at an empty folder so only --language decides."""
+    os.environ["XDG_CONFIG_HOME"] = tempfile.mkdtemp(prefix="velmora-bench-config-")
+    def cmd(lang):
+        return [velmora, "--home", home, "--catalogue", "linux", "--language", lang, "scan",
+                "--mode", "direct", "--allow-direct", "--quiet"]
+    report = json.loads(subprocess.run(cmd(language)[:-1] + ["--json", "--quiet"], check=True,
+                                       stdout=subprocess.PIPE).stdout)
+    means, sds = hyperfine([quote(cmd(language)), quote(cmd("en"))], runs=20, warmup=3)
+    ours, theirs = means
+    print(f"| human scan table of {len(report['candidates'])} candidates in {language} vs en "
+          f"| {language} {ours*1000:.0f} ms ± {sds[0]*1000:.0f} | en {theirs*1000:.0f} ms ± {sds[1]*1000:.0f} "
+          f"| **{ours/theirs:.3f}** | |")
+
+
 if __name__ == "__main__":
     kind = sys.argv[1]
-    {"scan": scan, "trash": trash, "huge": huge, "insights": insights}[kind](*sys.argv[2:])
+    {"scan": scan, "trash": trash, "huge": huge, "insights": insights,
+     "localized": localized}[kind](*sys.argv[2:])
