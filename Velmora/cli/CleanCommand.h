@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "CleanerCore/workflows/ScanSetup.h"
+#include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora::cli {
 
@@ -25,6 +26,8 @@ struct CleanCommandOptions {
     bool json = false;
     /// Only the results: no progress, and no list of the selection unless a question needs it.
     bool quiet = false;
+    /// The language of the human output and of the messages on standard error.
+    AppLanguage language = AppLanguage::english;
 };
 int runCleanCommand(const CleanCommandOptions& options);
 
@@ -35,6 +38,7 @@ struct RestoreCommandOptions {
     std::vector<std::string> paths;  ///< restrict to these items of the entry
     bool yes = false;
     bool json = false;
+    AppLanguage language = AppLanguage::english;
 };
 int runRestoreCommand(const RestoreCommandOptions& options);
 

@@ -12,7 +12,10 @@
 #include "CleanerCore/review/CleanupStorageImpactReport.h"
 #include "CleanerCore/scanning/DistinctBytes.h"
 #include "Velmora/cli/Output.h"
+#include "VelmoraUI/dashboard/CleanupTexts.h"
+#include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/Formatting.h"
+#include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora::cli {
 
@@ -34,29 +37,28 @@ std::string formatLocalTime(Date date) {
 }
 
 void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate>& selection,
-                           const std::string& home) {
+                           const std::string& home, AppLanguage language) {
     const CleanupSelectionPreview preview = CleanupSelectionPreview::make(selection);
-    out << countText(preview.count, "item", "items") << ", " << formatBytes(preview.bytes)
-        << " selected.\n";
+    out << selectionSummaryText(preview.count, preview.bytes, language) << "\n";
     const auto& s = preview.safetyBreakdown;
-    out << "  By safety: " << s.safeCount << " " << displayName(CleanupSafety::safe) << ", "
-        << s.cautionCount << " " << displayName(CleanupSafety::caution) << ", "
-        << s.manualReviewCount << " " << displayName(CleanupSafety::manualReview) << "\n";
-    out << "  By category:\n";
+    out << "  " << safetyBreakdownText(s.safeCount, s.cautionCount, s.manualReviewCount, language)
+        << "\n";
+    out << "  " << VelmoraCopy{language}.text("By category:", "종류별:") << "\n";
     for (const auto& c : preview.categorySummaries) {
-        out << "    " << displayName(c.category) << ": " << countText(c.count, "item", "items")
-            << ", " << formatBytes(c.bytes) << "\n";
+        out << "    " << categoryTitle(c.category, language) << ": "
+            << itemsAndBytesText(c.count, c.bytes, language) << "\n";
     }
     out << "\n";
     for (const auto& c : selection) {
-        out << padLeft(formatBytes(c.sizeBytes), 10) << "  " << shown(c.url.path, home) << "\n";
+        out << padLeft(bytesText(c.sizeBytes, language), 10) << "  " << shown(c.url.path, home)
+            << "\n";
     }
     out << "\n";
 }
 
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home, CleanupHistoryRecord record) {
-    CleanResultTextWriter writer(mode, home);
+                      const std::string& home, CleanupHistoryRecord record, AppLanguage language) {
+    CleanResultTextWriter writer(mode, home, language);
     writer.reserve(result.cleanedItems.size());
     std::vector<const CleanupCandidate*> cleaned;
     for (const auto& item : result.cleanedItems) {
@@ -74,46 +76,58 @@ void CleanResultTextWriter::add(const CleanedItem& item) {
 
 void CleanResultTextWriter::finish(std::ostream& out, bool wasCancelled, int64_t cleanedBytes,
                                    CleanupHistoryRecord record) const {
+    const VelmoraCopy copy{language_};
     const bool trash = mode_ == CleaningMode::moveToTrash;
+    const std::string movedLabel =
+        trash ? copy.text("Moved to Trash:", "휴지통으로 옮김:") : copy.text("Deleted:", "삭제함:");
+    const std::string nowAt = copy.text("now at", "현재 위치:");
     for (const auto& item : cleaned_) {
-        out << (trash ? "Moved to Trash: " : "Deleted: ") << shown(item.path, home_) << "\n";
+        out << movedLabel << " " << shown(item.path, home_) << "\n";
         if (record == CleanupHistoryRecord::notWritten && !item.destination.empty()) {
-            out << "    now at " << shown(item.destination, home_) << "\n";
+            out << "    " << nowAt << " " << shown(item.destination, home_) << "\n";
         }
     }
     // A deletion that stopped part-way left the item no longer whole: it is neither "not
     // deleted" nor "left in place".
-    size_t partlyDeleted = 0;
+    const std::string partlyLabel = copy.text("Partly deleted:", "일부 삭제됨:");
+    const std::string notLabel = trash ? copy.text("Not moved:", "옮기지 않음:")
+                                       : copy.text("Not deleted:", "삭제하지 않음:");
+    int64_t partlyDeleted = 0;
     for (const auto& item : failed_) {
         const bool partly = !trash && item.reason.starts_with(kPartlyDeletedReasonStart);
         if (partly) ++partlyDeleted;
-        out << (partly  ? "Partly deleted: "
-                : trash ? "Not moved: "
-                        : "Not deleted: ")
-            << shown(item.candidate.url.path, home_) << "\n    " << printable(item.reason) << "\n";
+        out << (partly ? partlyLabel : notLabel) << " " << shown(item.candidate.url.path, home_)
+            << "\n    " << printable(presentedReason(item.reason, language_)) << "\n";
     }
     out << "\n"
-        << countText(static_cast<int64_t>(cleaned_.size()), "item", "items") << " ("
-        << formatBytes(cleanedBytes) << ") " << (trash ? "moved to the Trash" : "deleted");
-    if (failed_.size() > partlyDeleted) {
-        out << ", " << failed_.size() - partlyDeleted << " left in place";
-    }
-    if (partlyDeleted > 0) out << ", " << partlyDeleted << " partly deleted";
-    out << ".";
-    if (wasCancelled) out << " Cancelled: the remaining items were not touched.";
+        << cleanupSummaryText(
+               {mode_, static_cast<int64_t>(cleaned_.size()), cleanedBytes,
+                static_cast<int64_t>(failed_.size()) - partlyDeleted, partlyDeleted, wasCancelled},
+               language_);
     if (trash && !cleaned_.empty()) {
         switch (record) {
             case CleanupHistoryRecord::withItems:
-                out << "\nTo put them back: velmora restore --last";
+                out << "\n"
+                    << copy.text("To put them back: velmora restore --last",
+                                 "되돌리려면: velmora restore --last");
                 break;
             case CleanupHistoryRecord::withoutItems:
-                out << "\nThe history could not keep the list of so many items; they can be put "
-                       "back from your desktop's Trash.";
+                out << "\n"
+                    << copy.text(
+                           "The history could not keep the list of so many items; they can "
+                           "be put back from your desktop's Trash.",
+                           "항목이 너무 많아 기록에 목록을 남기지 못했습니다. 데스크톱의 "
+                           "휴지통에서 되돌릴 수 있습니다.");
                 break;
             case CleanupHistoryRecord::notWritten:
-                out << "\nThis cleanup is not in the history, so `velmora restore` cannot put "
-                       "these items back; each one's place in the Trash is listed above, and your "
-                       "desktop's Trash can put them back.";
+                out << "\n"
+                    << copy.text(
+                           "This cleanup is not in the history, so `velmora restore` cannot put "
+                           "these items back; each one's place in the Trash is listed above, and "
+                           "your desktop's Trash can put them back.",
+                           "이 정리는 기록에 없으므로 `velmora restore`로 되돌릴 수 없습니다. "
+                           "각 항목의 휴지통 위치가 위에 나와 있으며, 데스크톱의 휴지통에서 "
+                           "되돌릴 수 있습니다.");
                 break;
         }
     }
@@ -142,22 +156,23 @@ void CleanResultJSONWriter::finish(bool wasCancelled) {
     out_ << "  \"wasCancelled\": " << (wasCancelled ? "true" : "false") << "\n}\n";
 }
 
-void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home) {
+void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home,
+                        AppLanguage language) {
+    const VelmoraCopy copy{language};
+    const std::string restoredLabel = copy.text("Restored:", "복원함:");
     for (const auto& item : result.restoredItems) {
-        out << "Restored: " << shown(item.restoredURL.path, home) << "\n";
+        out << restoredLabel << " " << shown(item.restoredURL.path, home) << "\n";
     }
+    const std::string notLabel = copy.text("Not restored:", "복원하지 않음:");
     for (const auto& item : result.failedItems) {
-        out << "Not restored: " << shown(item.cleanedItem.candidate.url.path, home) << "\n    "
-            << printable(item.reason) << "\n";
+        out << notLabel << " " << shown(item.cleanedItem.candidate.url.path, home) << "\n    "
+            << printable(presentedReason(item.reason, language)) << "\n";
     }
     out << "\n"
-        << countText(static_cast<int64_t>(result.restoredItems.size()), "item", "items")
-        << " restored";
-    if (!result.failedItems.empty())
-        out << ", " << result.failedItems.size() << " left in the Trash";
-    out << ".";
-    if (result.wasCancelled) out << " Cancelled: the remaining items stay in the Trash.";
-    out << "\n";
+        << restoreSummaryText(static_cast<int64_t>(result.restoredItems.size()),
+                              static_cast<int64_t>(result.failedItems.size()), result.wasCancelled,
+                              language)
+        << "\n";
 }
 
 void printHistory(std::ostream& out, const std::vector<CleanupAuditEntry>& entries,

@@ -9,19 +9,22 @@
 #include "CleanerCore/cleaning/CleaningModel.h"
 #include "CleanerCore/workflows/CleanupRun.h"
 #include "Velmora/cli/Output.h"
+#include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora::cli {
 
+/// The texts are in `language` (paths, sizes' digits and units stay as they are).
 /// The confirmation summary: count and bytes, then the split by safety and by category, then
 /// every selected item.
 void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate>& selection,
-                           const std::string& home);
+                           const std::string& home, AppLanguage language);
 
 /// One line per item (moved / refused with its reason), then a summary sentence and how to undo
 /// it. When the history was not written, each moved item's place in the Trash is listed too:
 /// the output is then the only record of where the items went.
 void printCleanResult(std::ostream& out, const CleanResult& result, CleaningMode mode,
-                      const std::string& home, CleanupHistoryRecord record);
+                      const std::string& home, CleanupHistoryRecord record,
+                      AppLanguage language = AppLanguage::english);
 /// The result as JSON (the CleanResult record), one document followed by a newline: the text of
 /// dumpJSON(json(result), true), written one item at a time.
 void printCleanResultJSON(std::ostream& out, const CleanResult& result);
@@ -31,7 +34,8 @@ void printCleanResultJSON(std::ostream& out, const CleanResult& result);
 /// moved item's path and place in the Trash are kept, and the failed items.
 class CleanResultTextWriter {
   public:
-    CleanResultTextWriter(CleaningMode mode, std::string home) : mode_(mode), home_(home) {}
+    CleanResultTextWriter(CleaningMode mode, std::string home, AppLanguage language)
+        : mode_(mode), home_(std::move(home)), language_(language) {}
     void reserve(size_t count) { cleaned_.reserve(count); }
     void add(const CleanedItem& item);
     void add(FailedCleanItem item) { failed_.push_back(std::move(item)); }
@@ -46,6 +50,7 @@ class CleanResultTextWriter {
     };
     CleaningMode mode_;
     std::string home_;
+    AppLanguage language_;
     std::vector<Cleaned> cleaned_;
     std::vector<FailedCleanItem> failed_;
 };
@@ -65,7 +70,8 @@ class CleanResultJSONWriter {
     JSONArrayMemberWriter cleaned_;
     std::vector<FailedCleanItem> failed_;
 };
-void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home);
+void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home,
+                        AppLanguage language);
 
 /// The history, newest first: one block per entry.
 void printHistory(std::ostream& out, const std::vector<CleanupAuditEntry>& entries,

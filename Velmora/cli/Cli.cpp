@@ -3,9 +3,11 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
+#include <QSettings>
 #include <iostream>
 
 #include "CleanerCore/base/PrintableText.h"
+#include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "Velmora/cli/CleanCommand.h"
 #include "Velmora/cli/ExitStatus.h"
@@ -15,6 +17,8 @@
 #include "Velmora/cli/LanguageCommand.h"
 #include "Velmora/cli/ReviewCommand.h"
 #include "Velmora/cli/ScanCommand.h"
+#include "VelmoraUI/localization/LanguagePreference.h"
+#include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora::cli {
 
@@ -34,11 +38,37 @@ std::string commandWord(int argc, char** argv) {
     return {};
 }
 
+// The language of a message about the command line itself, said before the line is parsed:
+// the --language given (as `--language CODE` or `--language=CODE`), else the kept language read
+// without changing anything, else the system's.
+AppLanguage languageOfCommandLine(int argc, char** argv) {
+    std::optional<std::string> home, code;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view a = argv[i];
+        for (auto [name, to] : {std::pair{std::string_view("--home"), &home},
+                                std::pair{std::string_view("--language"), &code}}) {
+            if (a == name && i + 1 < argc) *to = argv[i + 1];
+            if (a.starts_with(name) && a.size() > name.size() && a[name.size()] == '=')
+                *to = std::string(a.substr(name.size() + 1));
+        }
+    }
+    if (code) {
+        if (auto language = normalizedLanguage(*code)) return *language;
+    }
+    const UserEnvironment environment =
+        currentUserEnvironment(home ? std::optional(absolutePathFromArgument(*home)) : home);
+    const QSettings settings(
+        QString::fromStdString(environment.xdgConfigHome + "/Velmora/Velmora.conf"),
+        QSettings::IniFormat);
+    return resolvedLanguage(settings);
+}
+
 // The problem a person meets first when reading the command line from the left. The parser
 // checks values only after it has read every argument, and unexpected arguments last, so the
 // error it throws need not be the first: parse ever longer beginnings of the line and report
 // the first error that is not merely the line ending early.
-std::string firstParseProblem(CLI::App& app, int argc, char** argv, const CLI::ParseError& error) {
+std::string firstParseProblem(CLI::App& app, int argc, char** argv, const CLI::ParseError& error,
+                              AppLanguage language) {
     const std::string word = commandWord(argc, argv);
     const CLI::App& top = app;
     const auto commands = top.get_subcommands([](const CLI::App*) { return true; });
@@ -49,7 +79,13 @@ std::string firstParseProblem(CLI::App& app, int argc, char** argv, const CLI::P
         for (const auto* c : commands) {
             names += (names.empty() ? "" : ", ") + c->get_name();
         }
-        return "unknown command '" + printable(word) + "'. The commands are: " + names + ".";
+        const std::string shown = printable(word);
+        // clang-format off
+        // i18n-example: "unknown command 'sacn'. The commands are: scan, clean, restore, history, insights, language, folders, review."
+        // clang-format on
+        return VelmoraCopy{language}.text(
+            "unknown command '" + shown + "'. The commands are: " + names + ".",
+            "알 수 없는 명령 '" + shown + "'입니다. 명령은 " + names + "입니다.");
     }
     for (int end = 2; end < argc; ++end) {
         app.clear();
@@ -231,8 +267,11 @@ int run(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         if (e.get_exit_code() == 0) return app.exit(e);
-        std::cerr << "velmora: " << firstParseProblem(app, argc, argv, e)
-                  << "\nRun `velmora --help` for usage.\n";
+        const AppLanguage lineLanguage = languageOfCommandLine(argc, argv);
+        std::cerr << "velmora: " << firstParseProblem(app, argc, argv, e, lineLanguage) << "\n"
+                  << VelmoraCopy{lineLanguage}.text("Run `velmora --help` for usage.",
+                                                    "사용법은 `velmora --help`로 확인하세요.")
+                  << "\n";
         return kExitRefused;
     }
 
@@ -246,8 +285,11 @@ int run(int argc, char** argv) {
     if (home) {
         auto st = statPath(*home);
         if (!st || !S_ISDIR(st->st_mode)) {
-            std::cerr << "velmora: the home folder does not exist or is not a folder: " << *home
-                      << "\n";
+            std::cerr << "velmora: "
+                      << VelmoraCopy{languageOfCommandLine(argc, argv)}.text(
+                             "the home folder does not exist or is not a folder: ",
+                             "홈 폴더가 없거나 폴더가 아닙니다: ")
+                      << *home << "\n";
             return kExitRefused;
         }
     }
@@ -260,22 +302,23 @@ int run(int argc, char** argv) {
         }
     }
     const Catalogue chosen = *catalogueFromRaw(catalogue);
+    // The kept folders and the language of the run come from the same preferences.
     auto finish = [&](ScanRequest& request, const ScanFlags& flags) {
         request.homeOverride = home;
         request.catalogue = chosen;
         request.mode = *scanModeFromRaw(flags.mode);
-        addKeptFolders(request, chosenLanguage);
+        return addKeptFolders(request, chosenLanguage);
     };
     if (scanCommand->parsed()) {
-        finish(scan.request, scanFlags);
+        scan.language = finish(scan.request, scanFlags);
         return runScanCommand(scan);
     }
     if (cleanCommand->parsed()) {
-        finish(clean.request, cleanFlags);
+        clean.language = finish(clean.request, cleanFlags);
         return runCleanCommand(clean);
     }
     if (restoreCommand->parsed()) {
-        finish(restore.request, restoreFlags);
+        restore.language = finish(restore.request, restoreFlags);
         return runRestoreCommand(restore);
     }
     if (insightsCommand->parsed()) {

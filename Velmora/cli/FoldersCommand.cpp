@@ -119,10 +119,10 @@ int runFoldersCommand(const FoldersCommandOptions& options) {
     return list(store, rules, preferences.language, options.json);
 }
 
-void addKeptFolders(ScanRequest& request, std::optional<AppLanguage> runLanguage) {
+AppLanguage addKeptFolders(ScanRequest& request, std::optional<AppLanguage> runLanguage) {
     CommandPreferences preferences = openCommandPreferences(request.homeOverride, runLanguage);
     CustomScanFolderStore store(*preferences.file.settings, preferences.language);
-    if (store.folders().empty()) return;
+    if (store.folders().empty()) return preferences.language;
     const ScanRootRules rules =
         scanRootRules(currentUserEnvironment(request.homeOverride), request.catalogue);
     CustomScanFolderResolution resolution = resolveCustomScanFolders(store.folders(), rules);
@@ -132,6 +132,7 @@ void addKeptFolders(ScanRequest& request, std::optional<AppLanguage> runLanguage
             [&](const std::string& typed) { return standardizePath(typed) == r.path; });
     });
     resolution.addTo(request);
+    return preferences.language;
 }
 
 }  // namespace velmora::cli

@@ -24,7 +24,9 @@ struct FoldersCommandOptions {
 int runFoldersCommand(const FoldersCommandOptions& options);
 
 /// Adds the kept folders the scan can use to `request` (those it cannot, with their reasons,
-/// as unavailable folders the report lists), skipping any the request already names.
-void addKeptFolders(ScanRequest& request, std::optional<AppLanguage> runLanguage);
+/// as unavailable folders the report lists), skipping any the request already names. Returns
+/// the language of the run (`runLanguage`, else the kept or the system's), read from the same
+/// preferences.
+AppLanguage addKeptFolders(ScanRequest& request, std::optional<AppLanguage> runLanguage);
 
 }  // namespace velmora::cli

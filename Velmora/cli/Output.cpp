@@ -9,11 +9,16 @@
 
 #include "CleanerCore/scanning/DistinctBytes.h"
 #include "CleanerCore/scanning/ModelJson.h"
+#include "VelmoraUI/dashboard/CleanupTexts.h"
+#include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/Formatting.h"
+#include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora::cli {
 
-void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home) {
+void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home,
+                     AppLanguage language) {
+    const VelmoraCopy copy{language};
     int64_t selectedCount = 0;
     // Every byte once: nested candidates and further hard links add nothing to a total.
     std::vector<const CleanupCandidate*> all, selected;
@@ -23,35 +28,37 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
     }
     const int64_t total = distinctBytes(all), selectedBytes = distinctBytes(selected);
     if (report.candidates.empty()) {
-        out << "Nothing to clean: no candidates were found.\n";
+        out << copy.text("Nothing to clean: no candidates were found.",
+                         "정리할 것이 없습니다. 후보를 찾지 못했습니다.")
+            << "\n";
     } else {
-        out << padRight("Safety", 14) << padLeft("Size", 10) << "  " << padRight("Category", 23)
-            << "Path\n";
+        out << padRight(copy.text("Safety", "안전 수준"), 14)
+            << padLeft(copy.text("Size", "크기"), 10) << "  "
+            << padRight(copy.text("Category", "종류"), 23) << copy.text("Path", "경로") << "\n";
         for (const auto& c : report.candidates) {
-            out << padRight(std::string(displayName(c.safety)), 14)
-                << padLeft(formatBytes(c.sizeBytes), 10) << "  "
-                << padRight(std::string(displayName(c.category)), 23)
+            out << padRight(safetyTitle(c.safety, language), 14)
+                << padLeft(bytesText(c.sizeBytes, language), 10) << "  "
+                << padRight(categoryTitle(c.category, language), 23)
                 << printable(displayPath(c.url.path, home)) << (c.isSelectedByDefault ? "  *" : "")
                 << '\n';
             if (c.isSelectedByDefault) ++selectedCount;
         }
         out << '\n'
-            << countText(static_cast<int64_t>(report.candidates.size()), "candidate", "candidates")
-            << ", " << formatBytes(total) << " in total; " << selectedCount
-            << " selected by default (*), " << formatBytes(selectedBytes) << ".\n";
+            << scanTotalsText(static_cast<int64_t>(report.candidates.size()), total, selectedCount,
+                              selectedBytes, language)
+            << "\n";
     }
     if (!report.skippedItems.empty()) {
         out << '\n'
-            << countText(static_cast<int64_t>(report.skippedItems.size()), "item", "items")
-            << " skipped:\n";
+            << skippedHeadingText(static_cast<int64_t>(report.skippedItems.size()), language)
+            << "\n";
         for (const auto& s : report.skippedItems) {
-            out << "  " << printable(displayPath(s.url.path, home)) << " — " << printable(s.reason)
-                << '\n';
+            out << "  " << printable(displayPath(s.url.path, home)) << " — "
+                << printable(presentedReason(s.reason, language)) << '\n';
         }
     }
     out << '\n'
-        << countText(static_cast<int64_t>(report.scannedRoots.size()), "folder", "folders")
-        << " scanned. Nothing was changed; use `velmora clean` to move items to the Trash.\n";
+        << scanFinishedText(static_cast<int64_t>(report.scannedRoots.size()), language) << "\n";
 }
 
 void writeJSONArrayMember(std::ostream& out, std::string_view key, size_t count,

@@ -10,11 +10,14 @@
 #include <vector>
 
 #include "CleanerCore/scanning/CleanupModel.h"
+#include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora::cli {
 
-/// The report as a table sorted as the report is, then totals and the skipped items.
-void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home);
+/// The report as a table sorted as the report is, then totals and the skipped items, in
+/// `language`.
+void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home,
+                     AppLanguage language = AppLanguage::english);
 
 /// The report as JSON (the ScanReport record), one document followed by a newline.
 void printScanReportJSON(std::ostream& out, const ScanReport& report);

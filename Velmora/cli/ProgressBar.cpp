@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "VelmoraUI/dashboard/Formatting.h"
+#include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora::cli {
 
@@ -41,12 +42,16 @@ void ProgressBar::show(const StorageScanProgress& p) {
     const int filled = static_cast<int>(p.fractionCompleted * kBarWidth + 0.5);
     std::string bar = std::string(static_cast<size_t>(filled), '#') +
                       std::string(static_cast<size_t>(kBarWidth - filled), '-');
-    std::string head = fmt::format("[{}] {:3.0f}%  {} items  {} found  ", bar,
-                                   p.fractionCompleted * 100, p.completedItems, p.foundCandidates);
+    // i18n-example: "1234 items  5 found"
+    const std::string counts = VelmoraCopy{language_}.text(
+        fmt::format("{} items  {} found", p.completedItems, p.foundCandidates),
+        fmt::format("항목 {}개  후보 {}개", p.completedItems, p.foundCandidates));
+    std::string head = fmt::format("[{}] {:3.0f}%  {}  ", bar, p.fractionCompleted * 100, counts);
     const size_t columns = terminalColumns() - 1;
     std::string where = p.currentURL ? printable(displayPath(p.currentURL->path, home_)) : "";
     std::string line = head;
-    if (head.size() < columns) line += fitFromEnd(where, columns - head.size());
+    const size_t headWidth = displayWidth(head);
+    if (headWidth < columns) line += fitFromEnd(where, columns - headWidth);
     std::string out = "\r\x1b[2K" + line;
     std::fwrite(out.data(), 1, out.size(), stderr);
     std::fflush(stderr);
@@ -61,7 +66,8 @@ void ProgressBar::clear() {
     drawn_ = false;
 }
 
-TerminalProgress::TerminalProgress(std::string home, bool quiet) : bar_(std::move(home)) {
+TerminalProgress::TerminalProgress(std::string home, bool quiet, AppLanguage language)
+    : bar_(std::move(home), language) {
     if (quiet || !standardErrorIsTerminal()) return;
     scheduler_ = std::make_unique<ThreadScheduler>();
     // Not owning: the scheduler lives exactly as long as this object.

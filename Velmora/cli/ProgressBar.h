@@ -9,12 +9,14 @@
 
 #include "CleanerCore/scanning/CleanupModel.h"
 #include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
+#include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora::cli {
 
 class ProgressBar {
   public:
-    explicit ProgressBar(std::string home) : home_(std::move(home)) {}
+    ProgressBar(std::string home, AppLanguage language)
+        : home_(std::move(home)), language_(language) {}
     void show(const StorageScanProgress& sample);
     /// Erases the line so that the report starts on a clean line.
     void clear();
@@ -22,6 +24,7 @@ class ProgressBar {
   private:
     std::mutex mutex_;
     std::string home_;
+    AppLanguage language_;
     bool drawn_ = false;
 };
 
@@ -37,7 +40,7 @@ bool standardErrorIsTerminal();
 /// that thread join itself). Main thread only; not copyable or movable (the sink points here).
 class TerminalProgress {
   public:
-    TerminalProgress(std::string home, bool quiet);
+    TerminalProgress(std::string home, bool quiet, AppLanguage language = AppLanguage::english);
     ~TerminalProgress();
     TerminalProgress(const TerminalProgress&) = delete;
     TerminalProgress& operator=(const TerminalProgress&) = delete;

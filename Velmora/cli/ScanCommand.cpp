@@ -8,12 +8,15 @@
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/Output.h"
 #include "Velmora/cli/ProgressBar.h"
+#include "VelmoraUI/dashboard/CoreTexts.h"
+#include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora::cli {
 
-ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel) {
+ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel,
+                            AppLanguage language) {
     const std::string& home = setup.environment.home;
-    TerminalProgress progress(home, quiet);
+    TerminalProgress progress(home, quiet, language);
     ScanReport report = runScanSession(setup, progress.callback(), cancel);
     progress.finish();
     return report;
@@ -24,26 +27,38 @@ int runScanCommand(const ScanCommandOptions& options) {
     InterruptScope interrupts(cancel);
     raiseOpenFileLimit();
 
+    const VelmoraCopy copy{options.language};
     auto setup = prepareScan(options.request, cancel);
     if (!setup) {
-        std::cerr << "velmora: " << setup.error() << "\n";
+        std::cerr << "velmora: " << presentedReason(setup.error(), options.language) << "\n";
         return kExitRefused;
     }
     if (setup->fellBackToStandard) {
-        std::cerr << "velmora: " << kDirectModeNeedsPermission << "; scanning in standard mode.\n";
+        std::cerr << "velmora: "
+                  << copy.text(
+                         "direct mode scans developer and package caches and needs "
+                         "--allow-direct; scanning in standard mode.",
+                         "direct 모드는 개발 도구와 패키지 캐시를 검사하므로 "
+                         "--allow-direct가 필요합니다. standard 모드로 검사합니다.")
+                  << "\n";
     }
 
-    ScanReport report = scanWithProgress(*setup, options.quiet, cancel);
+    ScanReport report = scanWithProgress(*setup, options.quiet, cancel, options.language);
 
     if (options.json) {
         printScanReportJSON(std::cout, report);
     } else {
-        printScanReport(std::cout, report, setup->environment.home);
+        printScanReport(std::cout, report, setup->environment.home, options.language);
     }
     std::cout.flush();
     if (!report.hasCompletedScan) {
-        std::cerr << "velmora: the scan was cancelled; the report shows what was found before it "
-                     "stopped.\n";
+        std::cerr << "velmora: "
+                  << copy.text(
+                         "the scan was cancelled; the report shows what was found before "
+                         "it stopped.",
+                         "검사가 취소되었습니다. 보고서에는 멈추기 전까지 찾은 것이 "
+                         "나옵니다.")
+                  << "\n";
         return interrupts.exitStatus();
     }
     return kExitDone;

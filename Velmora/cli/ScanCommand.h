@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "CleanerCore/workflows/ScanSetup.h"
+#include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora::cli {
 
@@ -11,14 +12,13 @@ struct ScanCommandOptions {
     ScanRequest request;
     bool json = false;
     bool quiet = false;
+    /// The language of the human output and of the messages on standard error.
+    AppLanguage language = AppLanguage::english;
 };
 
-/// Why a request for direct mode without `--allow-direct` is not served as asked.
-inline constexpr const char* kDirectModeNeedsPermission =
-    "direct mode scans developer and package caches and needs --allow-direct";
-
 /// Scans the prepared locations, with a progress bar on a terminal unless `quiet`.
-ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel);
+ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel,
+                            AppLanguage language);
 
 /// Runs the scan and prints it. Exit status: 0 done, 2 refused input (nothing scanned),
 /// 130 cancelled (the partial report is still printed).

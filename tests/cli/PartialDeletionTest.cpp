@@ -26,7 +26,8 @@ TEST(PartialDeletionTest, ADeletionStoppedPartWaySaysWhatIsGone) {
         const std::string expected =
             "Partly deleted: ~/.cache/locked\n"
             "    Part of the item was deleted before the deletion stopped at " +
-            locked + "/open: Permission denied\n\n0 items (0 bytes) deleted, 1 partly deleted.";
+            locked +
+            "/open: Permission denied\n\n0 items (0 bytes) deleted. 1 item was partly deleted.";
         const bool matches = o.status == 1 && o.out.find(expected) != std::string::npos &&
                              o.out.find("Not deleted") == std::string::npos &&
                              o.out.find("left in place") == std::string::npos;
