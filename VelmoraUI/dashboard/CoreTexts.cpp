@@ -2,8 +2,6 @@
 
 #include <array>
 
-#include "CleanerCore/cleaning/CleaningService.h"
-
 #include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora {
@@ -186,7 +184,23 @@ constexpr FramedReason kFramedReasons[] = {
      "보고서 {0}은(는) 64 MiB보다 큽니다. 그렇게 큰 검사 보고서는 없습니다."},
 };
 
-constexpr std::string_view kPartlyDeletedFrame = " before the deletion stopped at ";
+// Reasons made of a frame around a place and the system's cause: BEFORE place ": " cause AFTER.
+// The Korean text has {0} for the place and {1} for the (translated) cause.
+struct ReasonWithCause {
+    std::string_view before;
+    std::string_view after;
+    std::string_view korean;
+};
+
+// clang-format off
+// i18n-example: "Part of the item was deleted before the deletion stopped at /home/ana/.cache/big/locked: Permission denied"
+// i18n-example: "could not read the report /tmp/report.json: No such file or directory."
+// clang-format on
+constexpr ReasonWithCause kReasonsWithCause[] = {
+    {"Part of the item was deleted before the deletion stopped at ", "",
+     "{0}에서 삭제가 멈추기 전에 항목의 일부가 삭제됨: {1}"},
+    {"could not read the report ", ".", "보고서 {0}을(를) 읽을 수 없습니다: {1}."},
+};
 
 std::string withMiddle(std::string_view korean, std::string_view middle) {
     const size_t at = korean.find("{0}");
@@ -218,22 +232,26 @@ std::string presentedReason(std::string_view english, AppLanguage language) {
                                                                 framed.after.size()));
         }
     }
-    // "Part of the item was deleted before the deletion stopped at WHERE: CAUSE". The cause
-    // (a system error text, or why a mount point stopped it) never holds ": ", a path may.
-    const std::string partly =
-        std::string(kPartlyDeletedReasonStart) + std::string(kPartlyDeletedFrame);
-    if (const size_t cut = english.rfind(": ");
-        english.starts_with(partly) && cut != std::string_view::npos && cut > partly.size()) {
-        const std::string_view where = english.substr(partly.size(), cut - partly.size());
-        const std::string cause = presentedReason(english.substr(cut + 2), language);
+    // A place and the system's cause: the cause never holds ": ", a path may.
+    for (const ReasonWithCause& r : kReasonsWithCause) {
+        const size_t cut = english.rfind(": ");
+        if (!english.starts_with(r.before) || !english.ends_with(r.after) ||
+            cut == std::string_view::npos || cut < r.before.size() ||
+            cut + 2 > english.size() - r.after.size()) {
+            continue;
+        }
+        const std::string_view where = english.substr(r.before.size(), cut - r.before.size());
+        const std::string cause = presentedReason(
+            english.substr(cut + 2, english.size() - r.after.size() - cut - 2), language);
         if (language == AppLanguage::korean) {
-            return std::string(where) + "에서 삭제가 멈추기 전에 항목의 일부가 삭제됨: " + cause;
+            const std::string placed = withMiddle(r.korean, where);
+            const size_t at = placed.find("{1}");
+            return placed.substr(0, at) + cause + placed.substr(at + 3);
         }
         // The template keeps the (already translated) cause as it captures it.
-        // clang-format off
-        // i18n-example: "Part of the item was deleted before the deletion stopped at /home/ana/.cache/big/locked: Permission denied"
-        // clang-format on
-        return localized(partly + std::string(where) + ": " + cause, language);
+        return localized(
+            std::string(r.before) + std::string(where) + ": " + cause + std::string(r.after),
+            language);
     }
     for (const CopyPair& prefix : kPrefixReasons) {
         if (english.starts_with(prefix.english)) {

@@ -53,6 +53,10 @@ TEST(CoreTextsTest, PresentedReasons) {
         {"Part of the item was deleted before the deletion stopped at " + odd +
              ": Permission denied",
          L::korean, odd + "에서 삭제가 멈추기 전에 항목의 일부가 삭제됨: 권한이 없음"},
+        {"could not read the report " + odd + ": No such file or directory.", L::japanese,
+         "レポート " + odd + " を読み込めませんでした: ファイルまたはフォルダがありません。"},
+        {"could not read the report " + odd + ": No such file or directory.", L::korean,
+         "보고서 " + odd + "을(를) 읽을 수 없습니다: 파일이나 폴더가 없음."},
         // English stays as it is; a text no table knows falls back to it.
         {kRecentlyModified, L::english, kRecentlyModified},
         {"The disk caught fire", L::japanese, "The disk caught fire"},
