@@ -1,6 +1,7 @@
 #include "VelmoraUI/dashboard/CoreTexts.h"
 
 #include <array>
+#include <optional>
 
 #include "VelmoraUI/localization/Localizer.h"
 
@@ -202,6 +203,21 @@ constexpr ReasonWithCause kReasonsWithCause[] = {
     {"could not read the report ", ".", "보고서 {0}을(를) 읽을 수 없습니다: {1}."},
 };
 
+// A path never goes through a pattern: patterns work on text, and a name that is not valid
+// UTF-8 would not come back byte for byte, so the escaping that follows could show two names
+// alike. The sentence is translated with this stand-in in the path's place, and the stand-in
+// is then replaced by the path. Nothing when the sentence has no translation.
+constexpr std::string_view kPlace = "\x1fplace\x1f";
+
+std::optional<std::string> translatedAround(std::string_view before, std::string_view place,
+                                            std::string_view after, AppLanguage language) {
+    const std::string standIn = std::string(before) + std::string(kPlace) + std::string(after);
+    std::string out = localized(standIn, language);
+    const size_t at = out.find(kPlace);
+    if (out == standIn || at == std::string::npos) return std::nullopt;
+    return out.replace(at, kPlace.size(), place);
+}
+
 std::string withMiddle(std::string_view korean, std::string_view middle) {
     const size_t at = korean.find("{0}");
     return std::string(korean.substr(0, at)) + std::string(middle) +
@@ -226,10 +242,11 @@ std::string presentedReason(std::string_view english, AppLanguage language) {
     for (const FramedReason& framed : kFramedReasons) {
         if (english.size() > framed.before.size() + framed.after.size() &&
             english.starts_with(framed.before) && english.ends_with(framed.after)) {
-            if (language != AppLanguage::korean) return localized(english, language);
-            return withMiddle(framed.korean, english.substr(framed.before.size(),
-                                                            english.size() - framed.before.size() -
-                                                                framed.after.size()));
+            const std::string_view middle = english.substr(
+                framed.before.size(), english.size() - framed.before.size() - framed.after.size());
+            if (language == AppLanguage::korean) return withMiddle(framed.korean, middle);
+            return translatedAround(framed.before, middle, framed.after, language)
+                .value_or(std::string(english));
         }
     }
     // A place and the system's cause: the cause never holds ": ", a path may.
@@ -249,9 +266,8 @@ std::string presentedReason(std::string_view english, AppLanguage language) {
             return placed.substr(0, at) + cause + placed.substr(at + 3);
         }
         // The template keeps the (already translated) cause as it captures it.
-        return localized(
-            std::string(r.before) + std::string(where) + ": " + cause + std::string(r.after),
-            language);
+        return translatedAround(r.before, where, ": " + cause + std::string(r.after), language)
+            .value_or(std::string(english));
     }
     for (const CopyPair& prefix : kPrefixReasons) {
         if (english.starts_with(prefix.english)) {

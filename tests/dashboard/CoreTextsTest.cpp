@@ -100,6 +100,29 @@ TEST(CoreTextsTest, EveryCoreReasonHasAKoreanForm) {
     }
 }
 
+// A path inside a translated sentence is the item's name byte for byte, even when it is not
+// valid UTF-8: the terminal-safe escaping that follows must see the real bytes, or two different
+// names could be shown alike.
+TEST(CoreTextsTest, PathsInsideSentencesKeepTheirBytes) {
+    const std::string raw = "/home/ana/.cache/bad\xff\xfename";
+    const std::string cases[] = {
+        "Could not move to the Trash: " + raw + " is not a folder.",
+        "Could not restore because the Trash folder " + raw +
+            " is a symbolic link, and Velmora never follows links in the Trash.",
+        "Part of the item was deleted before the deletion stopped at " + raw +
+            ": Permission denied",
+        "could not read the report " + raw + ": No such file or directory.",
+        "Refusing to clean symbolic link: " + raw,
+    };
+    for (const auto& english : cases) {
+        for (AppLanguage language : {L::japanese, L::german, L::korean}) {
+            const std::string shown = presentedReason(english, language);
+            EXPECT_NE(shown.find(raw), std::string::npos) << english;
+            EXPECT_NE(shown, english) << english;
+        }
+    }
+}
+
 TEST(CoreTextsTest, SizesKeepTheirUnitsAndTranslateBytes) {
     EXPECT_EQ(bytesText(0, L::japanese), "0 バイト");
     EXPECT_EQ(bytesText(1, L::german), "1 Byte");
