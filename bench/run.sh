@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the reference trees (once) and compares velmora with the established tools on them:
 # the scan, and the insight scan of a whole Linux home, with `du -sk` (warm, and as root also with
-# the page cache dropped before every run); moving 1,000 and 10,000
+# the page cache dropped before every run); the scan's human table in Japanese against English; moving 1,000 and 10,000
 # confirmed folders to the Trash with `trash-put`; then the peak memory of scanning and cleaning
 # 1,000,000 candidates in one folder (about 4 GB of disk for the tree; VELMORA_BENCH_HUGE=0
 # leaves it out).
@@ -35,6 +35,7 @@ python3 bench/compare.py scan "$velmora" "$dir/scan-$files" linux
 python3 bench/compare.py scan "$velmora" "$dir/scan-$files" macos
 python3 bench/compare.py scan "$velmora" "$dir/home-$files" linux
 python3 bench/compare.py insights "$velmora" "$dir/home-$files"
+python3 bench/compare.py localized "$velmora" "$dir/scan-$files" ja
 if [ "$(id -u)" = 0 ]; then  # dropping the page cache needs root
   VELMORA_BENCH_COLD=1 python3 bench/compare.py scan "$velmora" "$dir/scan-$files" linux
   VELMORA_BENCH_COLD=1 python3 bench/compare.py insights "$velmora" "$dir/home-$files"
