@@ -324,10 +324,12 @@ int run(int argc, char** argv) {
     if (insightsCommand->parsed()) {
         insights.request.homeOverride = home;
         insights.request.catalogue = chosen;
+        insights.runLanguage = chosenLanguage;
         return runInsightsCommand(insights);
     }
     if (historyCommand->parsed()) {
         history.homeOverride = home;
+        history.runLanguage = chosenLanguage;
         return runHistoryCommand(history);
     }
     if (foldersCommand->parsed()) {

@@ -1,7 +1,5 @@
 #include "Velmora/cli/HistoryCommand.h"
 
-#include <fmt/format.h>
-
 #include <iostream>
 
 #include "CleanerCore/audit/CleanupAuditChain.h"
@@ -11,8 +9,11 @@
 #include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/scanning/ModelJson.h"
 #include "Velmora/cli/CleanOutput.h"
+#include "Velmora/cli/CommandPreferences.h"
 #include "Velmora/cli/ExitStatus.h"
+#include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/Formatting.h"
+#include "VelmoraUI/dashboard/HistoryTexts.h"
 
 namespace velmora::cli {
 
@@ -30,32 +31,6 @@ std::string_view rawValue(CleanupAuditChainStatus status) {
     return "broken";
 }
 
-// Why the file could not be checked, for the sentence that says so.
-std::string damageText(const std::string& damage) {
-    if (damage == "oversized") return "it is larger than 1 MiB";
-    if (damage == "unreadable") return "it is not a regular file that can be read";
-    if (damage == "undecodable") return "it is damaged and does not hold a valid history";
-    return "the system could not open it just now";
-}
-
-std::string unreadableSentence(const CleanupAuditReadResult& read) {
-    std::string s = "Record integrity: the history file could not be read (" +
-                    damageText(*read.damage) + "), so nothing was checked.";
-    if (read.backupPath) {
-        s += " It was moved aside to " + printable(*read.backupPath);
-        if (!read.entries.empty()) {
-            s += fmt::format(", and the {} entries that could still be read were kept",
-                             read.entries.size());
-        }
-        s += "; the history starts again from there.";
-    } else if (*read.damage != "unavailable") {
-        s += " It could not be moved aside either, so it was left as it is.";
-    } else {
-        s += " Try again.";
-    }
-    return s;
-}
-
 // Whether `head` (the newest entry the last append wrote) is still in the history unchanged.
 bool holdsHead(const std::vector<CleanupAuditEntry>& entries, const CleanupAuditHead& head) {
     for (const auto& e : entries) {
@@ -65,26 +40,36 @@ bool holdsHead(const std::vector<CleanupAuditEntry>& entries, const CleanupAudit
     return false;
 }
 
-int verifyHistory(const CleanupAuditStore& store, bool json) {
+std::string unreadableSentence(const CleanupAuditReadResult& read, AppLanguage language) {
+    std::optional<std::string> backup;
+    if (read.backupPath) backup = printable(*read.backupPath);
+    return unreadableHistorySentence(*read.damage, backup, read.entries.size(), language);
+}
+
+// The JSON's "message" is the English sentence whatever the language, so the document never
+// changes with it; people read the sentence in `language`.
+int verifyHistory(const CleanupAuditStore& store, bool json, AppLanguage language) {
     const CleanupAuditReadResult read = store.readRecentEntries();
     if (read.damage) {
-        const std::string message = unreadableSentence(read);
+        const std::string message = unreadableSentence(read, AppLanguage::english);
         if (json) {
             nlohmann::json j{
                 {"status", "unreadable"}, {"damage", *read.damage}, {"message", message}};
             if (read.backupPath) j["backupPath"] = validUTF8(*read.backupPath);
             std::cout << j.dump(2) << "\n";
         } else {
-            std::cout << message << "\n";
+            std::cout << unreadableSentence(read, language) << "\n";
         }
         return kExitFailures;
     }
     const auto& entries = read.entries;
     CleanupAuditChainReport report = verifyChain(entries);
-    std::string message = integritySentence(report);
-    if (report.firstBrokenEntryID) {
-        message += " The chain breaks at entry " + *report.firstBrokenEntryID + ".";
-    }
+    auto sentence = [&](AppLanguage in) {
+        std::string s = presentedIntegritySentence(report, in);
+        if (report.firstBrokenEntryID)
+            s += " " + chainBreakSentence(*report.firstBrokenEntryID, in);
+        return s;
+    };
     // The chain cannot show that its newest entries were removed: compare with the head
     // recorded beside the history.
     const auto head = readCleanupAuditHead(store.filePath());
@@ -92,27 +77,46 @@ int verifyHistory(const CleanupAuditStore& store, bool json) {
     if (head && !holdsHead(entries, *head)) {
         missingNewest = head->entryID;
         report.status = CleanupAuditChainStatus::broken;
-        message = "Record integrity: the newest entry that was recorded (" + head->entryID +
-                  ") is missing or changed, so entries were removed from the newest end of this "
-                  "log or the file was replaced. This log no longer matches what was written.";
     } else if (report.status != CleanupAuditChainStatus::broken && !entries.empty() &&
                entries.front().chainLink) {
         // A history without a recorded head (written before heads were kept) gets one now.
         (void)writeCleanupAuditHead(store.filePath(),
                                     {entries.front().id, entries.front().chainLink->entryDigest});
     }
+    const auto message = [&](AppLanguage in) {
+        return missingNewest ? missingNewestEntrySentence(*missingNewest, in) : sentence(in);
+    };
     if (json) {
         nlohmann::json j{{"status", rawValue(report.status)},
                          {"verifiedEntryCount", report.verifiedEntryCount},
                          {"unverifiableEntryCount", report.unverifiableEntryCount},
-                         {"message", message}};
+                         {"message", message(AppLanguage::english)}};
         if (report.firstBrokenEntryID) j["firstBrokenEntryID"] = *report.firstBrokenEntryID;
         if (missingNewest) j["missingNewestEntryID"] = *missingNewest;
         std::cout << j.dump(2) << "\n";
     } else {
-        std::cout << message << "\n";
+        std::cout << message(language) << "\n";
     }
     return report.status == CleanupAuditChainStatus::broken ? kExitFailures : kExitDone;
+}
+
+// The history, newest first: one block per entry.
+void printEntries(std::ostream& out, const std::vector<CleanupAuditEntry>& entries,
+                  const std::string& home, AppLanguage language) {
+    if (entries.empty()) {
+        out << emptyHistorySentence(language) << "\n";
+        return;
+    }
+    for (const auto& e : entries) {
+        out << formatLocalTime(e.occurredAt) << "  " << historyOperationTitle(e, language) << "\n";
+        if (auto source = historySourceSentence(e.source, language)) out << "  " << *source << "\n";
+        out << "  " << historyEntrySummary(e, language) << "\n";
+        for (const auto& p : e.samplePaths)
+            out << "    " << printable(displayPath(p, home)) << "\n";
+        for (const auto& r : e.failureReasons)
+            out << "    ! " << printable(presentedReason(r, language)) << "\n";
+        out << "  id " << e.id << "\n\n";
+    }
 }
 
 }  // namespace
@@ -120,14 +124,17 @@ int verifyHistory(const CleanupAuditStore& store, bool json) {
 int runHistoryCommand(const HistoryCommandOptions& options) {
     const UserEnvironment environment = currentUserEnvironment(options.homeOverride);
     CleanupAuditStore store(CleanupAuditStore::defaultFilePath(environment));
-    if (options.verify) return verifyHistory(store, options.json);
+    const AppLanguage language =
+        options.json ? AppLanguage::english
+                     : openCommandPreferences(options.homeOverride, options.runLanguage).language;
+    if (options.verify) return verifyHistory(store, options.json, language);
 
     const auto entries = store.recentEntries();
     if (options.json) {
         std::cout << dumpJSON(nlohmann::json(entries), true) << "\n";
     } else {
-        std::cout << std::string(kCleanupHistoryExplanation) << "\n\n";
-        printHistory(std::cout, entries, environment.home);
+        std::cout << historyExplanation(language) << "\n\n";
+        printEntries(std::cout, entries, environment.home, language);
     }
     return kExitDone;
 }

@@ -6,7 +6,10 @@
 // a progress line on standard error follows the walk and the duplicate check. When a visit
 // limit or a duplicate budget kept something from being seen or compared, the output names the
 // option that raises it (on standard error with `--json`).
+#include <optional>
+
 #include "CleanerCore/workflows/InsightRun.h"
+#include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora::cli {
 
@@ -15,6 +18,8 @@ struct InsightsCommandOptions {
     bool json = false;
     bool keepers = false;
     bool quiet = false;  ///< no progress line (it is shown only on a terminal anyway)
+    /// The global --language: the language of everything but the JSON.
+    std::optional<AppLanguage> runLanguage;
 };
 
 /// Exit status: 0 done, 130 cancelled (what was found is still printed).
