@@ -13,7 +13,7 @@
 #include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/ProgressBar.h"
-#include "VelmoraUI/dashboard/AmountTexts.h"
+#include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "VelmoraUI/dashboard/InsightTexts.h"
 #include "VelmoraUI/localization/Localizer.h"
@@ -49,7 +49,7 @@ void printFindings(std::ostream& out, const std::string& title,
         middleWidth = std::max(middleWidth, displayWidth(middle(list[i])));
     for (size_t i = 0; i < shown; ++i) {
         const auto& f = list[i];
-        out << "  " << padLeft(sizeText(f.sizeBytes, language), kSizeColumn) << "  ";
+        out << "  " << padLeft(bytesText(f.sizeBytes, language), kSizeColumn) << "  ";
         if (middle) out << padRight(middle(f), middleWidth) << "  ";
         out << printable(displayPath(f.url.path, home)) << "\n";
     }
@@ -73,7 +73,7 @@ std::string budgetAdvice(DuplicateBudget budget, const MacStorageInsightScanner:
     const VelmoraCopy copy{language};
     switch (budget) {
         case DuplicateBudget::hashBytesPerFile: {
-            const std::string size = sizeText(c.maximumDuplicateFullHashBytesPerFile, language);
+            const std::string size = bytesText(c.maximumDuplicateFullHashBytesPerFile, language);
             // clang-format off
             // i18n-example: "Files larger than 512.0 MB were not compared for duplicates; to compare them, raise --duplicate-file-budget."
             // clang-format on
@@ -85,7 +85,7 @@ std::string budgetAdvice(DuplicateBudget budget, const MacStorageInsightScanner:
                                  "--duplicate-file-budget 값을 늘리세요.");
         }
         case DuplicateBudget::hashBytes: {
-            const std::string size = sizeText(c.maximumDuplicateHashBytes, language);
+            const std::string size = bytesText(c.maximumDuplicateHashBytes, language);
             // clang-format off
             // i18n-example: "The 1.07 GB that may be read to confirm duplicates ran out; to compare the remaining files, raise --duplicate-budget."
             // clang-format on
@@ -109,7 +109,7 @@ std::string budgetAdvice(DuplicateBudget budget, const MacStorageInsightScanner:
                                  "늘리세요.");
         }
         case DuplicateBudget::fingerprintBytes: {
-            const std::string size = sizeText(c.maximumDuplicateFingerprintBytes, language);
+            const std::string size = bytesText(c.maximumDuplicateFingerprintBytes, language);
             // clang-format off
             // i18n-example: "The 268.4 MB that may be sampled for duplicate fingerprints ran out; to compare the remaining files, raise --fingerprint-budget."
             // clang-format on
@@ -175,12 +175,12 @@ void printSummary(std::ostream& out, const InsightRun& run, AppLanguage language
     const std::string truncatedNote = copy.text("(not fully scanned)", "(전체를 검사하지 못함)");
     for (const auto& item : report.heatmapItems) {
         out << "  " << bar(item.sizeBytes, largest) << "  "
-            << padLeft(sizeText(item.sizeBytes, language), kSizeColumn) << "  "
+            << padLeft(bytesText(item.sizeBytes, language), kSizeColumn) << "  "
             << padLeft(fileCountText(item.itemCount, language), countWidth) << "  "
             << printable(item.displayName) << (item.id == home ? "  " + homeNote : "")
             << (item.isTruncated ? "  " + truncatedNote : "") << "\n";
     }
-    const std::string largeSize = sizeText(config.minimumLargeFileBytes, language);
+    const std::string largeSize = bytesText(config.minimumLargeFileBytes, language);
     // i18n-example: "no files of 104.9 MB or more"
     printFindings(
         out, insightSectionTitle(InsightSection::largestFiles, language), report.largeFiles, home,
@@ -199,7 +199,7 @@ void printSummary(std::ostream& out, const InsightRun& run, AppLanguage language
         << insightSectionTitle(InsightSection::duplicateGroups, language) << " ("
         << report.duplicateGroups.size() << ")\n";
     if (report.duplicateGroups.empty()) {
-        const std::string size = sizeText(config.minimumDuplicateFileBytes, language);
+        const std::string size = bytesText(config.minimumDuplicateFileBytes, language);
         // i18n-example: "no identical files of 21.0 MB or more"
         out << "  "
             << copy.text("no identical files of " + size + " or more",
@@ -211,9 +211,9 @@ void printSummary(std::ostream& out, const InsightRun& run, AppLanguage language
     const std::string noMark(displayWidth(keepMark), ' ');
     for (const auto& group : report.duplicateGroups) {
         const std::string copies = std::to_string(group.files.size());
-        const std::string size = sizeText(group.sizeBytes, language);
-        const std::string recoverable = sizeText(group.estimatedReclaimableBytes(), language);
-        // i18n-example: "2 copies of 22.0 MB, up to 0 B recoverable"
+        const std::string size = bytesText(group.sizeBytes, language);
+        const std::string recoverable = bytesText(group.estimatedReclaimableBytes(), language);
+        // i18n-example: "2 copies of 22.0 MB, up to 0 bytes recoverable"
         out << "  "
             << copy.text(copies + " copies of " + size + ", up to " + recoverable + " recoverable",
                          size + " 사본 " + copies + "개, 최대 " + recoverable + " 확보 가능")

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "CleanerCore/review/CleanupStorageImpactReport.h"
-#include "VelmoraUI/dashboard/AmountTexts.h"
+#include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/localization/Localizer.h"
 
 namespace velmora {
@@ -164,8 +164,8 @@ std::string historyEntrySummary(const CleanupAuditEntry& e, AppLanguage language
     const bool deleted = !restore && e.mode == CleaningMode::deletePermanently;
     const std::string done = std::to_string(e.succeededItemCount);
     const std::string asked = std::to_string(e.requestedItemCount);
-    const std::string affected = sizeText(e.affectedBytes, language);
-    const std::string requested = sizeText(e.requestedBytes, language);
+    const std::string affected = bytesText(e.affectedBytes, language);
+    const std::string requested = bytesText(e.requestedBytes, language);
     std::optional<std::string> percent;
     if (auto impact = CleanupStorageImpactReport::make(e)) {
         if (auto fraction = impact->affectedByteFraction())
@@ -186,11 +186,11 @@ std::string historyEntrySummary(const CleanupAuditEntry& e, AppLanguage language
     if (percent) korean += " (선택한 용량의 " + *percent + "%)";
     // clang-format off
     // i18n-example: "3 of 4 items moved, 1.2 MB of 1.5 MB (80% of the selected bytes)"
-    // i18n-example: "1 of 1 item moved, 36 B of 36 B"
+    // i18n-example: "1 of 1 item moved, 36 bytes of 36 bytes"
     // i18n-example: "2 of 2 items deleted, 2.0 kB of 2.0 kB (100% of the selected bytes)"
-    // i18n-example: "0 of 1 item deleted, 0 B of 1.0 MB"
+    // i18n-example: "0 of 1 item deleted, 0 bytes of 1.0 MB"
     // i18n-example: "1 of 2 items restored, 1.0 MB of 2.0 MB (50% of the selected bytes)"
-    // i18n-example: "2 of 2 items restored, 2 B of 2 B"
+    // i18n-example: "2 of 2 items restored, 2 bytes of 2 bytes"
     // clang-format on
     std::string s = copy.text(english, korean);
     if (e.failedItemCount > 0) {

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "VelmoraUI/dashboard/AmountTexts.h"
+#include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "VelmoraUI/localization/Localizer.h"
 
@@ -223,13 +223,13 @@ std::string securitySignalText(std::string_view detail, AppLanguage language) {
 }
 
 std::string memoryLine(const SystemResourceSnapshot& s, AppLanguage language) {
-    const std::string used = sizeText(static_cast<int64_t>(s.usedMemoryBytes), language);
-    const std::string total = sizeText(static_cast<int64_t>(s.physicalMemoryBytes), language);
+    const std::string used = bytesText(static_cast<int64_t>(s.usedMemoryBytes), language);
+    const std::string total = bytesText(static_cast<int64_t>(s.physicalMemoryBytes), language);
     // clang-format off
     // i18n-example: "memory 3.20 GB used of 16.0 GB, pressure normal"
     // i18n-example: "memory 12.0 GB used of 16.0 GB, pressure moderate"
     // i18n-example: "memory 15.5 GB used of 16.0 GB, pressure high"
-    // i18n-example: "memory 0 B used of 0 B, pressure unknown"
+    // i18n-example: "memory 0 bytes used of 0 bytes, pressure unknown"
     // clang-format on
     return VelmoraCopy{language}.text(
         "memory " + used + " used of " + total + ", pressure " +

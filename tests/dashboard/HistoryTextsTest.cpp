@@ -41,7 +41,7 @@ TEST(HistoryTextsTest, IntegritySentenceForEveryChainStatus) {
     }
 }
 
-// The summary counts one item in the singular and every size below 1 kB with its unit symbol.
+// The summary counts one item in the singular and a size below 1 kB in the language's words.
 TEST(HistoryTextsTest, EntrySummaryInEnglishAndGerman) {
     CleanupAuditEntry e;
     e.mode = CleaningMode::moveToTrash;
@@ -51,14 +51,15 @@ TEST(HistoryTextsTest, EntrySummaryInEnglishAndGerman) {
     EXPECT_EQ(historyEntrySummary(e, AppLanguage::english),
               "1 of 1 item moved, 10 bytes of 10 bytes (100% of the selected bytes)");
     EXPECT_EQ(historyEntrySummary(e, AppLanguage::german),
-              "1 von 1 Objekt verschoben, 10 B von 10 B (100 % der ausgewählten Bytes)");
+              "1 von 1 Objekt verschoben, 10 Bytes von 10 Bytes (100 % der ausgewählten Bytes)");
     e.operation = CleanupAuditOperation::restore;
     e.mode.reset();
     e.requestedItemCount = 3;
     e.failedItemCount = 2;
     e.wasCancelled = true;
-    EXPECT_EQ(historyEntrySummary(e, AppLanguage::german),
-              "1 von 3 Objekten wiederhergestellt, 10 B von 10 B; 2 fehlgeschlagen; abgebrochen");
+    EXPECT_EQ(
+        historyEntrySummary(e, AppLanguage::german),
+        "1 von 3 Objekten wiederhergestellt, 10 Bytes von 10 Bytes; 2 fehlgeschlagen; abgebrochen");
 }
 
 }  // namespace
