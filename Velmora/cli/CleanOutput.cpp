@@ -175,36 +175,4 @@ void printRestoreResult(std::ostream& out, const RestoreResult& result, const st
         << "\n";
 }
 
-void printHistory(std::ostream& out, const std::vector<CleanupAuditEntry>& entries,
-                  const std::string& home) {
-    if (entries.empty()) {
-        out << "No cleanups or restores have been recorded yet.\n";
-        return;
-    }
-    for (const auto& e : entries) {
-        const bool restore = e.operation == CleanupAuditOperation::restore;
-        std::string what = restore                                     ? "Restore"
-                           : e.mode == CleaningMode::deletePermanently ? "Permanent deletion"
-                                                                       : "Cleanup (moved to Trash)";
-        out << formatLocalTime(e.occurredAt) << "  " << what << "\n";
-        out << "  " << e.succeededItemCount << " of " << e.requestedItemCount << " "
-            << (e.requestedItemCount == 1 ? "item" : "items") << " "
-            << (restore                                     ? "restored"
-                : e.mode == CleaningMode::deletePermanently ? "deleted"
-                                                            : "moved")
-            << ", " << formatBytes(e.affectedBytes) << " of " << formatBytes(e.requestedBytes);
-        if (auto impact = CleanupStorageImpactReport::make(e)) {
-            if (auto fraction = impact->affectedByteFraction()) {
-                out << fmt::format(" ({:.0f}% of the selected bytes)", *fraction * 100);
-            }
-        }
-        if (e.failedItemCount > 0) out << "; " << e.failedItemCount << " failed";
-        if (e.wasCancelled) out << "; cancelled";
-        out << "\n";
-        for (const auto& p : e.samplePaths) out << "    " << shown(p, home) << "\n";
-        for (const auto& r : e.failureReasons) out << "    ! " << printable(r) << "\n";
-        out << "  id " << e.id << "\n\n";
-    }
-}
-
 }  // namespace velmora::cli

@@ -73,10 +73,6 @@ class CleanResultJSONWriter {
 void printRestoreResult(std::ostream& out, const RestoreResult& result, const std::string& home,
                         AppLanguage language);
 
-/// The history, newest first: one block per entry.
-void printHistory(std::ostream& out, const std::vector<CleanupAuditEntry>& entries,
-                  const std::string& home);
-
 /// Local time as "2026-11-22 14:05".
 std::string formatLocalTime(Date date);
 

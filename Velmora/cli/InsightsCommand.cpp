@@ -226,10 +226,20 @@ void printSummary(std::ostream& out, const InsightRun& run, AppLanguage language
                 << printable(displayPath(f.url.path, home)) << "\n";
         }
         if (keeper != run.keepers.end()) printKeeperReasons(out, *keeper, language);
-        if (const int64_t linked = group.hardLinkedMemberCount(); linked > 0) {
+        if (const int64_t linked = group.hardLinkedMemberCount(); linked == 1) {
+            out << "      "
+                << copy.text(
+                       "1 of these copies is a hard link (one file under several names): "
+                       "deleting it frees no space, and the recoverable figure leaves it "
+                       "out",
+                       "이 중 사본 1개는 하드 링크(여러 이름으로 된 하나의 파일)입니다. 이 "
+                       "사본은 지워도 공간이 생기지 않으므로 확보 가능한 용량에서 "
+                       "뺐습니다.")
+                << "\n";
+        } else if (linked > 1) {
             const std::string count = std::to_string(linked);
             // clang-format off
-            // i18n-example: "1 of these copies are hard links (one file under several names): deleting such a copy frees no space, and the recoverable figure leaves them out"
+            // i18n-example: "2 of these copies are hard links (one file under several names): deleting such a copy frees no space, and the recoverable figure leaves them out"
             // clang-format on
             out << "      "
                 << copy.text(count +
@@ -282,11 +292,11 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     CancellationToken cancel;
     InterruptScope interrupts(cancel);
     const UserEnvironment env = insightEnvironment(options.request);
-    TerminalProgress progress(env.home, options.quiet);
-    const InsightRun run = runInsightScan(options.request, env, progress.callback(), cancel);
-    progress.finish();
     const AppLanguage language =
         openCommandPreferences(options.request.homeOverride, options.runLanguage).language;
+    TerminalProgress progress(env.home, options.quiet, language);
+    const InsightRun run = runInsightScan(options.request, env, progress.callback(), cancel);
+    progress.finish();
     const VelmoraCopy copy{language};
 
     if (options.json && options.keepers) {

@@ -132,7 +132,7 @@ TEST_F(InsightsCommandTest, SummaryKeepersAndUsageErrors) {
     EXPECT_NE(o.out.find("2 copies of 22.0 MB, up to 0 bytes recoverable"), std::string::npos)
         << o.out;
     EXPECT_NE(o.out.find("keep ~/Documents/d.iso"), std::string::npos) << o.out;
-    EXPECT_NE(o.out.find("1 of these copies are hard links"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("1 of these copies is a hard link"), std::string::npos) << o.out;
     // Reasons and ages are sentences, never the records' raw values.
     EXPECT_NE(o.out.find("Keep this copy because it is in a folder better suited"),
               std::string::npos)
