@@ -45,8 +45,10 @@ void printSelectionPreview(std::ostream& out, const std::vector<CleanupCandidate
         << "\n";
     out << "  " << VelmoraCopy{language}.text("By category:", "종류별:") << "\n";
     for (const auto& c : preview.categorySummaries) {
-        out << "    " << categoryTitle(c.category, language) << ": "
-            << itemsAndBytesText(c.count, c.bytes, language) << "\n";
+        out << "    "
+            << labelledText(categoryTitle(c.category, language),
+                            itemsAndBytesText(c.count, c.bytes, language), language)
+            << "\n";
     }
     out << "\n";
     for (const auto& c : selection) {

@@ -9,6 +9,19 @@ namespace velmora {
 
 namespace {
 
+// Between two sentences: Chinese and Japanese end a sentence with a full-width stop and start
+// the next without a space.
+std::string sentenceGap(AppLanguage language) {
+    switch (language) {
+        case AppLanguage::japanese:
+        case AppLanguage::simplifiedChinese:
+        case AppLanguage::traditionalChinese:
+            return "";
+        default:
+            return " ";
+    }
+}
+
 // English needs the singular for a count of one; the sentence is chosen whole.
 const char* pick(int64_t count, const char* one, const char* many) {
     return count == 1 ? one : many;
@@ -107,20 +120,22 @@ std::string cleanupSummaryText(const CleanupTally& t, AppLanguage language) {
     if (t.leftInPlace > 0) {
         // i18n-example: "1 item was left in place."
         // i18n-example: "2 items were left in place."
-        out += " " + copy.text(fmt::format("{} {} left in place.", t.leftInPlace,
-                                           pick(t.leftInPlace, "item was", "items were")),
-                               fmt::format("항목 {}개는 그대로 두었습니다.", t.leftInPlace));
+        out += sentenceGap(language) +
+               copy.text(fmt::format("{} {} left in place.", t.leftInPlace,
+                                     pick(t.leftInPlace, "item was", "items were")),
+                         fmt::format("항목 {}개는 그대로 두었습니다.", t.leftInPlace));
     }
     if (t.partlyDeleted > 0) {
         // i18n-example: "1 item was partly deleted."
         // i18n-example: "2 items were partly deleted."
-        out += " " + copy.text(fmt::format("{} {} partly deleted.", t.partlyDeleted,
-                                           pick(t.partlyDeleted, "item was", "items were")),
-                               fmt::format("항목 {}개는 일부만 삭제되었습니다.", t.partlyDeleted));
+        out += sentenceGap(language) +
+               copy.text(fmt::format("{} {} partly deleted.", t.partlyDeleted,
+                                     pick(t.partlyDeleted, "item was", "items were")),
+                         fmt::format("항목 {}개는 일부만 삭제되었습니다.", t.partlyDeleted));
     }
     if (t.cancelled) {
-        out += " " + copy.text("Cancelled: the remaining items were not touched.",
-                               "취소됨: 나머지 항목은 건드리지 않았습니다.");
+        out += sentenceGap(language) + copy.text("Cancelled: the remaining items were not touched.",
+                                                 "취소됨: 나머지 항목은 건드리지 않았습니다.");
     }
     return out;
 }
@@ -136,14 +151,23 @@ std::string restoreSummaryText(int64_t restored, int64_t leftInTrash, bool cance
     if (leftInTrash > 0) {
         // i18n-example: "1 item was left in the Trash."
         // i18n-example: "3 items were left in the Trash."
-        out += " " + copy.text(fmt::format("{} {} left in the Trash.", leftInTrash,
-                                           pick(leftInTrash, "item was", "items were")),
-                               fmt::format("항목 {}개는 휴지통에 남아 있습니다.", leftInTrash));
+        out += sentenceGap(language) +
+               copy.text(fmt::format("{} {} left in the Trash.", leftInTrash,
+                                     pick(leftInTrash, "item was", "items were")),
+                         fmt::format("항목 {}개는 휴지통에 남아 있습니다.", leftInTrash));
     }
     if (cancelled) {
-        out += " " + copy.text("Cancelled: the remaining items stay in the Trash.",
-                               "취소됨: 나머지 항목은 휴지통에 남아 있습니다.");
+        out +=
+            sentenceGap(language) + copy.text("Cancelled: the remaining items stay in the Trash.",
+                                              "취소됨: 나머지 항목은 휴지통에 남아 있습니다.");
     }
+    return out;
+}
+
+std::string labelledText(std::string_view label, std::string_view value, AppLanguage language) {
+    std::string out(label);
+    out += language == AppLanguage::french ? " : " : ": ";
+    out += value;
     return out;
 }
 

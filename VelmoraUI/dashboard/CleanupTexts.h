@@ -5,6 +5,7 @@
 // counts of bytes below a kilobyte are words. Pure and thread-safe.
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "CleanerCore/cleaning/CleaningModel.h"
 #include "VelmoraUI/localization/AppLanguage.h"
@@ -31,6 +32,10 @@ std::string selectionSummaryText(int64_t count, int64_t bytes, AppLanguage langu
 /// "By safety: 1 Safe, 2 Caution, 0 Manual Review"
 std::string safetyBreakdownText(int64_t safe, int64_t caution, int64_t manualReview,
                                 AppLanguage language);
+
+/// "label: value", with the separator the language's typography asks for (French puts a space
+/// before the colon).
+std::string labelledText(std::string_view label, std::string_view value, AppLanguage language);
 
 /// "2 items, 1.2 MB": the count and size of one category of a selection.
 std::string itemsAndBytesText(int64_t count, int64_t bytes, AppLanguage language);

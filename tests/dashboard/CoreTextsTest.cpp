@@ -139,8 +139,10 @@ TEST(CoreTextsTest, SummariesAreWholeSentences) {
               "1 elemento (12.0 kB) eliminado. 2 elementos se dejaron donde estaban. 1 elemento "
               "se eliminó en parte.");
     EXPECT_EQ(restoreSummaryText(0, 1, true, L::japanese),
-              "0 項目を元に戻しました。 1 項目はゴミ箱に残っています。 "
+              "0 項目を元に戻しました。1 項目はゴミ箱に残っています。"
               "キャンセルしました。残りの項目はゴミ箱に残っています。");
+    EXPECT_EQ(labelledText("Caches", "2 éléments", L::french), "Caches : 2 éléments");
+    EXPECT_EQ(labelledText("キャッシュ", "2 項目", L::japanese), "キャッシュ: 2 項目");
 }
 
 }  // namespace
