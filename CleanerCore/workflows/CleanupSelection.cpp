@@ -10,7 +10,8 @@ std::variant<std::vector<size_t>, CandidateSelectionRefusal> selectCandidates(
     const auto& candidates = report.candidates;
     std::vector<bool> chosen(candidates.size(), false);
     for (size_t i = 0; i < candidates.size(); ++i) {
-        chosen[i] = request.defaults && candidates[i].isSelectedByDefault;
+        chosen[i] = request.defaults && candidates[i].isSelectedByDefault &&
+                    !(request.withheldFromDefaults && request.withheldFromDefaults(candidates[i]));
     }
     for (const auto& path : request.paths) {
         bool found = false;

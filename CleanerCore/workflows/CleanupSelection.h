@@ -2,6 +2,7 @@
 // Which candidates of a scan report a cleanup acts on: those selected by default (when asked),
 // every candidate at one of the given paths, and the candidate of each given id. Pure;
 // thread-safe.
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -14,6 +15,9 @@ struct CandidateSelectionRequest {
     bool defaults = false;           ///< the candidates the scan selects by default
     std::vector<std::string> paths;  ///< absolute, standardized
     std::vector<std::string> ids;
+    /// Candidates the defaults never select (the person's ignore list); naming one by path or
+    /// id still selects it, because the person asked for it. Unset: none is withheld.
+    std::function<bool(const CleanupCandidate&)> withheldFromDefaults;
 };
 
 /// Why a selection was refused; nothing may be cleaned then. `text` is the path or id as given.

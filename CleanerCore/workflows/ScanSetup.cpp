@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <fstream>
 #include <sstream>
@@ -88,6 +89,14 @@ Result<ScanSetup> prepareScan(const ScanRequest& request, const CancellationToke
         setup.fellBackToStandard = request.mode == CleanupScanMode::direct && !request.allowDirect;
         setup.locations =
             StorageProfiles::locations(request.mode, setup.folders, request.allowDirect, cancel);
+    }
+    if (request.categories) {
+        // Left out before the root checks, so a narrowed scan reports nothing about roots it
+        // was never asked to scan.
+        const auto& wanted = *request.categories;
+        std::erase_if(setup.locations, [&](const ScanLocation& l) {
+            return std::find(wanted.begin(), wanted.end(), l.category) == wanted.end();
+        });
     }
     // Catalogue roots come from the environment, so they pass the same checks as a custom folder.
     // A root that is itself a symbolic link to a folder (a cache kept on another disk) passes

@@ -21,6 +21,9 @@ struct ScanRequest {
     CleanupScanMode mode = CleanupScanMode::standard;
     bool allowDirect = false;
     std::vector<std::string> customFolders;  ///< as the user typed them (relative to the cwd)
+    /// Only the catalogue locations of these categories are scanned (a review profile narrows a
+    /// scan this way); none: every location of the mode. Custom folders are not affected.
+    std::optional<std::vector<CleanupCategory>> categories;
     /// Kept custom folders that cannot be scanned this time (stale or unresolvable grants);
     /// reported with the skipped roots, ahead of everything else.
     std::vector<SkippedItem> unavailableCustomFolders;

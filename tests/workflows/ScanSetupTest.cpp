@@ -45,5 +45,38 @@ TEST(ScanSetupTest, EnvironmentRootsFailingTheRootChecksAreSkippedWithAReason) {
     }
 }
 
+// A request narrowed to some categories scans only their catalogue roots and reports nothing
+// about the others; custom folders are not a catalogue category and stay.
+TEST(ScanSetupTest, CategoriesNarrowTheCatalogueButKeepCustomFolders) {
+    test::TestTree tree;
+    const std::string home = tree.dir("home");
+    tree.dir("home/.local/share/xorg");
+    const std::string build = tree.dir("home/build");
+    test::ScopedHome scopedHome(home);
+    ::setenv("XDG_CACHE_HOME", home.c_str(), 1);  // refused as too broad when it is scanned
+    struct Case {
+        std::optional<std::vector<CleanupCategory>> categories;
+        size_t catalogueRoots, skippedRoots;
+    };
+    const Case cases[] = {
+        {std::nullopt, 1, 1},
+        {std::vector{CleanupCategory::userLogs}, 1, 0},
+        {std::vector{CleanupCategory::userCaches}, 0, 1},
+        {std::vector<CleanupCategory>{}, 0, 0},
+    };
+    for (const Case& c : cases) {
+        ScanRequest request;
+        request.catalogue = Catalogue::linux;
+        request.categories = c.categories;
+        request.customFolders = {build};
+        CancellationToken live;
+        auto setup = prepareScan(request, live);
+        ASSERT_TRUE(setup);
+        ASSERT_EQ(setup->locations.size(), c.catalogueRoots + 1);
+        EXPECT_EQ(setup->locations.back().rootURL.path, build);
+        EXPECT_EQ(setup->skippedRoots.size(), c.skippedRoots);
+    }
+}
+
 }  // namespace
 }  // namespace velmora
