@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <iostream>
+#include <memory>
+#include <unordered_set>
 #include <vector>
 
 #include "CleanerCore/base/Text.h"
@@ -17,12 +19,14 @@
 #include "Velmora/cli/CleanOutput.h"
 #include "Velmora/cli/Confirmation.h"
 #include "Velmora/cli/ExitStatus.h"
+#include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/Output.h"
 #include "Velmora/cli/ScanCommand.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "VelmoraUI/localization/Localizer.h"
+#include "VelmoraUI/state/IgnoredCandidates.h"
 
 namespace velmora::cli {
 
@@ -42,7 +46,14 @@ std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
 // The selection the options ask for; a refusal is explained on standard error.
 std::optional<std::vector<size_t>> selectOrExplain(const CleanCommandOptions& options,
                                                    const ScanReport& report) {
-    CandidateSelectionRequest request{options.defaults, {}, options.ids};
+    CandidateSelectionRequest request{options.defaults, {}, options.ids, {}};
+    if (options.defaults && options.respectsIgnoreList) {
+        auto ignored = std::make_shared<const std::unordered_set<std::string>>(
+            loadActiveIgnoreList(options.request.homeOverride, options.language).ids);
+        request.withheldFromDefaults = [ignored](const CleanupCandidate& c) {
+            return isIgnoredCandidate(c, *ignored);
+        };
+    }
     for (const auto& argument : options.paths)
         request.paths.push_back(absolutePathFromArgument(argument));
     auto selected = selectCandidates(report, request);

@@ -17,6 +17,9 @@ namespace velmora::cli {
 
 struct CleanCommandOptions {
     ScanRequest request;
+    /// `--defaults` never selects a candidate on the person's ignore list. A review profile
+    /// that does not keep the ignore rules turns this off.
+    bool respectsIgnoreList = true;
     std::vector<std::string> paths;  ///< as typed (relative to the working folder)
     std::vector<std::string> ids;
     bool defaults = false;

@@ -13,12 +13,14 @@
 #include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/FoldersCommand.h"
 #include "Velmora/cli/HistoryCommand.h"
+#include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/LanguageCommand.h"
 #include "Velmora/cli/ReviewCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 #include "VelmoraUI/localization/LanguagePreference.h"
 #include "VelmoraUI/localization/Localizer.h"
+#include "VelmoraUI/state/ReviewProfileScan.h"
 
 namespace velmora::cli {
 
@@ -129,14 +131,18 @@ int run(int argc, char** argv) {
     // with the locations of the same scan.
     struct ScanFlags {
         std::string mode = "standard";
+        std::optional<std::string> profile;
+        CLI::Option* modeOption = nullptr;
     };
     auto addScanOptions = [](CLI::App* command, ScanRequest& request, ScanFlags& flags) {
-        command
-            ->add_option("--mode", flags.mode,
-                         "standard (caches and logs untouched for a day), aggressive (also hidden "
-                         "files and app caches), or direct (also developer and package caches)")
-            ->check(CLI::IsMember({"standard", "aggressive", "direct"}))
-            ->type_name("MODE");
+        flags.modeOption =
+            command
+                ->add_option(
+                    "--mode", flags.mode,
+                    "standard (caches and logs untouched for a day), aggressive (also hidden "
+                    "files and app caches), or direct (also developer and package caches)")
+                ->check(CLI::IsMember({"standard", "aggressive", "direct"}))
+                ->type_name("MODE");
         command->add_flag("--allow-direct", request.allowDirect,
                           "Permit direct mode (developer and package-manager caches)");
         command->add_option("--folder", request.customFolders, "Also scan this folder (repeatable)")
@@ -144,11 +150,24 @@ int run(int argc, char** argv) {
             ->type_name("DIR");
     };
 
+    // A saved review profile narrows the scan: its mode and categories, and no custom folders
+    // unless it includes them.
+    auto addProfileOption = [](CLI::App* command, ScanFlags& flags) {
+        command
+            ->add_option("--profile", flags.profile,
+                         "Scan as this review profile does: balanced, downloads or "
+                         "developerCaches (see `velmora review`)")
+            ->check(CLI::IsMember({"balanced", "downloads", "developerCaches"}))
+            ->excludes(flags.modeOption)
+            ->type_name("ID");
+    };
+
     ScanCommandOptions scan;
     ScanFlags scanFlags;
     CLI::App* scanCommand =
         app.add_subcommand("scan", "Find cleanup candidates (read-only: nothing is changed)");
     addScanOptions(scanCommand, scan.request, scanFlags);
+    addProfileOption(scanCommand, scanFlags);
     scanCommand->add_flag("--json", scan.json, "Print the report as JSON");
     scanCommand->add_flag("--quiet", scan.quiet, "No progress display");
 
@@ -159,6 +178,7 @@ int run(int argc, char** argv) {
         "Move confirmed candidates to the Trash: shows the selection, asks, re-checks each item, "
         "moves it and records the run in the history");
     addScanOptions(cleanCommand, clean.request, cleanFlags);
+    addProfileOption(cleanCommand, cleanFlags);
     cleanCommand->add_option("paths", clean.paths, "Candidates to clean, by path")
         ->type_name("PATH");
     cleanCommand->add_option("--id", clean.ids, "Candidate to clean, by id (repeatable)")
@@ -192,6 +212,32 @@ int run(int argc, char** argv) {
         ->type_name("PATH");
     restoreCommand->add_flag("--yes", restore.yes, "Do not ask for confirmation");
     restoreCommand->add_flag("--json", restore.json, "Print the result as JSON");
+
+    IgnoreCommandOptions ignore;
+    ScanFlags ignoreFlags;
+    CLI::App* ignoreCommand = app.add_subcommand(
+        "ignore",
+        "Leave candidates out of later scans and default selections for a day, a week or until "
+        "you show them again (`--list` shows the ignored items)");
+    addScanOptions(ignoreCommand, ignore.request, ignoreFlags);
+    addProfileOption(ignoreCommand, ignoreFlags);
+    ignoreCommand->add_option("items", ignore.items, "Candidates to ignore, by id or path")
+        ->type_name("ID|PATH");
+    ignoreCommand
+        ->add_option("--for", ignore.duration,
+                     "How long: day, week, or ever (until you show it again; the default)")
+        ->check(CLI::IsMember({"day", "week", "ever"}))
+        ->type_name("DURATION");
+    ignoreCommand->add_flag("--list", ignore.list, "List the ignored items");
+    ignoreCommand->add_flag("--json", ignore.json, "Print the result as JSON");
+    ignoreCommand->add_flag("--quiet", ignore.quiet, "No progress display");
+
+    UnignoreCommandOptions unignore;
+    CLI::App* unignoreCommand = app.add_subcommand("unignore", "Show ignored items in scans again");
+    unignoreCommand->add_option("items", unignore.items, "Ignored items, by id or path")
+        ->type_name("ID|PATH");
+    unignoreCommand->add_flag("--all", unignore.all, "Show every ignored item again");
+    unignoreCommand->add_flag("--json", unignore.json, "Print the result as JSON");
 
     HistoryCommandOptions history;
     CLI::App* historyCommand =
@@ -279,7 +325,7 @@ int run(int argc, char** argv) {
     // (`clean` and `restore` resolve their PATH arguments the same way.)
     if (home) home = absolutePathFromArgument(*home);
     for (auto* folders : {&scan.request.customFolders, &clean.request.customFolders,
-                          &restore.request.customFolders}) {
+                          &restore.request.customFolders, &ignore.request.customFolders}) {
         for (auto& folder : *folders) folder = absolutePathFromArgument(folder);
     }
     if (home) {
@@ -302,23 +348,60 @@ int run(int argc, char** argv) {
         }
     }
     const Catalogue chosen = *catalogueFromRaw(catalogue);
-    // The kept folders and the language of the run come from the same preferences.
-    auto finish = [&](ScanRequest& request, const ScanFlags& flags) {
+    // Completes the request and returns the language of the run (the kept folders and the
+    // language come from the same preferences); nothing (said on standard error) when a
+    // profile that leaves custom folders out and a typed folder were both given.
+    auto finish = [&](ScanRequest& request, const ScanFlags& flags) -> std::optional<AppLanguage> {
         request.homeOverride = home;
         request.catalogue = chosen;
         request.mode = *scanModeFromRaw(flags.mode);
-        return addKeptFolders(request, chosenLanguage);
+        const CleanupReviewProfile* profile =
+            flags.profile ? &cleanupReviewProfile(*reviewProfileIDFromRaw(*flags.profile))
+                          : nullptr;
+        if (profile && !profile->includesCustomFolders && !request.customFolders.empty()) {
+            std::cerr << "velmora: the profile " << *flags.profile
+                      << " does not scan custom folders; leave out --folder.\n";
+            return std::nullopt;
+        }
+        const AppLanguage runLanguageOfRequest = addKeptFolders(request, chosenLanguage);
+        if (profile) request = scanRequestForProfile(*profile, std::move(request));
+        return runLanguageOfRequest;
+    };
+    auto keepsIgnoreRules = [](const ScanFlags& flags) {
+        return !flags.profile || cleanupReviewProfile(*reviewProfileIDFromRaw(*flags.profile))
+                                     .respectsIgnoreAndSnoozeRules;
     };
     if (scanCommand->parsed()) {
-        scan.language = finish(scan.request, scanFlags);
+        const auto resolved = finish(scan.request, scanFlags);
+        if (!resolved) return kExitRefused;
+        scan.language = *resolved;
+        scan.hidesIgnored = keepsIgnoreRules(scanFlags);
         return runScanCommand(scan);
     }
     if (cleanCommand->parsed()) {
-        clean.language = finish(clean.request, cleanFlags);
+        const auto resolved = finish(clean.request, cleanFlags);
+        if (!resolved) return kExitRefused;
+        clean.language = *resolved;
+        clean.respectsIgnoreList = keepsIgnoreRules(cleanFlags);
         return runCleanCommand(clean);
     }
+    if (ignoreCommand->parsed()) {
+        ignore.request.homeOverride = home;
+        ignore.runLanguage = chosenLanguage;
+        if (!ignore.list) {
+            const auto resolved = finish(ignore.request, ignoreFlags);
+            if (!resolved) return kExitRefused;
+            ignore.language = *resolved;
+        }
+        return runIgnoreCommand(ignore);
+    }
+    if (unignoreCommand->parsed()) {
+        unignore.homeOverride = home;
+        unignore.runLanguage = chosenLanguage;
+        return runUnignoreCommand(unignore);
+    }
     if (restoreCommand->parsed()) {
-        restore.language = finish(restore.request, restoreFlags);
+        restore.language = *finish(restore.request, restoreFlags);  // no profile to refuse
         return runRestoreCommand(restore);
     }
     if (insightsCommand->parsed()) {

@@ -91,7 +91,8 @@ void JSONArrayMemberWriter::finish(bool last) {
     out_ << (count_ == 0 ? "[]" : "\n  ]") << (last ? "\n" : ",\n");
 }
 
-void printScanReportJSON(std::ostream& out, const ScanReport& report) {
+void printScanReportJSON(std::ostream& out, const ScanReport& report,
+                         std::optional<size_t> ignoredCount) {
     // Streamed one record at a time, so memory stays flat however many candidates there are;
     // the text equals dumpJSON(json(report), true) (keys in the coder's sorted order).
     const auto& r = report;
@@ -100,6 +101,7 @@ void printScanReportJSON(std::ostream& out, const ScanReport& report) {
         out, "candidates", r.candidates.size(),
         [&r](size_t i) { return nlohmann::json(r.candidates[i]); }, false);
     out << "  \"hasCompletedScan\": " << (r.hasCompletedScan ? "true" : "false") << ",\n";
+    if (ignoredCount) out << "  \"ignoredCount\": " << *ignoredCount << ",\n";
     out << "  \"scannedAt\": " << nlohmann::json(r.scannedAt).dump() << ",\n";
     writeJSONArrayMember(
         out, "scannedRoots", r.scannedRoots.size(),

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -19,8 +20,11 @@ namespace velmora::cli {
 void printScanReport(std::ostream& out, const ScanReport& report, const std::string& home,
                      AppLanguage language = AppLanguage::english);
 
-/// The report as JSON (the ScanReport record), one document followed by a newline.
-void printScanReportJSON(std::ostream& out, const ScanReport& report);
+/// The report as JSON (the ScanReport record), one document followed by a newline. With
+/// `ignoredCount` (what `velmora scan` prints) the document also says how many ignored
+/// candidates were left out of it, under "ignoredCount".
+void printScanReportJSON(std::ostream& out, const ScanReport& report,
+                         std::optional<size_t> ignoredCount = std::nullopt);
 
 /// Writes `"key": [ elements ]` as a member of a pretty-printed top-level object (two spaces of
 /// indentation), one element at a time, followed by "," unless `last`, and a newline. The text

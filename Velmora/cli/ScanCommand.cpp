@@ -5,11 +5,13 @@
 #include "CleanerCore/platform/FileSystem.h"
 #include "CleanerCore/workflows/ScanSession.h"
 #include "Velmora/cli/ExitStatus.h"
+#include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/Output.h"
 #include "Velmora/cli/ProgressBar.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/localization/Localizer.h"
+#include "VelmoraUI/state/IgnoredCandidates.h"
 
 namespace velmora::cli {
 
@@ -44,11 +46,19 @@ int runScanCommand(const ScanCommandOptions& options) {
     }
 
     ScanReport report = scanWithProgress(*setup, options.quiet, cancel, options.language);
+    size_t hidden = 0;
+    if (options.hidesIgnored) {
+        hidden = hideIgnoredCandidates(
+            report, loadActiveIgnoreList(options.request.homeOverride, options.language).ids);
+    }
 
     if (options.json) {
-        printScanReportJSON(std::cout, report);
+        printScanReportJSON(std::cout, report, hidden);
     } else {
         printScanReport(std::cout, report, setup->environment.home, options.language);
+        if (auto sentence = ignoredHiddenSentence(hidden, options.language)) {
+            std::cout << *sentence << "\n";
+        }
     }
     std::cout.flush();
     if (!report.hasCompletedScan) {

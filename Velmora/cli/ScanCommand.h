@@ -10,6 +10,9 @@ namespace velmora::cli {
 
 struct ScanCommandOptions {
     ScanRequest request;
+    /// The candidates on the person's ignore list are hidden, and their number said. A review
+    /// profile that does not keep the ignore rules turns this off.
+    bool hidesIgnored = true;
     bool json = false;
     bool quiet = false;
     /// The language of the human output and of the messages on standard error.

@@ -89,8 +89,8 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
         {{"scan", "--frob", "--mode", "reckless"}, "not expected: --frob"},
         {{"scan", "--mode", "reckless", "--frob"}, "--mode: reckless not in"},
         {{"frobnicate"},
-         "unknown command 'frobnicate'. The commands are: scan, clean, restore, history, "
-         "insights, language, folders, review."},
+         "unknown command 'frobnicate'. The commands are: scan, clean, restore, ignore, "
+         "unignore, history, insights, language, folders, review."},
         {{}, "velmora: "},  // a command is required
     };
     for (const auto& [args, message] : cases) {
