@@ -43,9 +43,11 @@ std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
     return std::move(*setup);
 }
 
-// The selection the options ask for; a refusal is explained on standard error.
+// The selection the options ask for; a refusal is explained on standard error. `leftOut` is
+// set to the number of candidates the defaults would have chosen but the ignore list kept out.
 std::optional<std::vector<size_t>> selectOrExplain(const CleanCommandOptions& options,
-                                                   const ScanReport& report) {
+                                                   const ScanReport& report, size_t& leftOut) {
+    leftOut = 0;
     CandidateSelectionRequest request{options.defaults, {}, options.ids, {}};
     if (options.defaults && options.respectsIgnoreList) {
         auto ignored = std::make_shared<const std::unordered_set<std::string>>(
@@ -57,7 +59,18 @@ std::optional<std::vector<size_t>> selectOrExplain(const CleanCommandOptions& op
     for (const auto& argument : options.paths)
         request.paths.push_back(absolutePathFromArgument(argument));
     auto selected = selectCandidates(report, request);
-    if (auto* indices = std::get_if<std::vector<size_t>>(&selected)) return std::move(*indices);
+    if (auto* indices = std::get_if<std::vector<size_t>>(&selected)) {
+        if (request.withheldFromDefaults) {
+            // Named ones were cleaned anyway: only those that stayed out are counted.
+            std::vector<bool> chosen(report.candidates.size(), false);
+            for (size_t i : *indices) chosen[i] = true;
+            for (size_t i = 0; i < report.candidates.size(); ++i) {
+                const CleanupCandidate& c = report.candidates[i];
+                leftOut += !chosen[i] && c.isSelectedByDefault && request.withheldFromDefaults(c);
+            }
+        }
+        return std::move(*indices);
+    }
     const auto& refusal = std::get<CandidateSelectionRefusal>(selected);
     const VelmoraCopy copy{options.language};
     const std::string text = printable(refusal.text);
@@ -227,8 +240,14 @@ int runCleanCommand(const CleanCommandOptions& options) {
             return interrupts.exitStatus();
         }
     }
-    auto chosen = selectOrExplain(options, report);
+    size_t ignoredLeftOut = 0;
+    auto chosen = selectOrExplain(options, report, ignoredLeftOut);
     if (!chosen) return kExitRefused;
+    if (!options.json) {
+        if (auto sentence = ignoredLeftOutSentence(ignoredLeftOut, language)) {
+            std::cout << *sentence << "\n";
+        }
+    }
     std::vector<CleanupCandidate> selection = takeSelection(report, *chosen);
     std::vector<size_t>().swap(*chosen);
     if (selection.empty()) {

@@ -140,6 +140,23 @@ std::optional<std::string> ignoredHiddenSentence(size_t hidden, AppLanguage lang
                          "있습니다.");
 }
 
+std::optional<std::string> ignoredLeftOutSentence(size_t leftOut, AppLanguage language) {
+    if (leftOut == 0) return std::nullopt;
+    const VelmoraCopy copy{language};
+    const std::string n = std::to_string(leftOut);
+    if (leftOut == 1) {
+        return copy.text(
+            "1 ignored item was left out of the selection; `velmora ignore --list` shows it.",
+            "무시한 항목 1개는 선택에서 뺐습니다. `velmora ignore --list`로 볼 수 있습니다.");
+    }
+    // clang-format off
+    // i18n-example: "2 ignored items were left out of the selection; `velmora ignore --list` shows them."
+    // clang-format on
+    return copy.text(
+        n + " ignored items were left out of the selection; `velmora ignore --list` shows them.",
+        "무시한 항목 " + n + "개는 선택에서 뺐습니다. `velmora ignore --list`로 볼 수 있습니다.");
+}
+
 int runIgnoreCommand(const IgnoreCommandOptions& options) {
     const auto duration = durationFromArgument(options.duration);
     if (!duration || options.list == !options.items.empty()) {

@@ -52,5 +52,8 @@ ActiveIgnoreList loadActiveIgnoreList(const std::optional<std::string>& homeOver
 
 /// The sentence that says `hidden` ignored candidates are not shown; nothing when none is.
 std::optional<std::string> ignoredHiddenSentence(size_t hidden, AppLanguage language);
+/// The sentence that says `leftOut` ignored candidates were kept out of `--defaults`; nothing
+/// when none was.
+std::optional<std::string> ignoredLeftOutSentence(size_t leftOut, AppLanguage language);
 
 }  // namespace velmora::cli

@@ -157,10 +157,11 @@ TEST(IgnoreCommandTest, ExpiredItemsAreShownAgainAndDropped) {
 TEST(IgnoreCommandTest, CleanDefaultsLeavesIgnoredCandidatesButANamedOneIsCleaned) {
     IgnoreHome h;
     ASSERT_EQ(h.velmora({"ignore", h.alpha}).status, 0);
-    Outcome o = h.velmora({"clean", "--defaults", "--yes", "--json"});
+    Outcome o = h.velmora({"clean", "--defaults", "--yes"});
     ASSERT_EQ(o.status, 0) << o.err;
     EXPECT_TRUE(test::exists(h.a));
     EXPECT_FALSE(test::exists(h.b));
+    EXPECT_TRUE(contains(o.out, "1 ignored item was left out of the selection")) << o.out;
 
     o = h.velmora({"clean", h.alpha, "--yes"});
     ASSERT_EQ(o.status, 0) << o.err;
