@@ -2,6 +2,8 @@
 
 #include <QFile>
 #include <QString>
+#include <array>
+#include <mutex>
 
 #include "VelmoraUI/localization/TranslationTable.h"
 
@@ -14,37 +16,38 @@ static void initLocalizationResources() {
 namespace velmora {
 namespace {
 
-struct Catalogue {
-    std::array<TranslationTable, kAppLanguages.size()> tables;
+// One language's table, read on its first use: a run reads only the tables of the languages it
+// speaks.
+struct LoadedTable {
+    std::once_flag read;
+    TranslationTable table;
     std::vector<std::string> problems;
 };
 
-const TranslationTable& tableFor(const Catalogue& catalogue, AppLanguage language) {
-    return catalogue.tables[static_cast<size_t>(language)];
+std::array<LoadedTable, kAppLanguages.size()>& loadedTables() {
+    static std::array<LoadedTable, kAppLanguages.size()> tables;
+    return tables;
 }
 
-Catalogue load() {
-    initLocalizationResources();
-    Catalogue catalogue;
-    for (AppLanguage language : kAppLanguages) {
+LoadedTable& loaded(AppLanguage language) {
+    LoadedTable& slot = loadedTables()[static_cast<size_t>(language)];
+    // call_once: several threads may ask for the same table at the same time.
+    std::call_once(slot.read, [&] {
+        initLocalizationResources();
         const std::string name =
             ":/velmora/localization/" + std::string(languageCode(language)) + ".json";
         QFile file(QString::fromStdString(name));
         if (!file.open(QIODevice::ReadOnly)) {
-            catalogue.problems.push_back(name + ": the data file is missing.");
-            continue;
+            slot.problems.push_back(name + ": the data file is missing.");
+            return;
         }
-        catalogue.tables[static_cast<size_t>(language)] =
-            TranslationTable::fromJson(file.readAll(), name, catalogue.problems);
-    }
-    return catalogue;
+        slot.table = TranslationTable::fromJson(file.readAll(), name, slot.problems);
+    });
+    return slot;
 }
 
-/// Read once, on first use; a function-local static is initialised exactly once even when
-/// several threads ask at the same time.
-const Catalogue& catalogue() {
-    static const Catalogue instance = load();
-    return instance;
+const TranslationTable& tableFor(AppLanguage language) {
+    return loaded(language).table;
 }
 
 }  // namespace
@@ -53,7 +56,7 @@ std::string localized(std::string_view english, AppLanguage language) {
     if (language == AppLanguage::korean || language == AppLanguage::english) {
         return std::string(english);
     }
-    if (auto hit = tableFor(catalogue(), language).translated(english)) return *std::move(hit);
+    if (auto hit = tableFor(language).translated(english)) return *std::move(hit);
     return std::string(english);
 }
 
@@ -67,13 +70,19 @@ std::string_view i18nKeyName(VelmoraI18nKey key) {
 std::string text(VelmoraI18nKey key, AppLanguage language) {
     const std::string_view name = i18nKeyName(key);
     for (AppLanguage l : {language, AppLanguage::english}) {
-        if (auto hit = tableFor(catalogue(), l).keyed(name)) return *std::move(hit);
+        if (auto hit = tableFor(l).keyed(name)) return *std::move(hit);
     }
     return std::string(name);
 }
 
-const std::vector<std::string>& catalogueProblems() {
-    return catalogue().problems;
+std::vector<std::string> catalogueProblems() {
+    std::vector<std::string> problems;
+    for (AppLanguage language : kAppLanguages) {
+        const LoadedTable& slot = loaded(language);
+        problems.insert(problems.end(), slot.problems.begin(), slot.problems.end());
+        for (std::string& p : slot.table.templateProblems()) problems.push_back(std::move(p));
+    }
+    return problems;
 }
 
 }  // namespace velmora

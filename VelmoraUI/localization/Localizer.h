@@ -5,7 +5,7 @@
 // untranslated text is shown in English. Pure and thread-safe; the tables are immutable.
 //
 // The tables are the data files in VelmoraUI/translations/, one per language,
-// compiled into the program as resources and read once, on first use.
+// compiled into the program as resources; each is read once, when its language is first used.
 #include <array>
 #include <string>
 #include <string_view>
@@ -79,9 +79,10 @@ struct VelmoraLocalizer {
     std::string text(VelmoraI18nKey key) const { return velmora::text(key, language); }
 };
 
-/// What went wrong while the tables were read (a missing or malformed data file, a pattern
-/// that does not compile, a template whose placeholders do not fit its captures), one sentence
-/// each; empty when every table loaded whole. Faulty entries are left out of the tables.
-const std::vector<std::string>& catalogueProblems();
+/// What is wrong with the tables (a missing or malformed data file, a pattern that does not
+/// compile, a template whose placeholders do not fit its captures), one sentence each; empty
+/// when every table is whole. Faulty entries are left out of the tables. Reads every table and
+/// compiles every template, which lookups do only as they need them: for checks.
+std::vector<std::string> catalogueProblems();
 
 }  // namespace velmora

@@ -139,6 +139,7 @@ std::string utf8(const QString& s) {
 TranslationTable TranslationTable::fromJson(const QByteArray& data, const std::string& fileName,
                                             std::vector<std::string>& problems) {
     TranslationTable table;
+    table.fileName_ = fileName;
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(data, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
@@ -168,28 +169,16 @@ TranslationTable TranslationTable::fromJson(const QByteArray& data, const std::s
             problems.push_back(fileName + ": a template lacks its pattern or its text.");
             continue;
         }
-        const std::string text = utf8(entry.value(u"text").toString());
-        QRegularExpression regex(QRegularExpression::anchoredPattern(pattern));
-        if (!regex.isValid()) {
-            problems.push_back(fileName + ": the pattern \"" + utf8(pattern) +
-                               "\" is not a valid regular expression (" +
-                               utf8(regex.errorString()) + ").");
-            continue;
-        }
-        if (placeholderCount(text) != regex.captureCount()) {
-            problems.push_back(fileName + ": the text \"" + text +
-                               "\" does not have one placeholder for each capture of \"" +
-                               utf8(pattern) + "\".");
-            continue;
-        }
-        // Compiled here, before the table is shared, so a lookup only reads it.
-        regex.optimize();
+        auto t = std::make_unique<Template>();
+        t->pattern = pattern;
+        t->text = utf8(entry.value(u"text").toString());
         const Literals literals = requiredLiterals(pattern);
-        table.templates_.push_back(
-            {std::move(regex), text, utf8(literals.prefix), utf8(literals.longest)});
+        t->prefix = utf8(literals.prefix);
+        t->requiredText = utf8(literals.longest);
+        table.templates_.push_back(std::move(t));
     }
     for (uint32_t i = 0; i < table.templates_.size(); ++i) {
-        const std::string& prefix = table.templates_[i].prefix;
+        const std::string& prefix = table.templates_[i]->prefix;
         if (prefix.size() >= kIndexLength) {
             table.byPrefix_[prefix.substr(0, kIndexLength)].push_back(i);
         } else {
@@ -197,6 +186,33 @@ TranslationTable TranslationTable::fromJson(const QByteArray& data, const std::s
         }
     }
     return table;
+}
+
+const TranslationTable::Template& TranslationTable::compiledTemplate(uint32_t i) const {
+    const Template& t = *templates_[i];
+    std::call_once(t.compiled, [&] {
+        QRegularExpression regex(QRegularExpression::anchoredPattern(t.pattern));
+        if (!regex.isValid()) {
+            t.problem = fileName_ + ": the pattern \"" + utf8(t.pattern) +
+                        "\" is not a valid regular expression (" + utf8(regex.errorString()) + ").";
+        } else if (placeholderCount(t.text) != regex.captureCount()) {
+            t.problem = fileName_ + ": the text \"" + t.text +
+                        "\" does not have one placeholder for each capture of \"" +
+                        utf8(t.pattern) + "\".";
+        } else {
+            t.regex = std::move(regex);
+        }
+    });
+    return t;
+}
+
+std::vector<std::string> TranslationTable::templateProblems() const {
+    std::vector<std::string> problems;
+    for (uint32_t i = 0; i < templates_.size(); ++i) {
+        const Template& t = compiledTemplate(i);
+        if (!t.regex) problems.push_back(t.problem);
+    }
+    return problems;
 }
 
 std::optional<std::string> TranslationTable::translated(std::string_view english) const {
@@ -221,11 +237,13 @@ std::optional<std::string> TranslationTable::fromTemplates(std::string_view engl
     // literals are all present, and then only once.
     std::optional<QString> subject;
     auto attempt = [&](uint32_t i) -> std::optional<std::string> {
-        const Template& t = templates_[i];
-        if (!english.starts_with(t.prefix)) return std::nullopt;
-        if (english.find(t.requiredText) == english.npos) return std::nullopt;
+        const Template& candidate = *templates_[i];
+        if (!english.starts_with(candidate.prefix)) return std::nullopt;
+        if (english.find(candidate.requiredText) == english.npos) return std::nullopt;
+        const Template& t = compiledTemplate(i);
+        if (!t.regex) return std::nullopt;
         if (!subject) subject = QString::fromUtf8(english.data(), qsizetype(english.size()));
-        const QRegularExpressionMatch match = t.regex.match(*subject);
+        const QRegularExpressionMatch match = t.regex->match(*subject);
         if (!match.hasMatch()) return std::nullopt;
         return filled(t.text, match);
     };
