@@ -10,6 +10,7 @@
 #include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "Velmora/cli/CleanCommand.h"
+#include "Velmora/cli/CommandPreferences.h"
 #include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/FoldersCommand.h"
 #include "Velmora/cli/HistoryCommand.h"
@@ -359,8 +360,17 @@ int run(int argc, char** argv) {
             flags.profile ? &cleanupReviewProfile(*reviewProfileIDFromRaw(*flags.profile))
                           : nullptr;
         if (profile && !profile->includesCustomFolders && !request.customFolders.empty()) {
-            std::cerr << "velmora: the profile " << *flags.profile
-                      << " does not scan custom folders; leave out --folder.\n";
+            const VelmoraCopy copy{commandLanguage(home, chosenLanguage)};
+            // clang-format off
+            // i18n-example: "the profile downloads does not scan custom folders; leave out --folder."
+            // clang-format on
+            std::cerr << "velmora: "
+                      << copy.text("the profile " + *flags.profile +
+                                       " does not scan custom folders; leave out --folder.",
+                                   "프로필 " + *flags.profile +
+                                       "은 사용자 지정 폴더를 검사하지 않습니다. --folder를 "
+                                       "빼세요.")
+                      << "\n";
             return std::nullopt;
         }
         const AppLanguage runLanguageOfRequest = addKeptFolders(request, chosenLanguage);

@@ -1,5 +1,7 @@
 #include "Velmora/cli/CommandPreferences.h"
 
+#include <QSettings>
+#include <QString>
 #include <iostream>
 
 #include "CleanerCore/platform/Environment.h"
@@ -16,6 +18,16 @@ CommandPreferences openCommandPreferences(const std::optional<std::string>& home
         std::cerr << "velmora: " << *notice << "\n";
     }
     return p;
+}
+
+AppLanguage commandLanguage(const std::optional<std::string>& homeOverride,
+                            std::optional<AppLanguage> runLanguage) {
+    if (runLanguage) return *runLanguage;
+    const QSettings settings(
+        QString::fromStdString(currentUserEnvironment(homeOverride).xdgConfigHome +
+                               "/Velmora/Velmora.conf"),
+        QSettings::IniFormat);
+    return resolvedLanguage(settings);
 }
 
 }  // namespace velmora::cli

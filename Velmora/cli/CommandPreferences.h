@@ -19,4 +19,10 @@ struct CommandPreferences {
 CommandPreferences openCommandPreferences(const std::optional<std::string>& homeOverride,
                                           std::optional<AppLanguage> runLanguage);
 
+/// The language of a refusal given before the preferences are opened: `runLanguage` when
+/// given, else the kept or the system's. Reads the file without changing or setting aside
+/// anything.
+AppLanguage commandLanguage(const std::optional<std::string>& homeOverride,
+                            std::optional<AppLanguage> runLanguage);
+
 }  // namespace velmora::cli

@@ -17,8 +17,6 @@ namespace velmora::cli {
 
 namespace {
 
-constexpr const char* kUsage = "folders takes no action or one of: list, add DIR, remove ID";
-
 int list(const CustomScanFolderStore& store, const ScanRootRules& rules, AppLanguage language,
          bool json) {
     const CustomScanFolderResolution resolution = resolveCustomScanFolders(store.folders(), rules);
@@ -76,7 +74,12 @@ int runFoldersCommand(const FoldersCommandOptions& options) {
     const bool valid = (action == "list" && w.size() <= 1) ||
                        ((action == "add" || action == "remove") && w.size() == 2);
     if (!valid) {
-        std::cerr << "velmora: " << kUsage << ".\n";
+        const VelmoraCopy copy{commandLanguage(options.homeOverride, options.runLanguage)};
+        std::cerr << "velmora: "
+                  << copy.text("folders takes no action or one of: list, add DIR, remove ID.",
+                               "folders에는 동작을 주지 않거나 list, add 폴더, remove ID 중 "
+                               "하나를 주세요.")
+                  << "\n";
         return kExitRefused;
     }
     CommandPreferences preferences =

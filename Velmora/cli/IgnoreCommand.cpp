@@ -160,8 +160,14 @@ std::optional<std::string> ignoredLeftOutSentence(size_t leftOut, AppLanguage la
 int runIgnoreCommand(const IgnoreCommandOptions& options) {
     const auto duration = durationFromArgument(options.duration);
     if (!duration || options.list == !options.items.empty()) {
-        std::cerr << "velmora: ignore takes the ids or paths of candidates (with --for day, week "
-                     "or ever), or --list.\n";
+        const VelmoraCopy copy{commandLanguage(options.request.homeOverride, options.runLanguage)};
+        std::cerr << "velmora: "
+                  << copy.text(
+                         "ignore takes the ids or paths of candidates (with --for day, "
+                         "week or ever), or --list.",
+                         "ignore에는 후보의 ID나 경로(--for day, week 또는 ever와 함께) "
+                         "또는 --list를 주세요.")
+                  << "\n";
         return kExitRefused;
     }
     if (options.list) return listIgnored(options);
@@ -273,8 +279,14 @@ int runIgnoreCommand(const IgnoreCommandOptions& options) {
 
 int runUnignoreCommand(const UnignoreCommandOptions& options) {
     if (options.all == !options.items.empty()) {
-        std::cerr << "velmora: unignore takes the ids or paths of ignored items (see `velmora "
-                     "ignore --list`), or --all.\n";
+        const VelmoraCopy copy{commandLanguage(options.homeOverride, options.runLanguage)};
+        std::cerr << "velmora: "
+                  << copy.text(
+                         "unignore takes the ids or paths of ignored items (see `velmora "
+                         "ignore --list`), or --all.",
+                         "unignore에는 무시한 항목의 ID나 경로(`velmora ignore --list` "
+                         "참고) 또는 --all을 주세요.")
+                  << "\n";
         return kExitRefused;
     }
     const Date now = currentDate();

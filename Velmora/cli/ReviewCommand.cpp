@@ -14,10 +14,6 @@ namespace velmora::cli {
 
 namespace {
 
-constexpr const char* kUsage =
-    "review takes no action or one of: status, cadence off|weekly|monthly, profile "
-    "balanced|downloads|developerCaches, done";
-
 nlohmann::json stateJSON(const CleanupReviewPreferencesStore& store, Date now,
                          AppLanguage language) {
     const CleanupReviewCadenceStatus status = store.status(now);
@@ -78,7 +74,22 @@ int runReviewCommand(const ReviewCommandOptions& options) {
     if (!valid) {
         std::string given;
         for (const auto& word : w) given += (given.empty() ? "" : " ") + word;
-        std::cerr << "velmora: " << kUsage << " (not '" << printable(given) << "').\n";
+        const VelmoraCopy copy{commandLanguage(options.homeOverride, options.runLanguage)};
+        const std::string shown = printable(given);
+        // clang-format off
+        // i18n-example: "review takes no action or one of: status, cadence off|weekly|monthly, profile balanced|downloads|developerCaches, done (not 'cadence daily')."
+        // clang-format on
+        std::cerr << "velmora: "
+                  << copy.text(
+                         "review takes no action or one of: status, cadence "
+                         "off|weekly|monthly, profile balanced|downloads|developerCaches, "
+                         "done (not '" +
+                             shown + "').",
+                         "review에는 동작을 주지 않거나 status, cadence "
+                         "off|weekly|monthly, profile "
+                         "balanced|downloads|developerCaches, done 중 하나를 주세요('" +
+                             shown + "'는 아님).")
+                  << "\n";
         return kExitRefused;
     }
 

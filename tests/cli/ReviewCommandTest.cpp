@@ -47,6 +47,10 @@ TEST(ReviewCommandTest, AWrongActionOrValueIsRefusedAndNothingIsWritten) {
         EXPECT_EQ(o.status, 2) << args[1];
         EXPECT_NE(o.err.find("review takes no action or one of"), std::string::npos) << o.err;
     }
+    // The refusal speaks the run's language, and reading the language writes nothing either.
+    const test::Outcome o = h.velmora({"--language", "de", "review", "snooze"});
+    EXPECT_NE(o.err.find("review nimmt keine Aktion"), std::string::npos) << o.err;
+    EXPECT_NE(o.err.find("„snooze“"), std::string::npos) << o.err;
     EXPECT_FALSE(test::exists(h.homePath(".config/Velmora/Velmora.conf")));
 }
 
