@@ -32,17 +32,6 @@ namespace velmora::cli {
 
 namespace {
 
-// The scan locations of the request; a refused request is explained on standard error.
-std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
-                                          const CancellationToken& cancel, AppLanguage language) {
-    auto setup = prepareScan(request, cancel);
-    if (!setup) {
-        std::cerr << "velmora: " << presentedReason(setup.error(), language) << "\n";
-        return std::nullopt;
-    }
-    return std::move(*setup);
-}
-
 // The selection the options ask for; a refusal is explained on standard error. `leftOut` is
 // set to the number of candidates the defaults would have chosen but the ignore list kept out.
 std::optional<std::vector<size_t>> selectOrExplain(const CleanCommandOptions& options,

@@ -175,28 +175,17 @@ int runIgnoreCommand(const IgnoreCommandOptions& options) {
     CancellationToken cancel;
     InterruptScope interrupts(cancel);
     raiseOpenFileLimit();
-    const VelmoraCopy scanCopy{options.language};
-    auto setup = prepareScan(options.request, cancel);
-    if (!setup) {
-        std::cerr << "velmora: " << presentedReason(setup.error(), options.language) << "\n";
-        return kExitRefused;
-    }
-    if (setup->fellBackToStandard) {
-        std::cerr << "velmora: "
-                  << scanCopy.text(
-                         "direct mode scans developer and package caches and needs "
-                         "--allow-direct; scanning in standard mode.",
-                         "direct 모드는 개발 도구와 패키지 캐시를 검사하므로 "
-                         "--allow-direct가 필요합니다. standard 모드로 검사합니다.")
-                  << "\n";
-    }
+    auto setup = prepareOrExplain(options.request, cancel, options.language);
+    if (!setup) return kExitRefused;
+    if (setup->fellBackToStandard) warnScanningInStandardMode(options.language);
     // The whole scan: an item already ignored can be ignored again for another duration.
     const ScanReport report =
         scanWithProgress(*setup, options.quiet || options.json, cancel, options.language);
     if (!report.hasCompletedScan) {
         std::cerr << "velmora: "
-                  << scanCopy.text("the scan was cancelled; nothing was ignored.",
-                                   "검사가 취소되었습니다. 아무것도 무시하지 않았습니다.")
+                  << VelmoraCopy{options.language}.text(
+                         "the scan was cancelled; nothing was ignored.",
+                         "검사가 취소되었습니다. 아무것도 무시하지 않았습니다.")
                   << "\n";
         return interrupts.exitStatus();
     }

@@ -24,26 +24,34 @@ ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const Cancellati
     return report;
 }
 
+std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
+                                          const CancellationToken& cancel, AppLanguage language) {
+    auto setup = prepareScan(request, cancel);
+    if (!setup) {
+        std::cerr << "velmora: " << presentedReason(setup.error(), language) << "\n";
+        return std::nullopt;
+    }
+    return std::move(*setup);
+}
+
+void warnScanningInStandardMode(AppLanguage language) {
+    std::cerr << "velmora: "
+              << VelmoraCopy{language}.text(
+                     "direct mode scans developer and package caches and needs "
+                     "--allow-direct; scanning in standard mode.",
+                     "direct 모드는 개발 도구와 패키지 캐시를 검사하므로 "
+                     "--allow-direct가 필요합니다. standard 모드로 검사합니다.")
+              << "\n";
+}
+
 int runScanCommand(const ScanCommandOptions& options) {
     CancellationToken cancel;
     InterruptScope interrupts(cancel);
     raiseOpenFileLimit();
 
-    const VelmoraCopy copy{options.language};
-    auto setup = prepareScan(options.request, cancel);
-    if (!setup) {
-        std::cerr << "velmora: " << presentedReason(setup.error(), options.language) << "\n";
-        return kExitRefused;
-    }
-    if (setup->fellBackToStandard) {
-        std::cerr << "velmora: "
-                  << copy.text(
-                         "direct mode scans developer and package caches and needs "
-                         "--allow-direct; scanning in standard mode.",
-                         "direct 모드는 개발 도구와 패키지 캐시를 검사하므로 "
-                         "--allow-direct가 필요합니다. standard 모드로 검사합니다.")
-                  << "\n";
-    }
+    auto setup = prepareOrExplain(options.request, cancel, options.language);
+    if (!setup) return kExitRefused;
+    if (setup->fellBackToStandard) warnScanningInStandardMode(options.language);
 
     ScanReport report = scanWithProgress(*setup, options.quiet, cancel, options.language);
     size_t hidden = 0;
@@ -63,7 +71,7 @@ int runScanCommand(const ScanCommandOptions& options) {
     std::cout.flush();
     if (!report.hasCompletedScan) {
         std::cerr << "velmora: "
-                  << copy.text(
+                  << VelmoraCopy{options.language}.text(
                          "the scan was cancelled; the report shows what was found before "
                          "it stopped.",
                          "검사가 취소되었습니다. 보고서에는 멈추기 전까지 찾은 것이 "

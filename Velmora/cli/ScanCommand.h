@@ -1,5 +1,6 @@
 #pragma once
 // `velmora scan`: a read-only cleanup scan printed as a table or as JSON.
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,13 @@ struct ScanCommandOptions {
     /// The language of the human output and of the messages on standard error.
     AppLanguage language = AppLanguage::english;
 };
+
+/// The scan locations of `request`; a refused request is explained on standard error.
+std::optional<ScanSetup> prepareOrExplain(const ScanRequest& request,
+                                          const CancellationToken& cancel, AppLanguage language);
+
+/// Says on standard error that a direct-mode scan without permission runs in standard mode.
+void warnScanningInStandardMode(AppLanguage language);
 
 /// Scans the prepared locations, with a progress bar on a terminal unless `quiet`.
 ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel,
