@@ -3,11 +3,9 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
-#include <QSettings>
 #include <iostream>
 
 #include "CleanerCore/base/PrintableText.h"
-#include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/platform/FileSystem.h"
 #include "Velmora/cli/CleanCommand.h"
 #include "Velmora/cli/CommandPreferences.h"
@@ -19,7 +17,6 @@
 #include "Velmora/cli/LanguageCommand.h"
 #include "Velmora/cli/ReviewCommand.h"
 #include "Velmora/cli/ScanCommand.h"
-#include "VelmoraUI/localization/LanguagePreference.h"
 #include "VelmoraUI/localization/Localizer.h"
 #include "VelmoraUI/state/ReviewProfileScan.h"
 
@@ -55,15 +52,8 @@ AppLanguage languageOfCommandLine(int argc, char** argv) {
                 *to = std::string(a.substr(name.size() + 1));
         }
     }
-    if (code) {
-        if (auto language = normalizedLanguage(*code)) return *language;
-    }
-    const UserEnvironment environment =
-        currentUserEnvironment(home ? std::optional(absolutePathFromArgument(*home)) : home);
-    const QSettings settings(
-        QString::fromStdString(environment.xdgConfigHome + "/Velmora/Velmora.conf"),
-        QSettings::IniFormat);
-    return resolvedLanguage(settings);
+    return commandLanguage(home ? std::optional(absolutePathFromArgument(*home)) : home,
+                           code ? normalizedLanguage(*code) : std::nullopt);
 }
 
 // The problem a person meets first when reading the command line from the left. The parser

@@ -23,10 +23,9 @@ CommandPreferences openCommandPreferences(const std::optional<std::string>& home
 AppLanguage commandLanguage(const std::optional<std::string>& homeOverride,
                             std::optional<AppLanguage> runLanguage) {
     if (runLanguage) return *runLanguage;
-    const QSettings settings(
-        QString::fromStdString(currentUserEnvironment(homeOverride).xdgConfigHome +
-                               "/Velmora/Velmora.conf"),
-        QSettings::IniFormat);
+    const QSettings settings(QString::fromStdString(preferenceFilePath(
+                                 currentUserEnvironment(homeOverride).xdgConfigHome)),
+                             QSettings::IniFormat);
     return resolvedLanguage(settings);
 }
 

@@ -43,8 +43,12 @@ bool flushed(QSettings& settings) {
 
 }  // namespace
 
+std::string preferenceFilePath(const std::string& configHome) {
+    return configHome + "/Velmora/Velmora.conf";
+}
+
 PreferenceFile openPreferenceFile(const std::string& configHome) {
-    return openPreferenceFileAt(configHome + "/Velmora/Velmora.conf");
+    return openPreferenceFileAt(preferenceFilePath(configHome));
 }
 
 PreferenceFile openPreferenceFileAt(const std::string& path) {

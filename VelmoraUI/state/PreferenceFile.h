@@ -28,8 +28,11 @@ struct PreferenceFile {
     std::optional<std::string> damagedFileBackup;
 };
 
-/// The preference file below `configHome` (the XDG config folder): `<configHome>/Velmora/
-/// Velmora.conf`.
+/// Where the preference file lies below `configHome` (the XDG config folder):
+/// `<configHome>/Velmora/Velmora.conf`.
+std::string preferenceFilePath(const std::string& configHome);
+
+/// The preference file at `preferenceFilePath(configHome)`.
 PreferenceFile openPreferenceFile(const std::string& configHome);
 
 /// The preference file at exactly `path` (tests, and the above).
