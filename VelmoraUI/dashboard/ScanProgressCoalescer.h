@@ -12,8 +12,8 @@
 #include <mutex>
 #include <optional>
 
+#include "CleanerCore/base/Scheduling.h"
 #include "CleanerCore/scanning/CleanupModel.h"
-#include "VelmoraUI/dashboard/Scheduling.h"
 
 namespace velmora {
 

@@ -5,7 +5,7 @@
 // object is destroyed never run.
 #include <QObject>
 
-#include "VelmoraUI/dashboard/Scheduling.h"
+#include "CleanerCore/base/Scheduling.h"
 
 namespace velmora {
 

@@ -15,7 +15,7 @@
 #include "CleanerCore/base/Date.h"
 #include "CleanerCore/base/Result.h"
 #include "CleanerCore/insights/SystemResourceSnapshot.h"
-#include "VelmoraUI/dashboard/Scheduling.h"
+#include "CleanerCore/base/Scheduling.h"
 
 namespace velmora {
 

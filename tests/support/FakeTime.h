@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "VelmoraUI/dashboard/Scheduling.h"
+#include "CleanerCore/base/Scheduling.h"
 
 namespace velmora::test {
 

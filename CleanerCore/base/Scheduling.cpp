@@ -1,4 +1,4 @@
-#include "VelmoraUI/dashboard/Scheduling.h"
+#include "CleanerCore/base/Scheduling.h"
 
 namespace velmora {
 

@@ -1,0 +1,122 @@
+#include "VelmoraUI/state/DashboardPreferences.h"
+
+#include <QString>
+
+#include "VelmoraUI/state/PreferenceFile.h"
+
+namespace velmora {
+namespace {
+
+QString keyOf(std::string_view key) {
+    return QString::fromUtf8(key.data(), qsizetype(key.size()));
+}
+
+std::string storedString(const QSettings& settings, std::string_view key) {
+    const QVariant value = settings.value(keyOf(key));
+    return value.typeId() == QMetaType::QString ? value.toString().toStdString() : std::string();
+}
+
+bool storedBool(const QSettings& settings, std::string_view key) {
+    const QVariant value = settings.value(keyOf(key));
+    // The native format keeps booleans as the words "true" and "false".
+    if (value.typeId() == QMetaType::Bool) return value.toBool();
+    return value.typeId() == QMetaType::QString && value.toString() == QStringLiteral("true");
+}
+
+bool storeString(QSettings& settings, std::string_view key, std::string_view raw) {
+    return storePreference(settings, key, QString::fromUtf8(raw.data(), qsizetype(raw.size())));
+}
+
+}  // namespace
+
+std::string_view rawValue(AppearanceMode mode) {
+    switch (mode) {
+        case AppearanceMode::system:
+            return "system";
+        case AppearanceMode::light:
+            return "light";
+        case AppearanceMode::dark:
+            return "dark";
+    }
+    return "system";
+}
+
+std::string_view rawValue(TextScale scale) {
+    switch (scale) {
+        case TextScale::standard:
+            return "standard";
+        case TextScale::large:
+            return "large";
+        case TextScale::extraLarge:
+            return "extraLarge";
+    }
+    return "standard";
+}
+
+std::optional<AppearanceMode> appearanceModeFromRaw(std::string_view raw) {
+    for (AppearanceMode m : {AppearanceMode::system, AppearanceMode::light, AppearanceMode::dark})
+        if (rawValue(m) == raw) return m;
+    return std::nullopt;
+}
+
+std::optional<TextScale> textScaleFromRaw(std::string_view raw) {
+    for (TextScale s : {TextScale::standard, TextScale::large, TextScale::extraLarge})
+        if (rawValue(s) == raw) return s;
+    return std::nullopt;
+}
+
+double textScaleFactor(TextScale scale) {
+    switch (scale) {
+        case TextScale::standard:
+            return 1.0;
+        case TextScale::large:
+            return 1.2;
+        case TextScale::extraLarge:
+            return 1.4;
+    }
+    return 1.0;
+}
+
+CleanupScanMode DashboardPreferences::scanMode() const {
+    return scanModeFromRaw(storedString(settings, kScanModeKey))
+        .value_or(CleanupScanMode::standard);
+}
+
+bool DashboardPreferences::setScanMode(CleanupScanMode mode) {
+    return storeString(settings, kScanModeKey, rawValue(mode));
+}
+
+AppearanceMode DashboardPreferences::appearanceMode() const {
+    return appearanceModeFromRaw(storedString(settings, kAppearanceModeKey))
+        .value_or(AppearanceMode::system);
+}
+
+bool DashboardPreferences::setAppearanceMode(AppearanceMode mode) {
+    return storeString(settings, kAppearanceModeKey, rawValue(mode));
+}
+
+TextScale DashboardPreferences::textScale() const {
+    return textScaleFromRaw(storedString(settings, kTextScaleKey)).value_or(TextScale::standard);
+}
+
+bool DashboardPreferences::setTextScale(TextScale scale) {
+    return storeString(settings, kTextScaleKey, rawValue(scale));
+}
+
+bool DashboardPreferences::onboardingCompleted() const {
+    return storedBool(settings, kOnboardingCompletedKey);
+}
+
+bool DashboardPreferences::setOnboardingCompleted(bool completed) {
+    return storePreference(settings, kOnboardingCompletedKey, completed);
+}
+
+bool DashboardPreferences::advancedExpanded() const {
+    return storedBool(settings, kAdvancedExpandedKey);
+}
+
+bool DashboardPreferences::setAdvancedExpanded(bool expanded) {
+    return storePreference(settings, kAdvancedExpandedKey, expanded);
+}
+
+}  // namespace velmora
