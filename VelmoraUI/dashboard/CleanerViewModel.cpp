@@ -4,6 +4,7 @@
 
 #include "CleanerCore/base/PrintableText.h"
 #include "CleanerCore/platform/Environment.h"
+#include "CleanerCore/scanning/DistinctBytes.h"
 #include "CleanerCore/workflows/ScanSession.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
@@ -23,7 +24,8 @@ CleanerViewModel::CleanerViewModel(CleanerEnvironment environment, CleanupIgnore
       environment_(std::move(environment)),
       ignoreStore_(ignoreStore),
       folderStore_(folderStore),
-      reviewStore_(reviewStore) {
+      reviewStore_(reviewStore),
+      home_(currentUserEnvironment(environment_.homeOverride).home) {
     if (!environment_.progressClock) environment_.progressClock = std::make_shared<SteadyClock>();
     if (!environment_.progressScheduler) {
         environment_.progressScheduler = std::make_shared<ThreadScheduler>();
@@ -152,6 +154,13 @@ void CleanerViewModel::cancel() {
     task_.cancel();
 }
 
+int64_t CleanerViewModel::reclaimableBytes() const {
+    std::vector<const CleanupCandidate*> all;
+    all.reserve(report_.candidates.size());
+    for (const auto& c : report_.candidates) all.push_back(&c);
+    return distinctBytes(all);
+}
+
 void CleanerViewModel::setSelected(size_t row, bool selected) {
     if (row >= selected_.size() || selected_[row] == selected) return;
     selected_[row] = selected;
@@ -246,14 +255,26 @@ bool CleanerViewModel::startCleanup() {
 }
 
 void CleanerViewModel::finishCleanup(CleanupRunOutcome outcome) {
-    // The cleaned items leave the report; failed and untouched ones stay for another try.
+    // The cleaned items leave the report, and so do candidates inside them (they went to the
+    // Trash with them); failed and untouched ones stay for another try.
+    // Paths are standardized; a candidate went with a cleaned item when the item's path is the
+    // candidate's or one of its ancestors (a walk up the path, not a scan of every item).
     std::unordered_set<std::string> cleaned;
     for (const auto& r : cleanupResults_)
         if (r.cleaned) cleaned.insert(r.candidate.url.path);
+    auto wasCleaned = [&cleaned](std::string path) {
+        while (!path.empty()) {
+            if (cleaned.count(path)) return true;
+            const size_t slash = path.rfind('/');
+            if (slash == std::string::npos || slash == 0) break;
+            path.resize(slash);
+        }
+        return false;
+    };
     std::vector<CleanupCandidate> kept;
     std::vector<bool> keptSelection;
     for (size_t i = 0; i < report_.candidates.size(); ++i) {
-        if (cleaned.count(report_.candidates[i].url.path)) continue;
+        if (wasCleaned(report_.candidates[i].url.path)) continue;
         kept.push_back(std::move(report_.candidates[i]));
         keptSelection.push_back(selected_[i]);
     }

@@ -90,6 +90,9 @@ class CleanerViewModel final : public QObject {
     const ScanReport& report() const { return report_; }
     const std::string& home() const { return home_; }
     size_t ignoredCount() const { return ignoredCount_; }
+    /// The bytes the shown candidates hold, each byte counted once (a candidate inside another
+    /// adds nothing).
+    int64_t reclaimableBytes() const;
     bool scanWasCancelled() const { return scanWasCancelled_; }
 
     bool isSelected(size_t row) const { return row < selected_.size() && selected_[row]; }

@@ -139,3 +139,26 @@ TEST(CleanerViewModelTest, DestroyingTheViewModelDuringAScanWaitsForIt) {
 
 }  // namespace
 }  // namespace velmora
+
+namespace velmora {
+namespace {
+
+TEST(CleanerViewModelTest, CandidatesInsideACleanedItemLeaveTheReportWithIt) {
+    test::ViewModelHome h;
+    h.oldCacheFile("pip/http/wheel", "w");
+    CleanerViewModel vm(h.environment(), h.ignores, h.folders, h.review);
+    ASSERT_TRUE(vm.startScan(CleanupScanMode::direct));
+    ASSERT_TRUE(waitFor(&vm, &CleanerViewModel::reportChanged));
+    const std::string outer = h.home + "/.cache/pip", inner = outer + "/http";
+    ASSERT_LT(rowOf(vm, inner), vm.report().candidates.size());
+    ASSERT_LT(rowOf(vm, outer), vm.report().candidates.size());
+    vm.selectAll(false);
+    vm.setSelected(rowOf(vm, outer), true);
+    ASSERT_TRUE(vm.startCleanup());
+    ASSERT_TRUE(waitFor(&vm, &CleanerViewModel::cleanupFinished));
+    EXPECT_EQ(rowOf(vm, outer), vm.report().candidates.size());
+    EXPECT_EQ(rowOf(vm, inner), vm.report().candidates.size());  // went to the Trash with it
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,36 @@
+#include "Velmora/desktop/DesktopSession.h"
+
+#include "CleanerCore/platform/Environment.h"
+#include "VelmoraUI/localization/LanguagePreference.h"
+
+namespace velmora::desktop {
+
+DesktopSession::DesktopSession(SessionOptions options) : options_(std::move(options)) {
+    const UserEnvironment environment = currentUserEnvironment(options_.homeOverride);
+    preferences_ = openPreferenceFile(environment.xdgConfigHome);
+    QSettings& settings = *preferences_.settings;
+    seedLaunchLanguage(settings, defaultLanguageFromBuild(), std::nullopt);
+    const AppLanguage language = resolvedLanguage(settings);
+
+    reviewStore_ = std::make_unique<CleanupReviewPreferencesStore>(settings);
+    folderStore_ = std::make_unique<CustomScanFolderStore>(settings, language);
+    settingsModel_ =
+        std::make_unique<SettingsViewModel>(settings, language, *reviewStore_, *folderStore_,
+                                            scanRootRules(environment, options_.catalogue));
+    ignoreStore_ =
+        std::make_unique<CleanupIgnoreStore>(settings, std::string(kCleanupIgnoreItemsKey),
+                                             settingsModel_->languageSource(), currentDate());
+
+    CleanerEnvironment cleanerEnvironment;
+    cleanerEnvironment.homeOverride = options_.homeOverride;
+    cleanerEnvironment.catalogue = options_.catalogue;
+    cleaner_ = std::make_unique<CleanerViewModel>(cleanerEnvironment, *ignoreStore_, *folderStore_,
+                                                  *reviewStore_);
+    history_ = std::make_unique<HistoryViewModel>(cleanerEnvironment, *folderStore_);
+}
+
+std::optional<std::string> DesktopSession::startupMessage() const {
+    return damagedPreferencesMessage(preferences_, settingsModel_->language());
+}
+
+}  // namespace velmora::desktop

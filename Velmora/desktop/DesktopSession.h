@@ -1,0 +1,52 @@
+#pragma once
+// Everything the window shows, created once at start-up in the order start-up needs: the
+// preference file (a damaged one set aside), the language (resolved before any message is
+// built), the stores, then the view models. Nothing is scanned or cleaned here.
+//
+// Main thread only. The window and the tests build on one session.
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "VelmoraUI/dashboard/CleanerViewModel.h"
+#include "VelmoraUI/dashboard/HistoryViewModel.h"
+#include "VelmoraUI/dashboard/SettingsViewModel.h"
+#include "VelmoraUI/state/CleanupIgnoreStore.h"
+#include "VelmoraUI/state/CleanupReviewPreferencesStore.h"
+#include "VelmoraUI/state/CustomScanFolders.h"
+#include "VelmoraUI/state/PreferenceFile.h"
+
+namespace velmora::desktop {
+
+struct SessionOptions {
+    std::optional<std::string> homeOverride;  ///< none: this user's home folder
+    Catalogue catalogue = hostCatalogue();
+};
+
+class DesktopSession {
+  public:
+    explicit DesktopSession(SessionOptions options);
+
+    const SessionOptions& options() const { return options_; }
+    /// The sentence saying the preference file was damaged and set aside; none when it was fine.
+    std::optional<std::string> startupMessage() const;
+
+    QSettings& settings() { return *preferences_.settings; }
+    CleanerViewModel& cleaner() { return *cleaner_; }
+    HistoryViewModel& history() { return *history_; }
+    SettingsViewModel& settingsModel() { return *settingsModel_; }
+    CleanupIgnoreStore& ignoreStore() { return *ignoreStore_; }
+    AppLanguage language() const { return settingsModel_->language(); }
+
+  private:
+    SessionOptions options_;
+    PreferenceFile preferences_;
+    std::unique_ptr<CleanupReviewPreferencesStore> reviewStore_;
+    std::unique_ptr<CustomScanFolderStore> folderStore_;
+    std::unique_ptr<CleanupIgnoreStore> ignoreStore_;
+    std::unique_ptr<SettingsViewModel> settingsModel_;
+    std::unique_ptr<CleanerViewModel> cleaner_;
+    std::unique_ptr<HistoryViewModel> history_;
+};
+
+}  // namespace velmora::desktop

@@ -1,0 +1,152 @@
+#include "Velmora/desktop/MainWindow.h"
+
+#include <QApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QPainter>
+#include <QPainterPath>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include "Velmora/desktop/Appearance.h"
+#include "Velmora/desktop/DashboardPage.h"
+#include "Velmora/desktop/DesktopSession.h"
+#include "Velmora/desktop/HistoryPage.h"
+#include "Velmora/desktop/ReviewPage.h"
+#include "Velmora/desktop/SettingsPage.h"
+#include "Velmora/desktop/UiText.h"
+
+namespace velmora::desktop {
+
+QIcon velmoraIcon() {
+    QIcon icon = QIcon::fromTheme(QStringLiteral("org.velmora.Velmora"));
+    if (!icon.isNull()) return icon;
+    QPixmap pixmap(128, 128);
+    pixmap.fill(Qt::transparent);
+    QPainter p(&pixmap);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setBrush(QColor(0x1a, 0x66, 0xd2));
+    p.setPen(Qt::NoPen);
+    p.drawRoundedRect(QRectF(4, 4, 120, 120), 26, 26);
+    QPainterPath check;
+    check.moveTo(34, 66);
+    check.lineTo(56, 88);
+    check.lineTo(96, 42);
+    p.setPen(QPen(Qt::white, 14, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setBrush(Qt::NoBrush);
+    p.drawPath(check);
+    return QIcon(pixmap);
+}
+
+MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
+    : QMainWindow(parent),
+      session_(session),
+      banner_(new QLabel),
+      sections_(new QListWidget),
+      pages_(new QStackedWidget),
+      dashboard_(new DashboardPage(session)),
+      review_(new ReviewPage(session)),
+      insights_(new QLabel),
+      history_(new HistoryPage(session)),
+      settings_(new SettingsPage(session)) {
+    setObjectName("mainWindow");
+    sections_->setObjectName("sectionList");
+    banner_->setObjectName("startupBanner");
+    setWindowIcon(velmoraIcon());
+    banner_->setWordWrap(true);
+    banner_->setMargin(8);
+    banner_->setAutoFillBackground(true);
+    insights_->setWordWrap(true);
+    insights_->setAlignment(Qt::AlignCenter);
+    insights_->setObjectName("insightsPlaceholder");
+    for (int i = 0; i < 5; ++i) sections_->addItem(QString());
+    sections_->setFixedWidth(190);
+    sections_->setFrameShape(QFrame::NoFrame);
+    sections_->setSpacing(2);
+    sections_->setStyleSheet(QStringLiteral(
+        "QListWidget { padding-top: 12px; }"
+        "QListWidget::item { padding: 8px 14px; border-radius: 6px; margin: 1px 8px; }"
+        "QListWidget::item:selected { background: palette(highlight);"
+        " color: palette(highlighted-text); }"));
+    pages_->addWidget(dashboard_);
+    pages_->addWidget(review_);
+    pages_->addWidget(insights_);
+    pages_->addWidget(history_);
+    pages_->addWidget(settings_);
+
+    auto* central = new QWidget;
+    auto* outer = new QVBoxLayout(central);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->addWidget(banner_);
+    auto* row = new QHBoxLayout;
+    row->addWidget(sections_);
+    row->addWidget(pages_, 1);
+    outer->addLayout(row, 1);
+    setCentralWidget(central);
+
+    connect(sections_, &QListWidget::currentRowChanged, this, [this](int index) {
+        pages_->setCurrentIndex(index);
+        if (Section(index) == Section::history) session_.history().reload();
+    });
+    connect(dashboard_, &DashboardPage::reviewRequested, this,
+            [this] { showSection(Section::review); });
+    SettingsViewModel& settings = session_.settingsModel();
+    connect(&settings, &SettingsViewModel::languageChanged, this, &MainWindow::retranslate);
+    connect(&settings, &SettingsViewModel::appearanceChanged, this, [this] {
+        if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance())) {
+            applyAppearance(*app, session_.settingsModel().appearanceMode(),
+                            session_.settingsModel().textScale(),
+                            app->property("velmoraBaseFont").value<QFont>());
+        }
+    });
+    sections_->setCurrentRow(0);
+    retranslate();
+    resize(1040, 700);
+}
+
+void MainWindow::retranslate() {
+    const AppLanguage language = session_.language();
+    const UiCopy copy{language};
+    setWindowTitle(QStringLiteral("Velmora"));
+    const QString titles[] = {
+        copy.text("Dashboard", "대시보드"), copy.text("Review", "검토"),
+        copy.text("Insights", "인사이트"),  copy.text("History", "기록"),
+        copy.text("Settings", "설정"),
+    };
+    for (int i = 0; i < 5; ++i) sections_->item(i)->setText(titles[i]);
+    insights_->setText(copy.text(
+        "Storage insights (the storage map, large files, downloads and duplicates) will appear "
+        "here. The command `velmora insights` shows them now.",
+        "저장 공간 인사이트(저장 공간 지도, 큰 파일, 다운로드, 중복 파일)가 여기에 표시될 "
+        "예정입니다. 지금은 `velmora insights` 명령으로 볼 수 있습니다."));
+    const auto message = session_.startupMessage();
+    banner_->setVisible(message.has_value());
+    if (message) banner_->setText(qs(*message));
+    dashboard_->retranslate();
+    review_->retranslate();
+    history_->retranslate();
+    settings_->retranslate();
+    setLayoutDirection(Qt::LeftToRight);
+}
+
+void MainWindow::showSection(Section section) {
+    sections_->setCurrentRow(int(section));
+}
+
+MainWindow::Section MainWindow::currentSection() const {
+    return Section(sections_->currentRow());
+}
+
+std::optional<MainWindow::Section> MainWindow::sectionFromRaw(std::string_view raw) {
+    const std::pair<std::string_view, Section> names[] = {
+        {"dashboard", Section::dashboard}, {"review", Section::review},
+        {"insights", Section::insights},   {"history", Section::history},
+        {"settings", Section::settings},
+    };
+    for (const auto& [name, section] : names)
+        if (name == raw) return section;
+    return std::nullopt;
+}
+
+}  // namespace velmora::desktop

@@ -1,0 +1,56 @@
+#pragma once
+// The main window: a list of sections on the left (dashboard, review, insights, history and
+// restore, settings) and the chosen section on the right. It wires the pages to the session's
+// view models, switches language and appearance at once, and shows a start-up sentence (a
+// damaged preference file set aside) above everything.
+#include <QMainWindow>
+
+class QLabel;
+class QListWidget;
+class QStackedWidget;
+
+namespace velmora::desktop {
+
+class DashboardPage;
+class DesktopSession;
+class HistoryPage;
+class ReviewPage;
+class SettingsPage;
+
+class MainWindow final : public QMainWindow {
+    Q_OBJECT
+
+  public:
+    enum class Section { dashboard, review, insights, history, settings };
+
+    explicit MainWindow(DesktopSession& session, QWidget* parent = nullptr);
+
+    void showSection(Section section);
+    Section currentSection() const;
+    /// The section named by its raw text ("dashboard", "review", "insights", "history",
+    /// "settings"); nothing for another text.
+    static std::optional<Section> sectionFromRaw(std::string_view raw);
+
+    DashboardPage* dashboard() const { return dashboard_; }
+    ReviewPage* review() const { return review_; }
+    HistoryPage* history() const { return history_; }
+    SettingsPage* settings() const { return settings_; }
+
+  private:
+    void retranslate();
+
+    DesktopSession& session_;
+    QLabel* banner_;
+    QListWidget* sections_;
+    QStackedWidget* pages_;
+    DashboardPage* dashboard_;
+    ReviewPage* review_;
+    QLabel* insights_;
+    HistoryPage* history_;
+    SettingsPage* settings_;
+};
+
+/// The application's icon, drawn so that it needs no image plugin.
+QIcon velmoraIcon();
+
+}  // namespace velmora::desktop

@@ -1,0 +1,85 @@
+// velmora-desktop: the desktop application. Opens the window; nothing is scanned until the
+// person asks. Without a graphical session it says so and points to the command.
+#include <QApplication>
+#include <QCommandLineParser>
+#include <cstdlib>
+#include <iostream>
+
+#include "Velmora/desktop/Appearance.h"
+#include "Velmora/desktop/DesktopSession.h"
+#include "Velmora/desktop/MainWindow.h"
+#include "Velmora/desktop/OnboardingDialog.h"
+#include "Velmora/desktop/TrayStatus.h"
+#include "VelmoraUI/localization/Localizer.h"
+
+using namespace velmora;
+using namespace velmora::desktop;
+
+namespace {
+
+bool hasDisplay() {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+        const char* value = std::getenv(name);
+        if (value && *value) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (!hasDisplay()) {
+        const AppLanguage language = resolvedLanguage(std::nullopt, systemPreferredLanguages());
+        std::cerr << "velmora-desktop: "
+                  << VelmoraCopy{language}.text(
+                         "there is no graphical session (DISPLAY and WAYLAND_DISPLAY are not "
+                         "set). `velmora scan` shows the same scan in the terminal.",
+                         "그래픽 세션이 없습니다(DISPLAY와 WAYLAND_DISPLAY가 설정되지 "
+                         "않았습니다). `velmora scan`으로 같은 검사를 터미널에서 볼 수 "
+                         "있습니다.")
+                  << "\n";
+        return 2;
+    }
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Velmora"));
+    QApplication::setOrganizationName(QStringLiteral("Velmora"));
+    QApplication::setDesktopFileName(QStringLiteral("org.velmora.Velmora"));
+    QApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    QApplication::setQuitOnLastWindowClosed(true);
+
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption home(QStringLiteral("home"),
+                                  QStringLiteral("Home folder to work on (default: $HOME)"),
+                                  QStringLiteral("DIR"));
+    const QCommandLineOption section(
+        QStringLiteral("section"),
+        QStringLiteral("Section to open: dashboard, review, insights, history, settings"),
+        QStringLiteral("NAME"));
+    parser.addOption(home);
+    parser.addOption(section);
+    parser.process(app);
+
+    SessionOptions options;
+    if (parser.isSet(home)) options.homeOverride = parser.value(home).toStdString();
+    DesktopSession session(options);
+
+    app.setProperty("velmoraBaseFont", QApplication::font());
+    applyAppearance(app, session.settingsModel().appearanceMode(),
+                    session.settingsModel().textScale(), QApplication::font());
+
+    if (!session.settingsModel().onboardingCompleted()) {
+        OnboardingDialog onboarding(session);
+        onboarding.setWindowIcon(velmoraIcon());
+        if (onboarding.exec() != QDialog::Accepted) return 0;
+    }
+    MainWindow window(session);
+    if (parser.isSet(section)) {
+        if (auto chosen = MainWindow::sectionFromRaw(parser.value(section).toStdString()))
+            window.showSection(*chosen);
+    }
+    window.show();
+    TrayStatus tray(session, window);
+    return app.exec();
+}

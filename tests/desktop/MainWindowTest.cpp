@@ -1,0 +1,178 @@
+// The desktop application as a person uses it, on a throw-away home under the offscreen
+// platform: scan, select, confirm, the item is in the Trash, the history shows it, restore puts
+// it back; the language switches at once; a cancelled scan changes nothing.
+#include "Velmora/desktop/MainWindow.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+#include <QTimer>
+#include <filesystem>
+#include <fstream>
+
+#include "Velmora/desktop/CandidateModel.h"
+#include "Velmora/desktop/DashboardPage.h"
+#include "Velmora/desktop/DesktopSession.h"
+#include "Velmora/desktop/HistoryPage.h"
+#include "Velmora/desktop/ReviewPage.h"
+#include "Velmora/desktop/SettingsPage.h"
+#include "dashboard/ViewModelHarness.h"
+#include "support/TestTree.h"
+
+namespace velmora::desktop {
+namespace {
+
+namespace fs = std::filesystem;
+using test::waitFor;
+
+QApplication& application() {
+    static int argc = 1;
+    static char name[] = "tests_desktop";
+    static char* argv[] = {name, nullptr};
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static QApplication* app = new QApplication(argc, argv);
+    return *app;
+}
+
+class MainWindowTest : public ::testing::Test {
+  protected:
+    std::string oldCache(const std::string& relative, const std::string& content) {
+        const std::string path = home + "/.cache/" + relative;
+        fs::create_directories(fs::path(path).parent_path());
+        std::ofstream(path) << content;
+        tree.setMtimeRecursive("home/.cache/" + relative.substr(0, relative.find('/')),
+                               test::unixNow() - 3 * 86400);
+        return path;
+    }
+
+    template <typename T>
+    T* find(const char* name) {
+        T* widget = window->findChild<T*>(QString::fromLatin1(name));
+        EXPECT_NE(widget, nullptr) << name;
+        return widget;
+    }
+
+    void scan() {
+        QTest::mouseClick(find<QPushButton>("scanButton"), Qt::LeftButton);
+        ASSERT_TRUE(waitFor(&session->cleaner(), &CleanerViewModel::reportChanged));
+    }
+
+    QApplication& app = application();  // first: the window below needs it
+    test::TestTree tree;
+    const std::string home = tree.dir("home");
+    test::ScopedHome scoped{home};
+    std::unique_ptr<DesktopSession> session =
+        std::make_unique<DesktopSession>(SessionOptions{home, Catalogue::linux});
+    std::unique_ptr<MainWindow> window = std::make_unique<MainWindow>(*session);
+};
+
+TEST_F(MainWindowTest, ScanConfirmMoveToTrashAndPutBack) {
+    const std::string file = oldCache("browser/data", "cached");
+    oldCache("other/data", "kept");
+    window->show();
+    scan();
+    EXPECT_EQ(window->currentSection(), MainWindow::Section::review);
+
+    // Check the browser cache's box in the list, as a click on it does.
+    auto* table = find<QTableView>("candidateTable");
+    auto* filter = window->review()->filterModel();
+    session->cleaner().selectAll(false);
+    find<QLineEdit>("reviewSearch")->setText("browser");
+    ASSERT_EQ(filter->rowCount(), 1);
+    ASSERT_TRUE(
+        filter->setData(filter->index(0, CandidateModel::name), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_EQ(session->cleaner().selectedCandidates().size(), 1u);
+    EXPECT_NE(table, nullptr);
+
+    // The confirmation dialog opens; the person presses "Move to Trash" in it.
+    QString listed;
+    QTimer::singleShot(0, [&] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(dialog, nullptr);
+        auto* items = dialog->findChild<QListWidget*>("confirmationItems");
+        if (items && items->count() == 1) listed = items->item(0)->text();
+        QTest::mouseClick(dialog->findChild<QPushButton*>("confirmMoveButton"), Qt::LeftButton);
+    });
+    QTest::mouseClick(find<QPushButton>("moveToTrashButton"), Qt::LeftButton);
+    EXPECT_TRUE(listed.startsWith("~/.cache/browser")) << listed.toStdString();
+    ASSERT_TRUE(waitFor(&session->cleaner(), &CleanerViewModel::cleanupFinished));
+    EXPECT_FALSE(fs::exists(file));
+    EXPECT_TRUE(fs::exists(home + "/.local/share/Trash/files/browser/data"));
+    EXPECT_TRUE(fs::exists(home + "/.cache/other/data"));
+    EXPECT_EQ(find<QListWidget>("cleanupResults")->count(), 1);
+
+    window->showSection(MainWindow::Section::history);
+    ASSERT_TRUE(waitFor(&session->history(), &HistoryViewModel::entriesChanged));
+    auto* history = find<QTableView>("historyTable");
+    ASSERT_EQ(history->model()->rowCount(), 1);
+    history->selectRow(0);
+    EXPECT_FALSE(find<QLabel>("integritySentence")->text().isEmpty());
+    auto* restore = find<QPushButton>("restoreAllButton");
+    ASSERT_TRUE(restore->isEnabled());
+    QTest::mouseClick(restore, Qt::LeftButton);
+    ASSERT_TRUE(waitFor(&session->history(), &HistoryViewModel::restoreFinished));
+    EXPECT_TRUE(fs::exists(file));
+    EXPECT_EQ(history->model()->rowCount(), 2);
+}
+
+TEST_F(MainWindowTest, TheLanguageSwitchesAtOnceAndIsKept) {
+    window->show();
+    auto* sections = find<QListWidget>("sectionList");
+    EXPECT_EQ(sections->item(1)->text(), "Review");
+    auto* box = window->settings()->languageBox();
+    const int korean = box->findData(int(AppLanguage::korean));
+    ASSERT_GE(korean, 0);
+    box->setCurrentIndex(korean);
+    emit box->activated(korean);
+    EXPECT_EQ(sections->item(1)->text(), QString::fromUtf8("검토"));
+    EXPECT_EQ(find<QPushButton>("scanButton")->text(), QString::fromUtf8("검사"));
+    const int german = box->findData(int(AppLanguage::german));
+    box->setCurrentIndex(german);
+    emit box->activated(german);
+    EXPECT_EQ(find<QPushButton>("scanButton")->text(), "Scannen");
+
+    // A new session on the same preferences starts in German.
+    window.reset();
+    session = std::make_unique<DesktopSession>(SessionOptions{home, Catalogue::linux});
+    EXPECT_EQ(session->language(), AppLanguage::german);
+}
+
+TEST_F(MainWindowTest, ACancelledScanChangesNothing) {
+    const std::string file = oldCache("browser/data", "cached");
+    window->show();
+    QTest::mouseClick(find<QPushButton>("scanButton"), Qt::LeftButton);
+    auto* cancel = find<QPushButton>("cancelScanButton");
+    EXPECT_TRUE(cancel->isVisible());
+    QTest::mouseClick(cancel, Qt::LeftButton);
+    ASSERT_TRUE(waitFor(&session->cleaner(), &CleanerViewModel::reportChanged));
+    EXPECT_TRUE(session->cleaner().scanWasCancelled());
+    EXPECT_FALSE(cancel->isVisible());
+    EXPECT_TRUE(fs::exists(file));
+    EXPECT_TRUE(find<QPushButton>("scanButton")->isEnabled());
+}
+
+TEST_F(MainWindowTest, ADamagedPreferenceFileIsSetAsideAndSaidSo) {
+    window.reset();
+    session.reset();
+    const std::string conf = home + "/.config/Velmora/Velmora.conf";
+    fs::create_directories(fs::path(conf).parent_path());
+    std::ofstream(conf, std::ios::binary)
+        << std::string("\xff\xfe\0[General\nvelmora.language=ja\n[[[\n", 36);
+    session = std::make_unique<DesktopSession>(SessionOptions{home, Catalogue::linux});
+    window = std::make_unique<MainWindow>(*session);
+    window->show();
+    auto* banner = find<QLabel>("startupBanner");
+    EXPECT_TRUE(banner->isVisible());
+    EXPECT_FALSE(banner->text().isEmpty());
+}
+
+}  // namespace
+}  // namespace velmora::desktop
