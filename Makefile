@@ -1,6 +1,6 @@
 # Entry points: `make run` (release build, read-only scan of your home folder),
 # `make test` (sanitizer build, every test), `make build` (release command at build/release/bin/velmora).
-.PHONY: setup build run test bench fuzz format clean
+.PHONY: setup build run test bench fuzz format clean screenshots
 
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
@@ -11,11 +11,21 @@ build: setup
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS)
 
-# Builds only the command, not the tests and benchmarks.
+# Opens the desktop application when there is a display; otherwise prints a read-only scan
+# of your home folder. Builds only the programs, not the tests and benchmarks.
 run: setup
 	cmake --preset release >/dev/null
-	cmake --build --preset release -j $(JOBS) --target velmora
-	build/release/bin/velmora scan
+	cmake --build --preset release -j $(JOBS) --target velmora velmora-desktop
+	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then build/release/bin/velmora-desktop; \
+	else echo "No display (DISPLAY and WAYLAND_DISPLAY are unset): a read-only scan instead."; \
+	     build/release/bin/velmora scan; fi
+
+# Pictures of each section of the application in English, Korean, Japanese and German (and
+# Korean at the extra-large text size, dark) into docs/screenshots, under Xvfb.
+screenshots: setup
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS) --target velmora_screenshots
+	scripts/screenshots.sh build/release/bin/velmora_screenshots docs/screenshots
 
 test: setup
 	cmake --preset asan >/dev/null

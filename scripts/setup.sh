@@ -6,7 +6,10 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libssl-dev nlohmann-json3-dev libfmt-dev
           libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev qt6-base-dev python3
-          trash-cli)
+          trash-cli
+          # the desktop application: fonts for Korean, Japanese and both Chinese scripts, and
+          # a virtual display for its screenshots
+          fonts-noto-cjk xvfb xauth)
 if [ "${VELMORA_BENCH_TOOLS:-0}" = 1 ]; then
   packages+=(jdupes trash-cli hyperfine time)
 fi
