@@ -67,19 +67,24 @@ void applyAppearance(QApplication& app, AppearanceMode mode, TextScale scale,
     const double points = baseFont.pointSizeF() > 0 ? baseFont.pointSizeF() : 10.0;
     font.setPointSizeF(points * textScaleFactor(scale));
     app.setFont(font);
-    const double size = font.pointSizeF();
-    app.setStyleSheet(
-        QStringLiteral("QLabel[heading=\"1\"] { font-weight: bold; font-size: %1pt; }"
-                       "QLabel[heading=\"2\"] { font-weight: bold; font-size: %2pt; }")
-            .arg(size * 1.6, 0, 'f', 1)
-            .arg(size * 1.25, 0, 'f', 1));
+    for (QWidget* w : app.allWidgets()) {
+        if (auto* label = qobject_cast<QLabel*>(w); label && label->property("heading").isValid())
+            markHeading(label, label->property("heading").toInt());
+    }
     // Widgets that set their own font (headings) derive from the application's at creation;
     // tell every widget to lay out again with the new size.
     for (QWidget* w : app.allWidgets()) w->updateGeometry();
 }
 
 void markHeading(QLabel* label, int level) {
-    label->setProperty("heading", QString::number(level));
+    label->setProperty("heading", level);
+    // Headings follow the application's font (and so the text size) at a fixed ratio; a
+    // stylesheet would do the same but slows down the polish of every widget at start-up.
+    QFont font = QApplication::font();
+    const double points = font.pointSizeF() > 0 ? font.pointSizeF() : 10.0;
+    font.setPointSizeF(points * (level == 1 ? 1.6 : 1.25));
+    font.setBold(true);
+    label->setFont(font);
 }
 
 }  // namespace velmora::desktop

@@ -15,6 +15,7 @@ CandidateModel::CandidateModel(CleanerViewModel& cleaner, std::function<AppLangu
     : QAbstractTableModel(parent), cleaner_(cleaner), language_(std::move(language)) {
     connect(&cleaner_, &CleanerViewModel::reportChanged, this, [this] {
         beginResetModel();
+        keysBuilt_ = false;
         endResetModel();
     });
     connect(&cleaner_, &CleanerViewModel::selectionChanged, this, [this] {
@@ -40,29 +41,6 @@ QVariant CandidateModel::data(const QModelIndex& index, int role) const {
         case Qt::CheckStateRole:
             if (index.column() != name) return {};
             return cleaner_.isSelected(size_t(index.row())) ? Qt::Checked : Qt::Unchecked;
-        case categoryRole:
-            return int(c.category);
-        case safetyRole:
-            return int(c.safety);
-        case searchRole:
-            return qs(c.displayName) + QChar('\n') + qs(c.url.path);
-        case sortRole:
-            switch (index.column()) {
-                case name:
-                    return qs(c.displayName).toLower();
-                case category:
-                    return int(c.category);
-                case safety:
-                    return int(c.safety);
-                case size:
-                    return qlonglong(c.sizeBytes);
-                case modified:
-                    return c.lastModified ? *c.lastModified : -1e300;
-                case path:
-                    return qs(c.url.path);
-                default:
-                    return {};
-            }
         case Qt::ToolTipRole:
             return qs(printable(c.url.path));
         case Qt::TextAlignmentRole:
@@ -128,17 +106,48 @@ QVariant CandidateModel::headerData(int section, Qt::Orientation orientation, in
     }
 }
 
+const CleanupCandidate& CandidateModel::candidate(int row) const {
+    return cleaner_.report().candidates[size_t(row)];
+}
+
+void CandidateModel::buildKeys() const {
+    if (keysBuilt_) return;
+    const auto& candidates = cleaner_.report().candidates;
+    searchKeys_.clear();
+    sortNames_.clear();
+    searchKeys_.reserve(candidates.size());
+    sortNames_.reserve(candidates.size());
+    for (const auto& c : candidates) {
+        sortNames_.push_back(qs(c.displayName).toLower());
+        searchKeys_.push_back(sortNames_.back() + QChar('\n') + qs(c.url.path).toLower());
+    }
+    keysBuilt_ = true;
+}
+
+const QString& CandidateModel::searchKey(int row) const {
+    buildKeys();
+    return searchKeys_[size_t(row)];
+}
+
+const QString& CandidateModel::sortName(int row) const {
+    buildKeys();
+    return sortNames_[size_t(row)];
+}
+
 void CandidateModel::retranslate() {
     emit headerDataChanged(Qt::Horizontal, 0, columnCount() - 1);
     if (rowCount() > 0) emit dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
 }
 
-CandidateFilterModel::CandidateFilterModel(QObject* parent) : QSortFilterProxyModel(parent) {
-    setSortRole(CandidateModel::sortRole);
+CandidateFilterModel::CandidateFilterModel(QObject* parent) : QSortFilterProxyModel(parent) {}
+
+void CandidateFilterModel::setSourceModel(QAbstractItemModel* model) {
+    candidates_ = qobject_cast<const CandidateModel*>(model);
+    QSortFilterProxyModel::setSourceModel(model);
 }
 
 void CandidateFilterModel::setText(const QString& text) {
-    text_ = text;
+    text_ = text.toLower();
     invalidateFilter();
 }
 
@@ -152,20 +161,33 @@ void CandidateFilterModel::setSafety(std::optional<CleanupSafety> safety) {
     invalidateFilter();
 }
 
-bool CandidateFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const {
-    const QModelIndex i = sourceModel()->index(sourceRow, 0, sourceParent);
-    if (category_ && i.data(CandidateModel::categoryRole).toInt() != int(*category_)) return false;
-    if (safety_ && i.data(CandidateModel::safetyRole).toInt() != int(*safety_)) return false;
-    if (text_.isEmpty()) return true;
-    return i.data(CandidateModel::searchRole).toString().contains(text_, Qt::CaseInsensitive);
+bool CandidateFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex&) const {
+    const CleanupCandidate& c = candidates_->candidate(sourceRow);
+    if (category_ && c.category != *category_) return false;
+    if (safety_ && c.safety != *safety_) return false;
+    return text_.isEmpty() || candidates_->searchKey(sourceRow).contains(text_);
 }
 
 bool CandidateFilterModel::lessThan(const QModelIndex& left, const QModelIndex& right) const {
-    const QVariant a = left.data(CandidateModel::sortRole);
-    const QVariant b = right.data(CandidateModel::sortRole);
-    if (a.typeId() == QMetaType::QString) return a.toString() < b.toString();
-    if (a.typeId() == QMetaType::Double) return a.toDouble() < b.toDouble();
-    return a.toLongLong() < b.toLongLong();
+    const int l = left.row(), r = right.row();
+    const CleanupCandidate& a = candidates_->candidate(l);
+    const CleanupCandidate& b = candidates_->candidate(r);
+    switch (left.column()) {
+        case CandidateModel::name:
+            return candidates_->sortName(l) < candidates_->sortName(r);
+        case CandidateModel::category:
+            return a.category < b.category;
+        case CandidateModel::safety:
+            return a.safety < b.safety;
+        case CandidateModel::size:
+            return a.sizeBytes < b.sizeBytes;
+        case CandidateModel::modified:
+            return a.lastModified.value_or(-1e300) < b.lastModified.value_or(-1e300);
+        case CandidateModel::path:
+            return a.url.path < b.url.path;
+        default:
+            return l < r;
+    }
 }
 
 }  // namespace velmora::desktop

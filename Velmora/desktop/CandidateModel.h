@@ -1,7 +1,8 @@
 #pragma once
 // The review list: one row per candidate of the cleaner's report, with a check box that is the
-// selection. Sorting and filtering happen in `CandidateFilterModel` on raw values (bytes,
-// enumeration order), never on the shown texts, so thousands of rows sort without parsing.
+// selection. Sorting and filtering happen in `CandidateFilterModel` on the candidates' raw
+// values (bytes, enumeration order) and on lower-cased keys built once per report, never on
+// the shown texts, so tens of thousands of rows sort and filter without building a string.
 //
 // Main thread only; follows the cleaner view model's signals.
 #include <QAbstractTableModel>
@@ -17,8 +18,6 @@ class CandidateModel final : public QAbstractTableModel {
 
   public:
     enum Column { name, category, safety, size, modified, path, numberOfColumns };
-    /// Raw values for sorting and filtering.
-    enum Role { sortRole = Qt::UserRole + 1, categoryRole, safetyRole, searchRole };
 
     CandidateModel(CleanerViewModel& cleaner, std::function<AppLanguage()> language,
                    QObject* parent = nullptr);
@@ -33,9 +32,20 @@ class CandidateModel final : public QAbstractTableModel {
     /// Texts are language-dependent: every row is shown again.
     void retranslate();
 
+    const CleanupCandidate& candidate(int row) const;
+    /// The row's name and path, lower-cased, for the text filter; built once per report.
+    const QString& searchKey(int row) const;
+    /// The row's name, lower-cased, for sorting by name.
+    const QString& sortName(int row) const;
+
   private:
+    void buildKeys() const;
+
     CleanerViewModel& cleaner_;
     std::function<AppLanguage()> language_;
+    mutable std::vector<QString> searchKeys_;
+    mutable std::vector<QString> sortNames_;
+    mutable bool keysBuilt_ = false;
 };
 
 class CandidateFilterModel final : public QSortFilterProxyModel {
@@ -43,6 +53,8 @@ class CandidateFilterModel final : public QSortFilterProxyModel {
 
   public:
     explicit CandidateFilterModel(QObject* parent = nullptr);
+    /// Must be a CandidateModel: sorting and filtering read its candidates directly.
+    void setSourceModel(QAbstractItemModel* model) override;
 
     /// Rows whose name or path contains `text` (case-insensitive); empty shows all.
     void setText(const QString& text);
@@ -54,6 +66,7 @@ class CandidateFilterModel final : public QSortFilterProxyModel {
     bool lessThan(const QModelIndex& left, const QModelIndex& right) const override;
 
   private:
+    const CandidateModel* candidates_ = nullptr;
     QString text_;
     std::optional<CleanupCategory> category_;
     std::optional<CleanupSafety> safety_;

@@ -46,10 +46,7 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
       sections_(new QListWidget),
       pages_(new QStackedWidget),
       dashboard_(new DashboardPage(session)),
-      review_(new ReviewPage(session)),
-      insights_(new QLabel),
-      history_(new HistoryPage(session)),
-      settings_(new SettingsPage(session)) {
+      insights_(new QLabel) {
     setObjectName("mainWindow");
     sections_->setObjectName("sectionList");
     banner_->setObjectName("startupBanner");
@@ -70,10 +67,10 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
         "QListWidget::item:selected { background: palette(highlight);"
         " color: palette(highlighted-text); }"));
     pages_->addWidget(dashboard_);
-    pages_->addWidget(review_);
+    pages_->addWidget(new QWidget);  // review
     pages_->addWidget(insights_);
-    pages_->addWidget(history_);
-    pages_->addWidget(settings_);
+    pages_->addWidget(new QWidget);  // history
+    pages_->addWidget(new QWidget);  // settings
 
     auto* central = new QWidget;
     auto* outer = new QVBoxLayout(central);
@@ -86,6 +83,19 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
     setCentralWidget(central);
 
     connect(sections_, &QListWidget::currentRowChanged, this, [this](int index) {
+        switch (Section(index)) {
+            case Section::review:
+                review();
+                break;
+            case Section::history:
+                history();
+                break;
+            case Section::settings:
+                settings();
+                break;
+            default:
+                break;
+        }
         pages_->setCurrentIndex(index);
         if (Section(index) == Section::history) session_.history().reload();
     });
@@ -101,11 +111,11 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
         }
     });
     sections_->setCurrentRow(0);
-    retranslate();
+    retranslateWindow();  // the pages set their own texts as they are built
     resize(1040, 700);
 }
 
-void MainWindow::retranslate() {
+void MainWindow::retranslateWindow() {
     const AppLanguage language = session_.language();
     const UiCopy copy{language};
     setWindowTitle(QStringLiteral("Velmora"));
@@ -123,11 +133,37 @@ void MainWindow::retranslate() {
     const auto message = session_.startupMessage();
     banner_->setVisible(message.has_value());
     if (message) banner_->setText(qs(*message));
+}
+
+void MainWindow::retranslate() {
+    retranslateWindow();
     dashboard_->retranslate();
-    review_->retranslate();
-    history_->retranslate();
-    settings_->retranslate();
-    setLayoutDirection(Qt::LeftToRight);
+    if (review_) review_->retranslate();
+    if (history_) history_->retranslate();
+    if (settings_) settings_->retranslate();
+}
+
+template <typename Page>
+Page* MainWindow::ensure(Page*& page, Section section) {
+    if (page) return page;
+    page = new Page(session_);
+    QWidget* standIn = pages_->widget(int(section));
+    const bool current = pages_->currentIndex() == int(section);
+    pages_->insertWidget(int(section), page);
+    pages_->removeWidget(standIn);
+    standIn->deleteLater();
+    if (current) pages_->setCurrentIndex(int(section));
+    return page;
+}
+
+ReviewPage* MainWindow::review() {
+    return ensure(review_, Section::review);
+}
+HistoryPage* MainWindow::history() {
+    return ensure(history_, Section::history);
+}
+SettingsPage* MainWindow::settings() {
+    return ensure(settings_, Section::settings);
 }
 
 void MainWindow::showSection(Section section) {

@@ -31,23 +31,29 @@ class MainWindow final : public QMainWindow {
     /// "settings"); nothing for another text.
     static std::optional<Section> sectionFromRaw(std::string_view raw);
 
+    /// The pages other than the dashboard are built the first time they are needed, so that
+    /// the first window comes up without them.
     DashboardPage* dashboard() const { return dashboard_; }
-    ReviewPage* review() const { return review_; }
-    HistoryPage* history() const { return history_; }
-    SettingsPage* settings() const { return settings_; }
+    ReviewPage* review();
+    HistoryPage* history();
+    SettingsPage* settings();
 
   private:
     void retranslate();
+    void retranslateWindow();
+    /// Puts `page` in the place of the section's stand-in.
+    template <typename Page>
+    Page* ensure(Page*& page, Section section);
 
     DesktopSession& session_;
     QLabel* banner_;
     QListWidget* sections_;
     QStackedWidget* pages_;
     DashboardPage* dashboard_;
-    ReviewPage* review_;
+    ReviewPage* review_ = nullptr;
     QLabel* insights_;
-    HistoryPage* history_;
-    SettingsPage* settings_;
+    HistoryPage* history_ = nullptr;
+    SettingsPage* settings_ = nullptr;
 };
 
 /// The application's icon, drawn so that it needs no image plugin.

@@ -176,3 +176,31 @@ TEST_F(MainWindowTest, ADamagedPreferenceFileIsSetAsideAndSaidSo) {
 
 }  // namespace
 }  // namespace velmora::desktop
+
+#include "Velmora/desktop/OnboardingDialog.h"
+
+namespace velmora::desktop {
+namespace {
+
+TEST_F(MainWindowTest, TheFirstLaunchAsksForTheLanguageOnceAndScansNothing) {
+    const std::string file = oldCache("browser/data", "cached");
+    EXPECT_FALSE(session->settingsModel().onboardingCompleted());
+    OnboardingDialog onboarding(*session);
+    auto* language = onboarding.findChild<QComboBox*>("onboardingLanguage");
+    ASSERT_NE(language, nullptr);
+    const int japanese = language->findData(int(AppLanguage::japanese));
+    language->setCurrentIndex(japanese);
+    emit language->activated(japanese);
+    auto* done = onboarding.findChild<QPushButton*>("onboardingDone");
+    ASSERT_NE(done, nullptr);
+    EXPECT_EQ(done->text(), QString::fromUtf8("開始"));
+    QTest::mouseClick(done, Qt::LeftButton);
+    EXPECT_EQ(onboarding.result(), QDialog::Accepted);
+    EXPECT_TRUE(session->settingsModel().onboardingCompleted());
+    EXPECT_EQ(session->language(), AppLanguage::japanese);
+    EXPECT_EQ(session->cleaner().phase(), CleanerViewModel::Phase::idle);
+    EXPECT_TRUE(fs::exists(file));
+}
+
+}  // namespace
+}  // namespace velmora::desktop
