@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "CleanerCore/base/PrintableText.h"
 #include "CleanerCore/base/Text.h"
 #include "CleanerCore/cleaning/CleaningJson.h"
 #include "CleanerCore/platform/FileSystem.h"
@@ -168,6 +169,26 @@ std::string restoreRefusalText(const RestoreRefusal& refusal, AppLanguage langua
         "항목은 데스크톱의 휴지통에서 되돌릴 수 있습니다.");
 }
 
+// Why the report file cannot be used, in `language`. A file that does not decode as a report is
+// said with its own frame around the decoder's detail (a technical JSON error kept in English);
+// the other reasons are the core's and are presented like every other.
+std::string reportRefusalText(const std::string& reason, const std::string& file,
+                              AppLanguage language) {
+    const std::string shown = printable(file);
+    const std::string frame = "the report " + shown + " is not a scan report: ";
+    if (!reason.starts_with(frame)) return presentedReason(reason, language);
+    std::string_view detail = std::string_view(reason).substr(frame.size());
+    // The decoder names the report again; once is enough.
+    constexpr std::string_view kDecoderFrame = "The scan report could not be read: ";
+    if (detail.starts_with(kDecoderFrame)) detail.remove_prefix(kDecoderFrame.size());
+    const std::string d(detail);
+    // clang-format off
+    // i18n-example: "the report /tmp/report.json is not a scan report: [json.exception.parse_error.101] parse error at line 1, column 1: syntax error while parsing value - invalid literal; last read: 'x'"
+    // clang-format on
+    return VelmoraCopy{language}.text("the report " + shown + " is not a scan report: " + d,
+                                      "보고서 " + shown + "은(는) 검사 보고서가 아닙니다: " + d);
+}
+
 }  // namespace
 
 std::string absolutePathFromArgument(const std::string& argument) {
@@ -215,7 +236,8 @@ int runCleanCommand(const CleanCommandOptions& options) {
     if (options.reportFile) {
         auto read = readScanReportFile(*options.reportFile);
         if (!read) {
-            std::cerr << "velmora: " << presentedReason(read.error(), language) << "\n";
+            std::cerr << "velmora: "
+                      << reportRefusalText(read.error(), *options.reportFile, language) << "\n";
             return kExitRefused;
         }
         report = std::move(*read);

@@ -91,12 +91,18 @@ void printLanguages(std::ostream& out, AppLanguage language) {
 
 }  // namespace
 
-std::string unknownLanguageMessage(const std::string& identifier) {
+std::string unknownLanguageMessage(const std::string& identifier, AppLanguage language) {
     std::string codes;
     for (AppLanguage l : kAppLanguages) {
         codes += (codes.empty() ? "" : ", ") + std::string(languageCode(l));
     }
-    return "unknown language '" + printable(identifier) + "'. The languages are: " + codes + ".";
+    const std::string shown = printable(identifier);
+    // clang-format off
+    // i18n-example: "unknown language 'pt-BR'. The languages are: ko, en, ja, zh-Hans, zh-Hant, es, fr, de."
+    // clang-format on
+    return VelmoraCopy{language}.text(
+        "unknown language '" + shown + "'. The languages are: " + codes + ".",
+        "알 수 없는 언어 '" + shown + "'입니다. 사용할 수 있는 언어는 " + codes + "입니다.");
 }
 
 int runLanguageCommand(const LanguageCommandOptions& options) {
@@ -125,7 +131,8 @@ int runLanguageCommand(const LanguageCommandOptions& options) {
 
     const auto chosen = normalizedLanguage(*options.code);
     if (!chosen) {
-        std::cerr << "velmora: " << unknownLanguageMessage(*options.code) << "\n";
+        std::cerr << "velmora: " << unknownLanguageMessage(*options.code, preferences.language)
+                  << "\n";
         return kExitRefused;
     }
     const std::string code(languageCode(*chosen));

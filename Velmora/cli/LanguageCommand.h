@@ -16,8 +16,9 @@ struct LanguageCommandOptions {
     bool json = false;
 };
 
-/// "unknown language 'pt-BR'. The languages are: ko, en, ja, zh-Hans, zh-Hant, es, fr, de."
-std::string unknownLanguageMessage(const std::string& identifier);
+/// "unknown language 'pt-BR'. The languages are: ko, en, ja, zh-Hans, zh-Hant, es, fr, de.",
+/// said in `language` (the identifier is shown as it was typed, made printable).
+std::string unknownLanguageMessage(const std::string& identifier, AppLanguage language);
 
 int runLanguageCommand(const LanguageCommandOptions& options);
 

@@ -83,11 +83,11 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
         {{"scan", "--folder", trash}, broad + trash},
         {{"scan", "--folder", v.homePath(".local/share")}, broad + v.homePath(".local/share")},
         {{"scan", "--folder", plain}, notFolder + plain},
-        {{"scan", "--bogus"}, "not expected: --bogus"},
-        {{"scan", "--mode", "reckless"}, "--mode: reckless not in"},
+        {{"scan", "--bogus"}, "this argument was not expected here: --bogus."},
+        {{"scan", "--mode", "reckless"}, "--mode takes one of standard, aggressive, direct, not "},
         // The first mistake in reading order is the one reported.
-        {{"scan", "--frob", "--mode", "reckless"}, "not expected: --frob"},
-        {{"scan", "--mode", "reckless", "--frob"}, "--mode: reckless not in"},
+        {{"scan", "--frob", "--mode", "reckless"}, "not expected here: --frob."},
+        {{"scan", "--mode", "reckless", "--frob"}, "not 'reckless'."},
         {{"frobnicate"},
          "unknown command 'frobnicate'. The commands are: scan, clean, restore, ignore, "
          "unignore, history, insights, language, folders, review."},
