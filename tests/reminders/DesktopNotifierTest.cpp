@@ -1,9 +1,16 @@
-// The real notification sender outside a desktop: no bus, and a bus without a notification
-// service, both give an error value at once instead of an exception or a wait.
+// The real notification sender on buses the test starts: no bus, and a bus without a
+// notification service, both give an error value at once instead of an exception or a wait; a
+// service that answers receives the notification in the form the desktop expects.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusVirtualObject>
+#include <QMutex>
 #include <QProcess>
+#include <QThread>
 
 #include "VelmoraUI/reminders/DesktopNotifier.h"
 #include "support/Files.h"
@@ -30,40 +37,109 @@ TEST(DesktopNotifierTest, WithoutABusTheFailureIsAValue) {
     EXPECT_FALSE(sender.waitForAction(1, std::chrono::milliseconds(1)));
 }
 
-TEST(DesktopNotifierTest, ABusWithoutANotificationServiceIsAFailureNotAWait) {
+/// A private bus that can start no services, so only what the test puts on it answers.
+class PrivateBus {
+  public:
+    PrivateBus() {
+        const std::string config = test::writeFile(
+            tree, "bus.conf",
+            "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+            "<busconfig><type>session</type><listen>unix:path=" +
+                tree.path("bus") +
+                "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+                "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/>"
+                "</policy></busconfig>\n");
+        daemon.start("dbus-daemon", {"--config-file=" + QString::fromStdString(config), "--nofork",
+                                     "--print-address"});
+        if (!daemon.waitForStarted(5000) || !daemon.waitForReadyRead(10000)) return;
+        address = daemon.readLine().trimmed().toStdString();
+    }
+    ~PrivateBus() {
+        daemon.kill();
+        daemon.waitForFinished(5000);
+    }
     test::TestTree tree;
-    const std::string socket = tree.path("bus");
-    // A private bus that can start no services, so nothing answers for notifications.
-    const std::string config = test::writeFile(
-        tree, "bus.conf",
-        "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-        " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-        "<busconfig><type>session</type><listen>unix:path=" +
-            socket +
-            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-            "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/>"
-            "</policy></busconfig>\n");
     QProcess daemon;
-    daemon.start("dbus-daemon", {"--config-file=" + QString::fromStdString(config), "--nofork",
-                                 "--print-address"});
-    if (!daemon.waitForStarted(5000)) GTEST_SKIP() << "dbus-daemon is not installed";
-    ASSERT_TRUE(daemon.waitForReadyRead(10000)) << "the bus did not start";
-    const std::string address = daemon.readLine().trimmed().toStdString();
+    std::string address;  ///< empty when the bus could not be started
+};
 
-    // The bus connection runs in Qt's own thread, which needs the application object.
+/// The application object Qt's bus thread needs.
+struct Application {
     int argc = 1;
-    char name[] = "tests_reminders";
-    char* argv[] = {name, nullptr};
-    QCoreApplication application(argc, argv);
-    FreedesktopNotificationSender sender(address, std::chrono::milliseconds(2000));
+    char name[16] = "tests_reminders";
+    char* argv[2] = {name, nullptr};
+    QCoreApplication application{argc, argv};
+};
+
+TEST(DesktopNotifierTest, ABusWithoutANotificationServiceIsAFailureNotAWait) {
+    Application app;
+    PrivateBus bus;
+    if (bus.address.empty()) GTEST_SKIP() << "dbus-daemon could not be started";
+    FreedesktopNotificationSender sender(bus.address, std::chrono::milliseconds(2000));
     const auto result = sender.send(someNotification());
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error().kind, Kind::serviceUnavailable);
     EXPECT_NE(result.error().detail.find("org.freedesktop.DBus.Error.ServiceUnknown"),
               std::string::npos)
         << result.error().detail;
-    daemon.kill();
-    daemon.waitForFinished(5000);
+}
+
+/// A notification service that keeps the arguments of each Notify call. It lives on a thread of
+/// its own, so it answers while the sender's thread waits for the reply.
+class FakeNotificationService : public QDBusVirtualObject {
+  public:
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        if (message.member() != "Notify") return false;
+        {
+            QMutexLocker lock(&mutex);
+            calls.push_back(message.arguments());
+        }
+        connection.send(message.createReply(QVariant::fromValue(uint(42))));
+        return true;
+    }
+    QMutex mutex;
+    QList<QVariantList> calls;
+};
+
+TEST(DesktopNotifierTest, TheServiceReceivesTheNotificationAsTheDesktopExpects) {
+    Application app;
+    PrivateBus bus;
+    if (bus.address.empty()) GTEST_SKIP() << "dbus-daemon could not be started";
+    QDBusConnection service =
+        QDBusConnection::connectToBus(QString::fromStdString(bus.address), "fake-service");
+    QThread thread;
+    FakeNotificationService fake;
+    fake.moveToThread(&thread);
+    thread.start();
+    ASSERT_TRUE(service.registerVirtualObject("/org/freedesktop/Notifications", &fake,
+                                              QDBusConnection::SingleNode));
+    ASSERT_TRUE(service.registerService("org.freedesktop.Notifications"));
+
+    {
+        FreedesktopNotificationSender sender(bus.address, std::chrono::milliseconds(5000));
+        const auto result = sender.send(someNotification());
+        ASSERT_TRUE(result) << result.error().detail;
+        EXPECT_EQ(*result, 42u);
+    }
+    service.unregisterObject("/org/freedesktop/Notifications");
+    QDBusConnection::disconnectFromBus("fake-service");
+    thread.quit();
+    thread.wait();
+    QMutexLocker lock(&fake.mutex);
+    ASSERT_EQ(fake.calls.size(), 1);
+    const QVariantList& a = fake.calls[0];
+    ASSERT_EQ(a.size(), 8);
+    EXPECT_EQ(a[0].toString(), "Velmora");
+    EXPECT_EQ(a[1].toUInt(), 0u);
+    EXPECT_EQ(a[2].toString(), "org.velmora.Velmora");
+    EXPECT_EQ(a[3].toString(), "Title");
+    EXPECT_EQ(a[4].toString(), "Body");
+    EXPECT_EQ(a[5].toStringList(), QStringList({"open-review", "Open review"}));
+    const QVariantMap hints = qdbus_cast<QVariantMap>(a[6]);
+    EXPECT_EQ(hints.value("desktop-entry").toString(), "org.velmora.Velmora");
+    EXPECT_EQ(a[7].toInt(), -1);
 }
 
 }  // namespace
