@@ -15,6 +15,7 @@
 #include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/LanguageCommand.h"
+#include "Velmora/cli/RemindCommand.h"
 #include "Velmora/cli/ReviewCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 #include "VelmoraUI/localization/Localizer.h"
@@ -300,6 +301,18 @@ int run(int argc, char** argv) {
         ->expected(0, 2);
     reviewCommand->add_flag("--json", review.json, "Print the result as JSON");
 
+    RemindCommandOptions remind;
+    CLI::App* remindCommand = app.add_subcommand(
+        "remind",
+        "Show the review reminder as a desktop notification when a review is due (once per due "
+        "review); the systemd user timer velmora-remind.timer runs it");
+    remindCommand
+        ->add_option("--wait", remind.waitSeconds,
+                     "Listen this long for the reminder's Open review button (default: 0)")
+        ->check(CLI::Range(0u, 3600u))
+        ->type_name("SECONDS");
+    remindCommand->add_flag("--json", remind.json, "Print the result as JSON");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -425,6 +438,11 @@ int run(int argc, char** argv) {
         review.homeOverride = home;
         review.runLanguage = chosenLanguage;
         return runReviewCommand(review);
+    }
+    if (remindCommand->parsed()) {
+        remind.homeOverride = home;
+        remind.runLanguage = chosenLanguage;
+        return runRemindCommand(remind);
     }
     if (languageCommand->parsed()) {
         language.homeOverride = home;
