@@ -2,6 +2,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QTimer>
@@ -81,6 +82,26 @@ FreedesktopNotificationSender::~FreedesktopNotificationSender() {
     if (connected_) QDBusConnection::disconnectFromBus(qText(connectionName_));
 }
 
+std::optional<NotificationAnswers::Answer> NotificationAnswers::take(uint32_t id) {
+    for (auto it = answers_.begin(); it != answers_.end(); ++it) {
+        if (it->id != id) continue;
+        Answer answer = *it;
+        answers_.erase(it);
+        return answer;
+    }
+    return std::nullopt;
+}
+
+void NotificationAnswers::actionInvoked(uint id, const QString& actionKey) {
+    answers_.push_back({id, actionKey.toStdString()});
+    emit heard();
+}
+
+void NotificationAnswers::notificationClosed(uint id, uint) {
+    answers_.push_back({id, std::nullopt});
+    emit heard();
+}
+
 Result<uint32_t, NotificationFailure> FreedesktopNotificationSender::send(
     const DesktopNotification& notification) {
     using Kind = NotificationFailure::Kind;
@@ -91,6 +112,13 @@ Result<uint32_t, NotificationFailure> FreedesktopNotificationSender::send(
     if (!bus.isConnected()) {
         return Failure{
             NotificationFailure{Kind::noSessionBus, bus.lastError().message().toStdString()}};
+    }
+    if (!answers_) {
+        answers_ = std::make_unique<NotificationAnswers>();
+        bus.connect(QString(), kPath, kInterface, QStringLiteral("ActionInvoked"), answers_.get(),
+                    SLOT(actionInvoked(uint, QString)));
+        bus.connect(QString(), kPath, kInterface, QStringLiteral("NotificationClosed"),
+                    answers_.get(), SLOT(notificationClosed(uint, uint)));
     }
     QStringList actions;
     for (const auto& action : notification.actions) {
@@ -115,40 +143,19 @@ Result<uint32_t, NotificationFailure> FreedesktopNotificationSender::send(
 
 std::optional<std::string> FreedesktopNotificationSender::waitForAction(
     uint32_t id, std::chrono::milliseconds limit) {
-    if (!connected_) return std::nullopt;
-    QDBusConnection bus = QDBusConnection(qText(connectionName_));
-    if (!bus.isConnected()) return std::nullopt;
-    detail::NotificationSignals receiver(id);
-    bus.connect(QString(), kPath, kInterface, QStringLiteral("ActionInvoked"), &receiver,
-                SLOT(actionInvoked(uint, QString)));
-    bus.connect(QString(), kPath, kInterface, QStringLiteral("NotificationClosed"), &receiver,
-                SLOT(notificationClosed(uint, uint)));
-    QEventLoop loop;
-    QObject::connect(&receiver, &detail::NotificationSignals::done, &loop, &QEventLoop::quit);
-    QTimer::singleShot(limit, &loop, &QEventLoop::quit);
-    if (!receiver.finished) loop.exec();
-    bus.disconnect(QString(), kPath, kInterface, QStringLiteral("ActionInvoked"), &receiver,
-                   SLOT(actionInvoked(uint, QString)));
-    bus.disconnect(QString(), kPath, kInterface, QStringLiteral("NotificationClosed"), &receiver,
-                   SLOT(notificationClosed(uint, uint)));
-    return receiver.chosen;
+    if (!answers_) return std::nullopt;
+    const QDeadlineTimer deadline(limit);
+    while (true) {
+        if (auto answer = answers_->take(id)) return answer->action;
+        if (deadline.hasExpired()) return std::nullopt;
+        QEventLoop loop;
+        QObject::connect(answers_.get(), &NotificationAnswers::heard, &loop, &QEventLoop::quit);
+        QTimer::singleShot(
+            std::chrono::ceil<std::chrono::milliseconds>(deadline.remainingTimeAsDuration()), &loop,
+            &QEventLoop::quit);
+        // Answers that arrived before the loop ran are delivered by it, before it waits.
+        loop.exec();
+    }
 }
-
-namespace detail {
-
-void NotificationSignals::actionInvoked(uint id, const QString& actionKey) {
-    if (id != id_ || finished) return;
-    chosen = actionKey.toStdString();
-    finished = true;
-    emit done();
-}
-
-void NotificationSignals::notificationClosed(uint id, uint) {
-    if (id != id_ || finished) return;
-    finished = true;
-    emit done();
-}
-
-}  // namespace detail
 
 }  // namespace velmora

@@ -62,9 +62,12 @@ class NotificationSender {
                                                      std::chrono::milliseconds limit) = 0;
 };
 
+class NotificationAnswers;
+
 /// The session bus's notification service. The connection is made when the first notification
-/// is sent and kept until destruction, because the service sends the chosen action back on it.
-/// Waiting needs a QCoreApplication.
+/// is sent and kept until destruction, because the service sends the chosen action back on it;
+/// the sender listens for the answers before it sends, so an immediate choice is not lost.
+/// Needs a QCoreApplication (Qt's bus thread, and the wait's event loop).
 class FreedesktopNotificationSender : public NotificationSender {
   public:
     /// `busAddress`: the bus to use; by default the session bus of this desktop session
@@ -82,33 +85,34 @@ class FreedesktopNotificationSender : public NotificationSender {
     std::chrono::milliseconds callTimeout_;
     std::string connectionName_;
     bool connected_ = false;
+    std::unique_ptr<NotificationAnswers> answers_;
 };
 
 /// The session bus address of this desktop session, if there is one to reach; never starts a
 /// bus.
 std::optional<std::string> sessionBusAddress();
 
-namespace detail {
-/// Receives the notification service's signals for one notification (an implementation
-/// detail of FreedesktopNotificationSender, declared here for moc).
-class NotificationSignals : public QObject {
+/// The notification service's answers heard on the sender's connection (declared here for moc).
+class NotificationAnswers : public QObject {
     Q_OBJECT
 
   public:
-    explicit NotificationSignals(uint32_t id) : id_(id) {}
-    std::optional<std::string> chosen;
-    bool finished = false;
+    struct Answer {
+        uint32_t id = 0;
+        std::optional<std::string> action;  ///< none: the notification was closed
+    };
+    /// The first answer for `id`, taken out of those heard so far.
+    std::optional<Answer> take(uint32_t id);
 
   signals:
-    void done();
+    void heard();
 
   public slots:
     void actionInvoked(uint id, const QString& actionKey);
     void notificationClosed(uint id, uint reason);
 
   private:
-    uint32_t id_;
+    std::vector<Answer> answers_;
 };
-}  // namespace detail
 
 }  // namespace velmora

@@ -97,13 +97,21 @@ class FakeNotificationService : public QDBusVirtualObject {
             calls.push_back(message.arguments());
         }
         connection.send(message.createReply(QVariant::fromValue(uint(42))));
+        // The person answers at once: first another notification's button, then this one's.
+        for (const auto& [id, key] : {std::pair<uint, QString>{41, "open-review"},
+                                      std::pair<uint, QString>{42, "open-review"}}) {
+            QDBusMessage signal = QDBusMessage::createSignal(
+                "/org/freedesktop/Notifications", "org.freedesktop.Notifications", "ActionInvoked");
+            signal << id << key;
+            connection.send(signal);
+        }
         return true;
     }
     QMutex mutex;
     QList<QVariantList> calls;
 };
 
-TEST(DesktopNotifierTest, TheServiceReceivesTheNotificationAsTheDesktopExpects) {
+TEST(DesktopNotifierTest, TheServiceGetsTheNotificationAsTheDesktopExpectsAndTheChoiceComesBack) {
     Application app;
     PrivateBus bus;
     if (bus.address.empty()) GTEST_SKIP() << "dbus-daemon could not be started";
@@ -122,6 +130,8 @@ TEST(DesktopNotifierTest, TheServiceReceivesTheNotificationAsTheDesktopExpects) 
         const auto result = sender.send(someNotification());
         ASSERT_TRUE(result) << result.error().detail;
         EXPECT_EQ(*result, 42u);
+        // A choice made before the sender starts waiting is not lost.
+        EXPECT_EQ(sender.waitForAction(42, std::chrono::seconds(10)), "open-review");
     }
     service.unregisterObject("/org/freedesktop/Notifications");
     QDBusConnection::disconnectFromBus("fake-service");
