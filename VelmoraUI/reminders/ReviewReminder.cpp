@@ -18,11 +18,10 @@ QString qText(std::string_view text) {
 ReviewReminderSettings readReviewReminderSettings(const QSettings& settings) {
     ReviewReminderSettings out;
     const QVariant enabled = settings.value(qText(kRemindersEnabledKey));
-    // The native file keeps a boolean as the text "true" or "false"; anything but a clear "no"
-    // keeps the default.
+    // The native file keeps a boolean as the text "true" or "false".
     if (enabled.isValid()) {
-        const QString text = enabled.toString().trimmed().toLower();
-        out.enabled = !(text == "false" || text == "0" || text == "no" || text == "off");
+        out.enabled =
+            enabled.typeId() == QMetaType::Bool ? enabled.toBool() : enabled.toString() != "false";
     }
     bool ok = false;
     const double unixSeconds = settings.value(qText(kReminderLastDeliveredAtKey)).toDouble(&ok);

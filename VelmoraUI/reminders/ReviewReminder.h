@@ -3,7 +3,9 @@
 //
 // Two preference keys besides the review loop's own:
 //   menuBarRemindersEnabled         boolean; a missing key means enabled, so that a person who
-//                                   chose a cadence is reminded without a second switch
+//                                   chose a cadence is reminded without a second switch; only
+//                                   false (or the text "false") turns reminders off, as the
+//                                   settings screen reads it
 //   menuBarReminderLastDeliveredAt  number, seconds since 1970-01-01 UTC, the same form as the
 //                                   review loop's lastReviewedAt; not a positive finite number
 //                                   reads as "never delivered"
@@ -23,7 +25,6 @@
 
 namespace velmora {
 
-inline constexpr std::string_view kRemindersEnabledKey = "velmora.menuBarRemindersEnabled";
 inline constexpr std::string_view kReminderLastDeliveredAtKey =
     "velmora.menuBarReminderLastDeliveredAt";
 
