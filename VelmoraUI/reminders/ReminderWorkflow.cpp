@@ -8,7 +8,10 @@
 namespace velmora {
 
 bool launchDesktopApplication() {
-    return QProcess::startDetached(QStringLiteral("velmora-desktop"), {});
+    // The section is named on the command line too, so the review opens even in a version of
+    // the application that does not read the request.
+    return QProcess::startDetached(QStringLiteral("velmora-desktop"),
+                                   {QStringLiteral("--section"), QStringLiteral("review")});
 }
 
 DesktopNotification reviewReminderNotification(AppLanguage language) {

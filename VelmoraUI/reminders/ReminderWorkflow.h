@@ -22,7 +22,7 @@ inline constexpr std::string_view kDefaultAction = "default";
 /// Starts the desktop application; false when it could not be started.
 using ApplicationLauncher = std::function<bool()>;
 
-/// Starts `velmora-desktop` from the search path, detached from this process.
+/// Starts `velmora-desktop --section review` from the search path, detached from this process.
 bool launchDesktopApplication();
 
 struct ReviewReminderRun {
