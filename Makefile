@@ -1,6 +1,6 @@
 # Entry points: `make run` (release build, read-only scan of your home folder),
 # `make test` (sanitizer build, every test), `make build` (release command at build/release/bin/velmora).
-.PHONY: setup build run test bench fuzz format clean screenshots
+.PHONY: setup build run test bench fuzz format clean screenshots install package
 
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
@@ -59,6 +59,21 @@ fuzz: setup
 		build/fuzz/bin/$$(echo $$blob | tr - _)_fuzzer -max_total_time=$(FUZZ_SECONDS) \
 			-max_len=65536 build/fuzz/$$blob-corpus fuzz/$$blob-corpus || exit 1; \
 	done
+
+# `make install` puts the programs, the reminder's systemd user units, the desktop entry, the
+# AppStream metadata and the icon below PREFIX (DESTDIR is put in front, for staging);
+# `make package` builds the Debian package build/package/velmora_<version>_<arch>.deb.
+# Both use the release configuration without tests and benchmarks (preset "package").
+PREFIX ?= /usr/local
+install: setup
+	cmake --preset package >/dev/null
+	cmake --build --preset package -j $(JOBS)
+	DESTDIR="$(DESTDIR)" cmake --install build/package --prefix "$(PREFIX)"
+
+package: setup
+	cmake --preset package >/dev/null
+	cmake --build --preset package -j $(JOBS)
+	cd build/package && cpack -G DEB
 
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i

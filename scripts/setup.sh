@@ -9,7 +9,9 @@ packages=(cmake ninja-build g++ pkg-config libssl-dev nlohmann-json3-dev libfmt-
           trash-cli
           # the desktop application: fonts for Korean, Japanese and both Chinese scripts, and
           # a virtual display for its screenshots
-          fonts-noto-cjk xvfb xauth)
+          fonts-noto-cjk xvfb xauth
+          # validating the desktop entry and the AppStream metadata
+          desktop-file-utils appstream)
 if [ "${VELMORA_BENCH_TOOLS:-0}" = 1 ]; then
   packages+=(jdupes trash-cli hyperfine time)
 fi

@@ -16,6 +16,7 @@
 #include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/LanguageCommand.h"
+#include "Velmora/cli/RemindCommand.h"
 #include "Velmora/cli/ReviewCommand.h"
 #include "Velmora/cli/ScanCommand.h"
 #include "VelmoraUI/localization/Localizer.h"
@@ -132,6 +133,8 @@ int run(int argc, char** argv) {
     CLI::App* languageCommand = nullptr;
     CLI::App* foldersCommand = nullptr;
     CLI::App* reviewCommand = nullptr;
+    RemindCommandOptions remind;
+    CLI::App* remindCommand = nullptr;
 
     // Declares the command line on `app` with its descriptions and the help's labels in
     // `lineLanguage`.
@@ -429,6 +432,22 @@ int run(int argc, char** argv) {
         reviewCommand->add_flag("--json", review.json,
                                 copy.text("Print the result as JSON", "결과를 JSON으로 출력"));
 
+        remindCommand = app.add_subcommand(
+            "remind",
+            copy.text("Show the review reminder as a desktop notification when a review is due "
+                      "(once per due review); the systemd user timer velmora-remind.timer runs it",
+                      "검토할 때가 되면 검토 알림을 데스크톱 알림으로 보여 줍니다(검토 기간마다 "
+                      "한 번). systemd 사용자 타이머 velmora-remind.timer가 실행합니다"));
+        remindCommand
+            ->add_option("--wait", remind.waitSeconds,
+                         copy.text("Listen this long for the reminder's Open review button "
+                                   "(default: 0)",
+                                   "알림의 검토 열기 단추를 이만큼 기다립니다 (기본값: 0)"))
+            ->check(CLI::Range(0u, 3600u))
+            ->type_name("SECONDS");
+        remindCommand->add_flag("--json", remind.json,
+                                copy.text("Print the result as JSON", "결과를 JSON으로 출력"));
+
         localizeSubcommands(app, lineLanguage);
     };
 
@@ -571,6 +590,11 @@ int run(int argc, char** argv) {
         review.homeOverride = home;
         review.runLanguage = chosenLanguage;
         return runReviewCommand(review);
+    }
+    if (remindCommand->parsed()) {
+        remind.homeOverride = home;
+        remind.runLanguage = chosenLanguage;
+        return runRemindCommand(remind);
     }
     if (languageCommand->parsed()) {
         language.homeOverride = home;

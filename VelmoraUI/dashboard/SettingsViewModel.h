@@ -22,8 +22,6 @@
 
 namespace velmora {
 
-inline constexpr std::string_view kRemindersEnabledKey = "velmora.menuBarRemindersEnabled";
-
 class SettingsViewModel final : public QObject {
     Q_OBJECT
 

@@ -23,6 +23,9 @@ namespace velmora {
 inline constexpr std::string_view kReviewCadenceKey = "velmora.cleanupReviewLoop.cadence";
 inline constexpr std::string_view kReviewProfileKey = "velmora.cleanupReviewLoop.selectedProfileID";
 inline constexpr std::string_view kLastReviewedAtKey = "velmora.cleanupReviewLoop.lastReviewedAt";
+/// Whether the person wants to be reminded when a review falls due: a boolean, missing means
+/// yes; the settings screen writes it and the reminder reads it.
+inline constexpr std::string_view kRemindersEnabledKey = "velmora.menuBarRemindersEnabled";
 
 enum class CleanupReviewCadence { off, weekly, monthly };
 
