@@ -166,6 +166,19 @@ SettingsPage* MainWindow::settings() {
     return ensure(settings_, Section::settings);
 }
 
+void MainWindow::openReview() {
+    showNormal();
+    raise();
+    activateWindow();
+    showSection(Section::dashboard);
+    CleanerViewModel& cleaner = session_.cleaner();
+    if (cleaner.phase() == CleanerViewModel::Phase::scanning ||
+        cleaner.phase() == CleanerViewModel::Phase::cleaning) {
+        return;
+    }
+    cleaner.startScan(session_.settingsModel().scanMode(), session_.settingsModel().profile());
+}
+
 void MainWindow::showSection(Section section) {
     sections_->setCurrentRow(int(section));
 }

@@ -26,6 +26,9 @@ class MainWindow final : public QMainWindow {
     explicit MainWindow(DesktopSession& session, QWidget* parent = nullptr);
 
     void showSection(Section section);
+    /// Brings the window forward and starts the scan of the chosen review profile (unless a
+    /// scan or cleanup runs); the review opens when it is done.
+    void openReview();
     Section currentSection() const;
     /// The section named by its raw text ("dashboard", "review", "insights", "history",
     /// "settings"); nothing for another text.

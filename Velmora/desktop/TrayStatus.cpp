@@ -66,12 +66,8 @@ void TrayStatus::refresh() {
         window_.raise();
         window_.activateWindow();
     });
-    menu_->addAction(copy.text("Start a review", "검토 시작"), this, [this] {
-        window_.showNormal();
-        window_.showSection(MainWindow::Section::dashboard);
-        session_.cleaner().startScan(session_.settingsModel().scanMode(),
-                                     session_.settingsModel().profile());
-    });
+    menu_->addAction(copy.text("Start a review", "검토 시작"), this,
+                     [this] { window_.openReview(); });
     menu_->addSeparator();
     menu_->addAction(copy.text("Quit", "종료"), qApp, &QCoreApplication::quit);
 }

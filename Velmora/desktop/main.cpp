@@ -13,8 +13,11 @@
 #include "Velmora/desktop/DesktopSession.h"
 #include "Velmora/desktop/MainWindow.h"
 #include "Velmora/desktop/OnboardingDialog.h"
+#include "Velmora/desktop/ReminderService.h"
 #include "Velmora/desktop/TrayStatus.h"
 #include "VelmoraUI/localization/Localizer.h"
+#include "VelmoraUI/reminders/DesktopNotifier.h"
+#include "VelmoraUI/state/DashboardLaunchRequest.h"
 
 using namespace velmora;
 using namespace velmora::desktop;
@@ -107,6 +110,7 @@ int main(int argc, char** argv) {
     // The tray asks the desktop for a status notifier host, which can take a while; it comes
     // after the window is on the screen.
     std::unique_ptr<TrayStatus> tray;
+    std::unique_ptr<ReminderService> reminders;
     const bool exitAfterFirstPaint = parser.isSet(exitAfterPaint);
     AfterFirstPaint afterFirstPaint([&] {
         if (exitAfterFirstPaint) {
@@ -114,6 +118,17 @@ int main(int argc, char** argv) {
             return;
         }
         tray = std::make_unique<TrayStatus>(session, window);
+        reminders = std::make_unique<ReminderService>(
+            session, std::make_unique<FreedesktopNotificationSender>(
+                         std::nullopt, std::chrono::milliseconds(2000)));
+        QObject::connect(reminders.get(), &ReminderService::openReviewRequested, &window,
+                         &MainWindow::openReview);
+        QTimer::singleShot(10'000, reminders.get(), &ReminderService::check);
+        // A reminder clicked while the application was closed left this request.
+        if (auto request = consumeDashboardLaunch(session.settings());
+            request && request->destination == kDashboardReviewDestination) {
+            window.openReview();
+        }
     });
     window.installEventFilter(&afterFirstPaint);
     window.show();

@@ -36,6 +36,7 @@ ReviewReminderRun runReviewReminder(QSettings& settings, NotificationSender& sen
         return run;
     }
     run.delivered = true;
+    run.notificationID = *shown;
     run.recorded = recordReviewReminderDelivered(settings, now);
     if (waitLimit.count() <= 0) return run;
     run.chosenAction = sender.waitForAction(*shown, waitLimit);

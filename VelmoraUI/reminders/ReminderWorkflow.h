@@ -28,6 +28,7 @@ bool launchDesktopApplication();
 struct ReviewReminderRun {
     ReviewReminderVerdict verdict = ReviewReminderVerdict::remindersOff;
     bool delivered = false;
+    std::optional<uint32_t> notificationID;      ///< the shown reminder, to hear its answer later
     std::optional<NotificationFailure> failure;  ///< the reminder was due but not shown
     bool recorded = true;                        ///< false: shown, but the delivery not written
     std::optional<std::string> chosenAction;
