@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include "VelmoraUI/localization/Localizer.h"
+#include "VelmoraUI/state/PreferenceFile.h"
 
 namespace velmora {
 
@@ -19,10 +20,6 @@ namespace {
 const QString kService = QStringLiteral("org.freedesktop.Notifications");
 const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
 const QString kInterface = QStringLiteral("org.freedesktop.Notifications");
-
-QString qText(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 std::string nextConnectionName() {
     static std::atomic<int> counter{0};

@@ -7,13 +7,7 @@
 
 namespace velmora {
 
-namespace {
-
-QString qText(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-}  // namespace
+namespace {}  // namespace
 
 ReviewReminderSettings readReviewReminderSettings(const QSettings& settings) {
     ReviewReminderSettings out;

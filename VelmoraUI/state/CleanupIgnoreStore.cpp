@@ -13,10 +13,6 @@ namespace velmora {
 
 namespace {
 
-QString qText(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
 /// The collator of the person's locale in numeric mode. The "C" locale has no collation (Qt
 /// then compares code units and ignores numeric mode), so it stands for English there.
 QCollator pathCollator() {

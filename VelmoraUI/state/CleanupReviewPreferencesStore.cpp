@@ -10,15 +10,6 @@ namespace velmora {
 
 namespace {
 
-QString qText(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-std::string storedText(const QSettings& settings, std::string_view key) {
-    const QVariant v = settings.value(qText(key));
-    return v.typeId() == QMetaType::QString ? v.toString().toStdString() : std::string();
-}
-
 /// Larger day counts than this are no reminder anyone waits for; the cap keeps the conversion
 /// to an integer defined for absurd stored times.
 constexpr double kMaximumReportedDays = 1e9;

@@ -6,19 +6,6 @@
 
 namespace velmora {
 
-namespace {
-
-QString qText(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-std::string storedText(const QSettings& settings, std::string_view key) {
-    const QVariant v = settings.value(qText(key));
-    return v.typeId() == QMetaType::QString ? v.toString().toStdString() : std::string();
-}
-
-}  // namespace
-
 std::optional<DashboardLaunchRequest> requestDashboardLaunch(QSettings& settings,
                                                              std::string_view destination) {
     DashboardLaunchRequest request{

@@ -7,17 +7,8 @@
 namespace velmora {
 namespace {
 
-QString keyOf(std::string_view key) {
-    return QString::fromUtf8(key.data(), qsizetype(key.size()));
-}
-
-std::string storedString(const QSettings& settings, std::string_view key) {
-    const QVariant value = settings.value(keyOf(key));
-    return value.typeId() == QMetaType::QString ? value.toString().toStdString() : std::string();
-}
-
 bool storedBool(const QSettings& settings, std::string_view key) {
-    const QVariant value = settings.value(keyOf(key));
+    const QVariant value = settings.value(qText(key));
     // The native format keeps booleans as the words "true" and "false".
     if (value.typeId() == QMetaType::Bool) return value.toBool();
     return value.typeId() == QMetaType::QString && value.toString() == QStringLiteral("true");
@@ -78,8 +69,7 @@ double textScaleFactor(TextScale scale) {
 }
 
 CleanupScanMode DashboardPreferences::scanMode() const {
-    return scanModeFromRaw(storedString(settings, kScanModeKey))
-        .value_or(CleanupScanMode::standard);
+    return scanModeFromRaw(storedText(settings, kScanModeKey)).value_or(CleanupScanMode::standard);
 }
 
 bool DashboardPreferences::setScanMode(CleanupScanMode mode) {
@@ -87,7 +77,7 @@ bool DashboardPreferences::setScanMode(CleanupScanMode mode) {
 }
 
 AppearanceMode DashboardPreferences::appearanceMode() const {
-    return appearanceModeFromRaw(storedString(settings, kAppearanceModeKey))
+    return appearanceModeFromRaw(storedText(settings, kAppearanceModeKey))
         .value_or(AppearanceMode::system);
 }
 
@@ -96,7 +86,7 @@ bool DashboardPreferences::setAppearanceMode(AppearanceMode mode) {
 }
 
 TextScale DashboardPreferences::textScale() const {
-    return textScaleFromRaw(storedString(settings, kTextScaleKey)).value_or(TextScale::standard);
+    return textScaleFromRaw(storedText(settings, kTextScaleKey)).value_or(TextScale::standard);
 }
 
 bool DashboardPreferences::setTextScale(TextScale scale) {

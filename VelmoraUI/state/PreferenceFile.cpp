@@ -43,6 +43,15 @@ bool flushed(QSettings& settings) {
 
 }  // namespace
 
+QString qText(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+std::string storedText(const QSettings& settings, std::string_view key) {
+    const QVariant v = settings.value(qText(key));
+    return v.typeId() == QMetaType::QString ? v.toString().toStdString() : std::string();
+}
+
 std::string preferenceFilePath(const std::string& configHome) {
     return configHome + "/Velmora/Velmora.conf";
 }

@@ -43,6 +43,12 @@ PreferenceFile openPreferenceFileAt(const std::string& path);
 std::optional<std::string> damagedPreferencesMessage(const PreferenceFile& file,
                                                      AppLanguage language);
 
+/// `text` (UTF-8) as a QString: a preference key, or a value in its stored form.
+QString qText(std::string_view text);
+
+/// The text under `key`; empty when the key is missing or holds something else.
+std::string storedText(const QSettings& settings, std::string_view key);
+
 /// The data blob under `key`, if the key holds one.
 std::optional<QByteArray> preferenceData(const QSettings& settings, std::string_view key);
 

@@ -14,8 +14,8 @@
 
 #include "CleanerCore/base/Date.h"
 #include "CleanerCore/base/Result.h"
-#include "CleanerCore/insights/SystemResourceSnapshot.h"
 #include "CleanerCore/base/Scheduling.h"
+#include "CleanerCore/insights/SystemResourceSnapshot.h"
 
 namespace velmora {
 
