@@ -14,6 +14,7 @@
 #include "Velmora/desktop/MainWindow.h"
 #include "Velmora/desktop/OnboardingDialog.h"
 #include "Velmora/desktop/ReminderService.h"
+#include "Velmora/desktop/SingleInstance.h"
 #include "Velmora/desktop/TrayStatus.h"
 #include "VelmoraUI/localization/Localizer.h"
 #include "VelmoraUI/reminders/DesktopNotifier.h"
@@ -89,6 +90,10 @@ int main(int argc, char** argv) {
     parser.addOption(exitAfterPaint);
     parser.process(app);
 
+    // A second launch hands its section to the running application and ends.
+    SingleInstance instance(parser.isSet(section) ? parser.value(section) : QString());
+    if (!instance.isPrimary()) return 0;
+
     SessionOptions options;
     if (parser.isSet(home)) options.homeOverride = parser.value(home).toStdString();
     DesktopSession session(options);
@@ -131,6 +136,18 @@ int main(int argc, char** argv) {
         }
     });
     window.installEventFilter(&afterFirstPaint);
+    QObject::connect(&instance, &SingleInstance::activated, &window,
+                     [&window](const QString& name) {
+                         if (name == QStringLiteral("review")) {
+                             window.openReview();
+                             return;
+                         }
+                         window.showNormal();
+                         window.raise();
+                         window.activateWindow();
+                         if (auto chosen = MainWindow::sectionFromRaw(name.toStdString()))
+                             window.showSection(*chosen);
+                     });
     window.show();
     return app.exec();
 }
