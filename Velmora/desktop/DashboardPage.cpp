@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "CleanerCore/base/PrintableText.h"
@@ -24,6 +25,8 @@ DashboardPage::DashboardPage(DesktopSession& session, QWidget* parent)
       rule_(new QLabel),
       summary_(new QLabel),
       reviewStatus_(new QLabel),
+      advanced_(new QToolButton),
+      advancedBox_(new QWidget),
       modeLabel_(new QLabel),
       mode_(new QComboBox),
       modeHint_(new QLabel),
@@ -46,9 +49,21 @@ DashboardPage::DashboardPage(DesktopSession& session, QWidget* parent)
     progress_->setTextVisible(false);
     scan_->setDefault(true);
 
+    advanced_->setObjectName("advancedOptionsButton");
+    advanced_->setCheckable(true);
+    advanced_->setAutoRaise(true);
+    advanced_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    auto* advancedLayout = new QVBoxLayout(advancedBox_);
+    advancedLayout->setContentsMargins(0, 0, 0, 0);
     auto* modeRow = new QHBoxLayout;
     modeRow->addWidget(modeLabel_);
     modeRow->addWidget(mode_, 1);
+    advancedLayout->addLayout(modeRow);
+    advancedLayout->addWidget(modeHint_);
+    const bool expanded = session_.settingsModel().advancedExpanded();
+    advanced_->setChecked(expanded);
+    advanced_->setArrowType(expanded ? Qt::DownArrow : Qt::RightArrow);
+    advancedBox_->setVisible(expanded);
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(scan_);
     buttons->addWidget(cancel_);
@@ -60,8 +75,8 @@ DashboardPage::DashboardPage(DesktopSession& session, QWidget* parent)
     layout->addWidget(summary_);
     layout->addWidget(reviewStatus_);
     layout->addSpacing(12);
-    layout->addLayout(modeRow);
-    layout->addWidget(modeHint_);
+    layout->addWidget(advanced_);
+    layout->addWidget(advancedBox_);
     layout->addLayout(buttons);
     layout->addWidget(progress_);
     layout->addWidget(progressText_);
@@ -76,6 +91,11 @@ DashboardPage::DashboardPage(DesktopSession& session, QWidget* parent)
     });
     connect(cancel_, &QPushButton::clicked, &cleaner, &CleanerViewModel::cancel);
     connect(mode_, &QComboBox::currentIndexChanged, this, [this] { retranslate(); });
+    connect(advanced_, &QToolButton::toggled, this, [this](bool on) {
+        advanced_->setArrowType(on ? Qt::DownArrow : Qt::RightArrow);
+        advancedBox_->setVisible(on);
+        session_.settingsModel().setAdvancedExpanded(on);
+    });
     connect(&cleaner, &CleanerViewModel::phaseChanged, this, [this] {
         refresh();
         if (session_.cleaner().phase() == CleanerViewModel::Phase::review &&
@@ -103,6 +123,7 @@ void DashboardPage::retranslate() {
         "크기와 안전 수준을 보여 주고, 확인한 항목만 휴지통으로 옮깁니다. 확인하기 전에는 "
         "아무것도 바뀌지 않으며, 모든 항목은 기록에서 되돌릴 수 있습니다."));
     modeLabel_->setText(copy.text("Scan mode:", "검사 모드:"));
+    advanced_->setText(copy.text("Advanced scan options", "고급 검사 옵션"));
     const int chosen =
         mode_->count() ? mode_->currentData().toInt() : int(session_.settingsModel().scanMode());
     {

@@ -8,6 +8,7 @@ class QComboBox;
 class QLabel;
 class QProgressBar;
 class QPushButton;
+class QToolButton;
 
 namespace velmora::desktop {
 
@@ -33,6 +34,8 @@ class DashboardPage final : public QWidget {
     QLabel* rule_;
     QLabel* summary_;
     QLabel* reviewStatus_;
+    QToolButton* advanced_;
+    QWidget* advancedBox_;
     QLabel* modeLabel_;
     QComboBox* mode_;
     QLabel* modeHint_;

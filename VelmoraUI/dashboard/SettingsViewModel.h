@@ -45,6 +45,11 @@ class SettingsViewModel final : public QObject {
     CleanupScanMode scanMode() const { return preferences_.scanMode(); }
     bool setScanMode(CleanupScanMode mode);
     bool onboardingCompleted() const { return preferences_.onboardingCompleted(); }
+    /// Whether the dashboard shows its advanced scan options (the scan mode).
+    bool advancedExpanded() const { return preferences_.advancedExpanded(); }
+    bool setAdvancedExpanded(bool expanded) {
+        return saved(preferences_.setAdvancedExpanded(expanded));
+    }
     bool completeOnboarding();
 
     CleanupReviewCadence cadence() const { return reviewStore_.cadence(); }

@@ -15,6 +15,7 @@
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 #include <filesystem>
 #include <fstream>
 
@@ -157,6 +158,20 @@ TEST_F(MainWindowTest, ACancelledScanChangesNothing) {
     EXPECT_FALSE(cancel->isVisible());
     EXPECT_TRUE(fs::exists(file));
     EXPECT_TRUE(find<QPushButton>("scanButton")->isEnabled());
+}
+
+TEST_F(MainWindowTest, TheAdvancedScanOptionsKeepTheirPlace) {
+    window->show();
+    auto* advanced = find<QToolButton>("advancedOptionsButton");
+    auto* mode = find<QComboBox>("scanModeBox");
+    EXPECT_FALSE(mode->isVisible());  // folded away until the person opens them
+    QTest::mouseClick(advanced, Qt::LeftButton);
+    EXPECT_TRUE(mode->isVisible());
+    EXPECT_EQ(session->settings().value("velmora.macAdvancedExpanded").toString(), "true");
+    window.reset();
+    window = std::make_unique<MainWindow>(*session);
+    window->show();
+    EXPECT_TRUE(find<QComboBox>("scanModeBox")->isVisible());
 }
 
 TEST_F(MainWindowTest, ADamagedPreferenceFileIsSetAsideAndSaidSo) {
