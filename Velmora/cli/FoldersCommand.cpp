@@ -124,17 +124,8 @@ int runFoldersCommand(const FoldersCommandOptions& options) {
 
 AppLanguage addKeptFolders(ScanRequest& request, std::optional<AppLanguage> runLanguage) {
     CommandPreferences preferences = openCommandPreferences(request.homeOverride, runLanguage);
-    CustomScanFolderStore store(*preferences.file.settings, preferences.language);
-    if (store.folders().empty()) return preferences.language;
-    const ScanRootRules rules =
-        scanRootRules(currentUserEnvironment(request.homeOverride), request.catalogue);
-    CustomScanFolderResolution resolution = resolveCustomScanFolders(store.folders(), rules);
-    std::erase_if(resolution.resolvedFolders, [&](const ResolvedCustomScanFolder& r) {
-        return std::any_of(
-            request.customFolders.begin(), request.customFolders.end(),
-            [&](const std::string& typed) { return standardizePath(typed) == r.path; });
-    });
-    resolution.addTo(request);
+    const CustomScanFolderStore store(*preferences.file.settings, preferences.language);
+    velmora::addKeptFolders(request, store.folders());
     return preferences.language;
 }
 

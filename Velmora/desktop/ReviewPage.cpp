@@ -109,18 +109,10 @@ ReviewPage::ReviewPage(DesktopSession& session, QWidget* parent)
         const QVariant v = safety_->currentData();
         filter_->setSafety(v.isValid() ? std::optional(CleanupSafety(v.toInt())) : std::nullopt);
     });
-    connect(selectAll_, &QPushButton::clicked, this, [this] {
-        std::vector<size_t> rows;
-        for (int r = 0; r < filter_->rowCount(); ++r)
-            rows.push_back(size_t(filter_->mapToSource(filter_->index(r, 0)).row()));
-        session_.cleaner().setSelected(rows, true);
-    });
-    connect(selectNone_, &QPushButton::clicked, this, [this] {
-        std::vector<size_t> rows;
-        for (int r = 0; r < filter_->rowCount(); ++r)
-            rows.push_back(size_t(filter_->mapToSource(filter_->index(r, 0)).row()));
-        session_.cleaner().setSelected(rows, false);
-    });
+    connect(selectAll_, &QPushButton::clicked, this,
+            [this] { session_.cleaner().setSelected(shownRows(), true); });
+    connect(selectNone_, &QPushButton::clicked, this,
+            [this] { session_.cleaner().setSelected(shownRows(), false); });
     connect(details_, &QPushButton::clicked, this, &ReviewPage::showDetails);
     connect(table_, &QTableView::doubleClicked, this, &ReviewPage::showDetails);
     connect(move_, &QPushButton::clicked, this, &ReviewPage::moveToTrash);
@@ -198,6 +190,14 @@ void ReviewPage::refreshFilters() {
     filter_->setCategory(category_->currentData().isValid()
                              ? std::optional(CleanupCategory(category_->currentData().toInt()))
                              : std::nullopt);
+}
+
+std::vector<size_t> ReviewPage::shownRows() const {
+    std::vector<size_t> rows;
+    rows.reserve(size_t(filter_->rowCount()));
+    for (int r = 0; r < filter_->rowCount(); ++r)
+        rows.push_back(size_t(filter_->mapToSource(filter_->index(r, 0)).row()));
+    return rows;
 }
 
 std::vector<size_t> ReviewPage::chosenRows() const {

@@ -39,6 +39,8 @@ class ReviewPage final : public QWidget {
   private:
     void refresh();
     void refreshFilters();
+    /// The report rows the filter shows, and those the person highlighted.
+    std::vector<size_t> shownRows() const;
     std::vector<size_t> chosenRows() const;
     void moveToTrash();
     void showDetails();

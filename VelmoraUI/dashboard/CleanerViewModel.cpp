@@ -93,11 +93,7 @@ bool CleanerViewModel::startScan(CleanupScanMode mode,
                  coalescer = coalescer_](const CancellationToken& cancel) mutable {
         // The kept folders are resolved for each scan: a folder replaced since it was added
         // is skipped with its reason instead of being scanned.
-        if (!folders.empty()) {
-            const ScanRootRules rules =
-                scanRootRules(currentUserEnvironment(request.homeOverride), request.catalogue);
-            resolveCustomScanFolders(folders, rules).addTo(request);
-        }
+        addKeptFolders(request, folders);
         if (profile) request = scanRequestForProfile(*profile, std::move(request));
         auto setup = prepareScan(request, cancel);
         if (!setup) {

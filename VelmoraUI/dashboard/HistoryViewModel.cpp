@@ -97,11 +97,7 @@ bool HistoryViewModel::startRestore(const std::string& entryID, std::vector<std:
     task_.start([this, request = std::move(request), folders = std::move(folders), entryID,
                  paths = std::move(paths),
                  environment = environment_](const CancellationToken& cancel) mutable {
-        if (!folders.empty()) {
-            const ScanRootRules rules =
-                scanRootRules(currentUserEnvironment(request.homeOverride), request.catalogue);
-            resolveCustomScanFolders(folders, rules).addTo(request);
-        }
+        addKeptFolders(request, folders);
         std::optional<RestoreRunOutcome> outcome;
         Sentence refusal;
         auto setup = prepareScan(request, cancel);

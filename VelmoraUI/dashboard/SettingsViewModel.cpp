@@ -100,10 +100,7 @@ std::string SettingsViewModel::reviewStatusSentence() const {
 }
 
 bool SettingsViewModel::remindersEnabled() const {
-    const QVariant value = settings_.value(QString::fromUtf8(kRemindersEnabledKey.data()));
-    if (!value.isValid()) return true;
-    return value.typeId() == QMetaType::Bool ? value.toBool()
-                                             : value.toString() != QStringLiteral("false");
+    return velmora::remindersEnabled(settings_);
 }
 
 bool SettingsViewModel::setRemindersEnabled(bool enabled) {

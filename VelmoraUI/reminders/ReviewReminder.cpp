@@ -7,16 +7,9 @@
 
 namespace velmora {
 
-namespace {}  // namespace
-
 ReviewReminderSettings readReviewReminderSettings(const QSettings& settings) {
     ReviewReminderSettings out;
-    const QVariant enabled = settings.value(qText(kRemindersEnabledKey));
-    // The native file keeps a boolean as the text "true" or "false".
-    if (enabled.isValid()) {
-        out.enabled =
-            enabled.typeId() == QMetaType::Bool ? enabled.toBool() : enabled.toString() != "false";
-    }
+    out.enabled = remindersEnabled(settings);
     bool ok = false;
     const double unixSeconds = settings.value(qText(kReminderLastDeliveredAtKey)).toDouble(&ok);
     if (ok && std::isfinite(unixSeconds) && unixSeconds > 0) {

@@ -146,4 +146,8 @@ bool CleanupReviewPreferencesStore::change(T& field, T value,
     return false;
 }
 
+bool remindersEnabled(const QSettings& settings) {
+    return storedBool(settings, kRemindersEnabledKey).value_or(true);
+}
+
 }  // namespace velmora

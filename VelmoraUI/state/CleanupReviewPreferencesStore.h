@@ -27,6 +27,9 @@ inline constexpr std::string_view kLastReviewedAtKey = "velmora.cleanupReviewLoo
 /// yes; the settings screen writes it and the reminder reads it.
 inline constexpr std::string_view kRemindersEnabledKey = "velmora.menuBarRemindersEnabled";
 
+/// The value under `kRemindersEnabledKey`: off only when it says false.
+bool remindersEnabled(const QSettings& settings);
+
 enum class CleanupReviewCadence { off, weekly, monthly };
 
 std::string_view rawValue(CleanupReviewCadence);

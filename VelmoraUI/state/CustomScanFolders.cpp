@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "CleanerCore/base/FileURL.h"
+#include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/platform/UUID.h"
 #include "VelmoraUI/localization/Localizer.h"
 #include "VelmoraUI/state/FolderBookmark.h"
@@ -245,6 +246,19 @@ CustomScanFolderResolution resolveCustomScanFolders(const std::vector<CustomScan
         out.resolvedFolders.push_back({folder, resolved->path, false});
     }
     return out;
+}
+
+void addKeptFolders(ScanRequest& request, const std::vector<CustomScanFolder>& folders) {
+    if (folders.empty()) return;
+    const ScanRootRules rules =
+        scanRootRules(currentUserEnvironment(request.homeOverride), request.catalogue);
+    CustomScanFolderResolution resolution = resolveCustomScanFolders(folders, rules);
+    std::erase_if(resolution.resolvedFolders, [&](const ResolvedCustomScanFolder& r) {
+        return std::any_of(
+            request.customFolders.begin(), request.customFolders.end(),
+            [&](const std::string& typed) { return standardizePath(typed) == r.path; });
+    });
+    resolution.addTo(request);
 }
 
 }  // namespace velmora

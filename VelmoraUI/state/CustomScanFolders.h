@@ -100,4 +100,9 @@ struct CustomScanFolderResolution {
 CustomScanFolderResolution resolveCustomScanFolders(const std::vector<CustomScanFolder>& folders,
                                                     const ScanRootRules& rules);
 
+/// Resolves the kept `folders` against the root checks of `request`'s home folder and
+/// catalogue, as each scan and restore must, and hands them to `request` (`addTo`). A folder
+/// the request already names is not added twice. Reads the file system; thread-safe.
+void addKeptFolders(ScanRequest& request, const std::vector<CustomScanFolder>& folders);
+
 }  // namespace velmora

@@ -7,13 +7,6 @@
 namespace velmora {
 namespace {
 
-bool storedBool(const QSettings& settings, std::string_view key) {
-    const QVariant value = settings.value(qText(key));
-    // The native format keeps booleans as the words "true" and "false".
-    if (value.typeId() == QMetaType::Bool) return value.toBool();
-    return value.typeId() == QMetaType::QString && value.toString() == QStringLiteral("true");
-}
-
 bool storeString(QSettings& settings, std::string_view key, std::string_view raw) {
     return storePreference(settings, key, QString::fromUtf8(raw.data(), qsizetype(raw.size())));
 }
@@ -94,7 +87,7 @@ bool DashboardPreferences::setTextScale(TextScale scale) {
 }
 
 bool DashboardPreferences::onboardingCompleted() const {
-    return storedBool(settings, kOnboardingCompletedKey);
+    return storedBool(settings, kOnboardingCompletedKey).value_or(false);
 }
 
 bool DashboardPreferences::setOnboardingCompleted(bool completed) {
@@ -102,7 +95,7 @@ bool DashboardPreferences::setOnboardingCompleted(bool completed) {
 }
 
 bool DashboardPreferences::advancedExpanded() const {
-    return storedBool(settings, kAdvancedExpandedKey);
+    return storedBool(settings, kAdvancedExpandedKey).value_or(false);
 }
 
 bool DashboardPreferences::setAdvancedExpanded(bool expanded) {

@@ -52,6 +52,15 @@ std::string storedText(const QSettings& settings, std::string_view key) {
     return v.typeId() == QMetaType::QString ? v.toString().toStdString() : std::string();
 }
 
+std::optional<bool> storedBool(const QSettings& settings, std::string_view key) {
+    const QVariant value = settings.value(qText(key));
+    if (value.typeId() == QMetaType::Bool) return value.toBool();
+    if (value.typeId() != QMetaType::QString) return std::nullopt;
+    if (value.toString() == QStringLiteral("true")) return true;
+    if (value.toString() == QStringLiteral("false")) return false;
+    return std::nullopt;
+}
+
 std::string preferenceFilePath(const std::string& configHome) {
     return configHome + "/Velmora/Velmora.conf";
 }

@@ -49,6 +49,10 @@ QString qText(std::string_view text);
 /// The text under `key`; empty when the key is missing or holds something else.
 std::string storedText(const QSettings& settings, std::string_view key);
 
+/// The boolean under `key`: a stored boolean, or the text "true" or "false" (the native file
+/// keeps booleans as those words); nothing when the key is missing or holds something else.
+std::optional<bool> storedBool(const QSettings& settings, std::string_view key);
+
 /// The data blob under `key`, if the key holds one.
 std::optional<QByteArray> preferenceData(const QSettings& settings, std::string_view key);
 
