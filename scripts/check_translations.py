@@ -14,7 +14,10 @@ language and the text, when
   - a keyed text (the key table in VelmoraUI/localization/Localizer.h) is missing in a language;
   - an English text given at a call site, or an example sentence, has in one of the looked-up
     languages (ja, zh-Hans, zh-Hant, es, fr, de) neither a fixed entry nor a template whose
-    pattern matches the whole sentence.
+    pattern matches the whole sentence;
+  - the first template that matches such a sentence (the program takes the first) captures
+    more of it than a later one that also matches: a general template stands before a closer
+    one and would translate the sentence with its words half in English.
 
 Call forms whose English text is extracted (comments and string contents are skipped):
 
@@ -329,6 +332,27 @@ def translates(table, english):
     return english in table["fixed"] or any(p.fullmatch(english) for p, _ in table["templates"])
 
 
+def captured(match):
+    return sum(len(g or "") for g in match.groups())
+
+
+def shadowing(table, english):
+    """The first template that matches `english` (the one the program uses) and a later one
+    that fits it more closely (keeps more of it as literal text), when there is such a pair:
+    the more general template was put first by mistake."""
+    if english in table["fixed"]:
+        return None
+    matches = [(p, p.fullmatch(english)) for p, _ in table["templates"]]
+    matches = [(p, m) for p, m in matches if m]
+    if len(matches) < 2:
+        return None
+    first, first_match = matches[0]
+    for later, later_match in matches[1:]:
+        if captured(later_match) < captured(first_match):
+            return first.pattern, later.pattern
+    return None
+
+
 def check(root):
     root = pathlib.Path(root)
     problems = []
@@ -362,6 +386,9 @@ def check(root):
         for english, where in texts:
             if not translates(tables[language], english):
                 problems.append(f'{language}: no translation for "{english}" ({where})')
+            elif pair := shadowing(tables[language], english):
+                problems.append(f'{language}: "{english}" ({where}) is translated by the template '
+                                f'"{pair[0]}", which comes before the closer "{pair[1]}"')
     for problem in problems:
         print(problem, file=sys.stderr)
     print(f"{len(set(t for t, _ in texts))} texts in {len(LOOKED_UP)} languages, "

@@ -76,6 +76,20 @@ class CallSites(unittest.TestCase):
                     self.assertIn("no translation for", p)
                     self.assertIn("Velmora/Main.cpp:", p)
 
+    def test_a_general_template_must_not_stand_before_a_closer_one(self):
+        general = {"pattern": r"^(.+) can be reclaimed\.$", "text": "G {0}"}
+        closer = {"pattern": r"^Last scan: (\d+) items, (.+) can be reclaimed\.$",
+                  "text": "C {0} {1}"}
+        source = '// i18n-example: "Last scan: 3 items, 1 MB can be reclaimed."'
+        for order, count in [([closer, general], 0), ([general, closer], 6)]:
+            with self.subTest(first=order[0]["text"]):
+                tables = {l: table(l, templates=[QUIT] + order)
+                          for l in check_translations.LOOKED_UP}
+                problems = run(source, tables)
+                self.assertEqual(len(problems), count, problems)
+                for p in problems:
+                    self.assertIn("comes before the closer", p)
+
     def test_names_the_language_and_the_text(self):
         tables = {"de": table("de", fixed={}), "es": table("es", fixed={"Scan": "Análisis"})}
         problems = run('localized("Scan", l);', tables)
