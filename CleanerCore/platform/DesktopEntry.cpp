@@ -23,7 +23,7 @@ std::string_view trimmed(std::string_view s) {
     return s;
 }
 
-// Undoes the specification's escapes (\s \n \t \r \\); a line break or tab in a name has no
+// Undoes the desktop-entry escapes (\s \n \t \r \\); a line break or tab in a name has no
 // place in a list, so those make it a space.
 std::string unescaped(std::string_view value) {
     std::string out;

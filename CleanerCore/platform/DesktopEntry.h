@@ -1,11 +1,11 @@
 #pragma once
-// Reading desktop entries (freedesktop.org Desktop Entry Specification) for the names and
-// visibility of running applications. Entries are found by desktop-file id below
-// $XDG_DATA_HOME/applications and each $XDG_DATA_DIRS/applications; any process of the user may
-// name an entry file through its environment, so the reader treats the file as hostile: only
-// regular files up to 256 KiB are read (a FIFO or device never blocks it), only the
-// "[Desktop Entry]" group counts, invalid UTF-8 and control characters make a name unusable,
-// and names are capped in length. Thread-safe; nothing is cached.
+// Reading freedesktop.org desktop entries for the names and visibility of running
+// applications. Entries are found by desktop-file id below $XDG_DATA_HOME/applications and each
+// $XDG_DATA_DIRS/applications; any process of the user may name an entry file through its
+// environment, so the reader treats the file as hostile: only regular files up to 256 KiB are
+// read (a FIFO or device never blocks it), only the "[Desktop Entry]" group counts, invalid
+// UTF-8 and control characters make a name unusable, and names are capped in length. Thread-safe;
+// nothing is cached.
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,7 +23,7 @@ struct DesktopEntryInfo {
 
 /// Parses an entry's text. `locales` are the message locales in preference order, each of the
 /// form lang[_COUNTRY][.ENCODING][@MODIFIER] (e.g. "fr_CA.UTF-8"); Name[...] keys are matched as
-/// the specification orders them (lang_COUNTRY@MODIFIER, lang_COUNTRY, lang@MODIFIER, lang).
+/// freedesktop.org orders them (lang_COUNTRY@MODIFIER, lang_COUNTRY, lang@MODIFIER, lang).
 /// nullopt when the text has no "[Desktop Entry]" group.
 std::optional<DesktopEntryInfo> parseDesktopEntry(std::string_view text, std::string id,
                                                   const std::vector<std::string>& locales);

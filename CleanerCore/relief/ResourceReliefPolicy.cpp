@@ -36,8 +36,8 @@ std::vector<ResourceReliefCandidate> ranked(std::vector<ResourceReliefCandidate>
         if (ma && *ma != *mb) return *ma > *mb;
         if (a.isFrontmost != b.isFrontmost) return a.isFrontmost;
         if (const int c = compareNames(a.displayName, b.displayName); c != 0) return c < 0;
-        const std::string_view ia = a.bundleIdentifier ? *a.bundleIdentifier : "";
-        const std::string_view ib = b.bundleIdentifier ? *b.bundleIdentifier : "";
+        const auto ia = a.bundleIdentifier ? std::string_view(*a.bundleIdentifier) : "";
+        const auto ib = b.bundleIdentifier ? std::string_view(*b.bundleIdentifier) : "";
         if (ia != ib) return ia < ib;
         return a.processIdentifier < b.processIdentifier;
     };
