@@ -165,6 +165,7 @@ struct RootResult {
     std::vector<SecurityCandidate> security;
     std::vector<WalkedFile> duplicateCandidates;
     std::vector<LinkedFile> linked;
+    std::unique_ptr<StorageTreeRootBuilder> tree;  // when the scan builds the storage tree
     bool cancelled = false;
 };
 
@@ -183,6 +184,9 @@ struct WalkContext {
     std::function<void(const std::string&, int64_t, int64_t)> progress;
     std::mutex progressMutex;
     std::atomic<int64_t> visitedTotal{0}, countedTotal{0};
+    /// The storage tree's limits and its node budget, shared by the roots' walks.
+    std::optional<StorageTreeLimits> treeLimits;
+    std::atomic<int64_t> treeNodesLeft{0};
 };
 
 class RootWalk final : public DirectoryVisitor {
@@ -221,8 +225,13 @@ class RootWalk final : public DirectoryVisitor {
         device_ = st.st_dev;
         inode_ = st.st_ino;
         if (c_.progress) publishProgress(root_.path);
+        if (c_.treeLimits) {
+            result_.tree =
+                std::make_unique<StorageTreeRootBuilder>(*c_.treeLimits, c_.treeNodesLeft);
+        }
         DirectoryWalker walker;
         walker.walk(fd.get(), root_.path, *this);
+        if (result_.tree) result_.tree->finish();
         flushProgressCounts();
         r.item.sizeBytes = sizeBytes_;
         r.item.itemCount = itemCount_;
@@ -312,6 +321,7 @@ class RootWalk final : public DirectoryVisitor {
                 visitPackage(entry);
                 return stop_ ? WalkAction::stop : WalkAction::pass;
             }
+            if (result_.tree) result_.tree->folder(entry.depth(), entry.name());
             return WalkAction::proceed;
         }
         if (S_ISREG(st.st_mode)) record(entry, countedSize(st), false);
@@ -343,6 +353,14 @@ class RootWalk final : public DirectoryVisitor {
         sizeBytes_ = sum;
         ++itemCount_;
         ++pendingCounted_;
+        if (result_.tree) {
+            std::optional<StorageTreeLink> link;
+            if (!isPackage && st.st_nlink > 1) {
+                link = StorageTreeLink{static_cast<uint64_t>(st.st_dev),
+                                       static_cast<uint64_t>(st.st_ino)};
+            }
+            result_.tree->file(entry.depth(), entry.name(), size, link);
+        }
         if (!listsFiles_) return;
 
         // Only what can become a finding is kept, so memory does not grow with the home.
@@ -521,7 +539,13 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
                         {},
                         {},
                         {},
+                        {},
+                        {},
                         {}};
+    if (notes && options_.storageTree) {
+        context.treeLimits = options_.storageTree;
+        context.treeNodesLeft = static_cast<int64_t>(options_.storageTree->maximumNodes);
+    }
     for (auto& root : insightScanRoots(home_, options_.catalogue, options_.configHome)) {
         auto st = statPath(root.path);
         if (!st || !S_ISDIR(st->st_mode)) continue;
@@ -559,6 +583,7 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
     std::set<std::pair<uint64_t, uint64_t>> countedLinks;
     std::vector<WalkedFile> recent, large, downloads, duplicateCandidates;
     std::vector<SecurityCandidate> security;
+    std::vector<std::pair<int64_t, StorageTreeItem>> treeItems;
     for (size_t i = 0; i < results.size(); ++i) {
         if (!walked[i]) continue;
         RootResult& r = results[i];
@@ -568,6 +593,7 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
         for (const auto& l : r.linked) {
             if (countedLinks.emplace(l.device, l.inode).second) continue;
             countedBefore.emplace(l.device, l.inode);
+            if (r.tree) r.tree->forget({l.device, l.inode});
             r.item.sizeBytes -= l.sizeBytes;
             r.item.itemCount -= 1;
         }
@@ -579,6 +605,11 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
         }
         std::erase_if(r.security, [&](const SecurityCandidate& s) { return elsewhere(s.file); });
         report.isTruncated = report.isTruncated || r.item.isTruncated;
+        if (context.treeLimits) {
+            treeItems.emplace_back(
+                r.item.sizeBytes,
+                StorageTreeItem{r.item.id, r.item.displayName, r.item.isTruncated, r.tree.get()});
+        }
         report.heatmapItems.push_back(std::move(r.item));
         for (auto& s : r.skipped) report.skippedItems.push_back(std::move(s));
         auto append = [](auto& to, auto& from) {
@@ -593,6 +624,14 @@ MacStorageInsightReport MacStorageInsightScanner::scan(const CancellationToken& 
     std::stable_sort(
         report.heatmapItems.begin(), report.heatmapItems.end(),
         [](const StorageMapItem& a, const StorageMapItem& b) { return a.sizeBytes > b.sizeBytes; });
+    if (context.treeLimits) {
+        // The same stable order as the map's, so the tree's items are the map's.
+        std::stable_sort(treeItems.begin(), treeItems.end(),
+                         [](const auto& a, const auto& b) { return a.first > b.first; });
+        std::vector<StorageTreeItem> items;
+        for (auto& [size, item] : treeItems) items.push_back(std::move(item));
+        notes->storageTree = std::make_shared<StorageTree>(assembleStorageTree(home_, items));
+    }
 
     auto insight = [&](const WalkedFile& f, FileInsightKind kind, std::string detail,
                        CleanupSafety safety) {

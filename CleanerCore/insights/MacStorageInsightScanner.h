@@ -54,6 +54,7 @@
 // a cancelled scan returns what it found with `isTruncated` true and no duplicate groups.
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,6 +64,7 @@
 #include "CleanerCore/insights/DuplicateDetection.h"
 #include "CleanerCore/insights/InsightScanRoots.h"
 #include "CleanerCore/insights/MacStorageInsightReport.h"
+#include "CleanerCore/insights/StorageTree.h"
 #include "CleanerCore/safety/PathConventions.h"
 
 namespace velmora {
@@ -131,6 +133,9 @@ class MacStorageInsightScanner {
         /// duplicate detection). The fraction never decreases. Must not block for long: the walk
         /// waits for it.
         std::function<void(const StorageScanProgress&)> progress;
+        /// When set (and the caller asks for notes), the walk also builds the storage tree of
+        /// the home within these limits (StorageTree.h); the report does not change.
+        std::optional<StorageTreeLimits> storageTree;
     };
 
     /// `home` is standardized here; `configuration` is clamped here.
@@ -143,6 +148,10 @@ class MacStorageInsightScanner {
     struct Notes {
         /// The duplicate budgets that kept files from being compared: what to raise.
         std::vector<DuplicateBudget> exceededDuplicateBudgets;
+        /// The folder and file sizes the walk saw, when `Options::storageTree` asked for them;
+        /// its top-level items are the report's map items, in map order. A cancelled scan gives
+        /// the roots walked so far.
+        std::shared_ptr<const StorageTree> storageTree;
     };
 
     MacStorageInsightReport scan(const CancellationToken& cancel, Notes* notes = nullptr) const;

@@ -33,11 +33,13 @@ InsightRun runInsightScan(const InsightRunRequest& request, const UserEnvironmen
     // Paths outside a scanned home other than the person's own are still shown from their home.
     if (request.homeOverride) options.platformHome = currentUserEnvironment({}).home;
     options.progress = progress;
+    options.storageTree = request.storageTree;
     MacStorageInsightScanner scanner(environment.home,
                                      insightConfiguration(request.catalogue, request.overrides),
                                      std::move(options));
     InsightRun run;
     run.report = scanner.scan(cancel, &run.notes);
+    run.storageTree = std::move(run.notes.storageTree);
     run.wasCancelled = cancel.isCancellationRequested();
     run.home = scanner.home();
     run.configuration = scanner.configuration();

@@ -8,6 +8,7 @@
 // so far. Errors are values: unreadable folders become skipped items of the report.
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,8 @@ struct InsightRunRequest {
     std::optional<std::string> homeOverride;
     Catalogue catalogue = Catalogue::linux;
     InsightConfigurationOverrides overrides;
+    /// The limits of the storage tree the walk builds beside the report; none: no tree.
+    std::optional<StorageTreeLimits> storageTree = StorageTreeLimits{};
 };
 
 struct InsightRun {
@@ -39,6 +42,9 @@ struct InsightRun {
     MacStorageInsightReport report;
     MacStorageInsightScanner::Notes notes;
     std::vector<DuplicateKeeperRecommendation> keepers;  ///< one per duplicate group
+    /// Folder and file sizes below the home (StorageTree.h), not part of the report; null when
+    /// the request asked for none.
+    std::shared_ptr<const StorageTree> storageTree;
     bool wasCancelled = false;
 };
 
