@@ -50,9 +50,7 @@ class InsightsViewModelTest : public ::testing::Test {
     }
 
     std::optional<SystemMetricHistory> stored() {
-        const QVariant value = h.preferences.settings->value(QString::fromLatin1(
-            kSystemMetricHistoryKey.data(), qsizetype(kSystemMetricHistoryKey.size())));
-        if (!value.isValid()) return std::nullopt;
+        if (!preferenceData(*h.preferences.settings, kSystemMetricHistoryKey)) return std::nullopt;
         return SystemMetricHistoryStore(*h.preferences.settings).load(currentDate());
     }
 
