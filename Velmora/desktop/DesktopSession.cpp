@@ -27,6 +27,11 @@ DesktopSession::DesktopSession(SessionOptions options) : options_(std::move(opti
     cleaner_ = std::make_unique<CleanerViewModel>(cleanerEnvironment, *ignoreStore_, *folderStore_,
                                                   *reviewStore_);
     history_ = std::make_unique<HistoryViewModel>(cleanerEnvironment, *folderStore_);
+    InsightsEnvironment insightsEnvironment;
+    insightsEnvironment.homeOverride = options_.homeOverride;
+    insightsEnvironment.catalogue = options_.catalogue;
+    insightsEnvironment.overrides = options_.insightOverrides;
+    insights_ = std::make_unique<InsightsViewModel>(std::move(insightsEnvironment), settings);
 }
 
 std::optional<std::string> DesktopSession::startupMessage() const {

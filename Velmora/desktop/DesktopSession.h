@@ -10,6 +10,7 @@
 
 #include "VelmoraUI/dashboard/CleanerViewModel.h"
 #include "VelmoraUI/dashboard/HistoryViewModel.h"
+#include "VelmoraUI/dashboard/InsightsViewModel.h"
 #include "VelmoraUI/dashboard/SettingsViewModel.h"
 #include "VelmoraUI/state/CleanupIgnoreStore.h"
 #include "VelmoraUI/state/CleanupReviewPreferencesStore.h"
@@ -21,6 +22,8 @@ namespace velmora::desktop {
 struct SessionOptions {
     std::optional<std::string> homeOverride;  ///< none: this user's home folder
     Catalogue catalogue = hostCatalogue();
+    /// Replaces the insight scan's thresholds (tests lower the duplicate size floor).
+    InsightConfigurationOverrides insightOverrides = {};
 };
 
 class DesktopSession {
@@ -34,6 +37,7 @@ class DesktopSession {
     QSettings& settings() { return *preferences_.settings; }
     CleanerViewModel& cleaner() { return *cleaner_; }
     HistoryViewModel& history() { return *history_; }
+    InsightsViewModel& insights() { return *insights_; }
     SettingsViewModel& settingsModel() { return *settingsModel_; }
     CleanupIgnoreStore& ignoreStore() { return *ignoreStore_; }
     AppLanguage language() const { return settingsModel_->language(); }
@@ -47,6 +51,7 @@ class DesktopSession {
     std::unique_ptr<SettingsViewModel> settingsModel_;
     std::unique_ptr<CleanerViewModel> cleaner_;
     std::unique_ptr<HistoryViewModel> history_;
+    std::unique_ptr<InsightsViewModel> insights_;
 };
 
 }  // namespace velmora::desktop

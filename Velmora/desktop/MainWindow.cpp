@@ -13,6 +13,7 @@
 #include "Velmora/desktop/DashboardPage.h"
 #include "Velmora/desktop/DesktopSession.h"
 #include "Velmora/desktop/HistoryPage.h"
+#include "Velmora/desktop/InsightsPage.h"
 #include "Velmora/desktop/ReviewPage.h"
 #include "Velmora/desktop/SettingsPage.h"
 #include "Velmora/desktop/UiText.h"
@@ -45,8 +46,7 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
       banner_(new QLabel),
       sections_(new QListWidget),
       pages_(new QStackedWidget),
-      dashboard_(new DashboardPage(session)),
-      insights_(new QLabel) {
+      dashboard_(new DashboardPage(session)) {
     setObjectName("mainWindow");
     sections_->setObjectName("sectionList");
     banner_->setObjectName("startupBanner");
@@ -54,9 +54,6 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
     banner_->setWordWrap(true);
     banner_->setMargin(8);
     banner_->setAutoFillBackground(true);
-    insights_->setWordWrap(true);
-    insights_->setAlignment(Qt::AlignCenter);
-    insights_->setObjectName("insightsPlaceholder");
     for (int i = 0; i < 5; ++i) sections_->addItem(QString());
     sections_->setFixedWidth(190);
     sections_->setFrameShape(QFrame::NoFrame);
@@ -68,7 +65,7 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
         " color: palette(highlighted-text); }"));
     pages_->addWidget(dashboard_);
     pages_->addWidget(new QWidget);  // review
-    pages_->addWidget(insights_);
+    pages_->addWidget(new QWidget);  // insights
     pages_->addWidget(new QWidget);  // history
     pages_->addWidget(new QWidget);  // settings
 
@@ -86,6 +83,9 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
         switch (Section(index)) {
             case Section::review:
                 review();
+                break;
+            case Section::insights:
+                insights();
                 break;
             case Section::history:
                 history();
@@ -125,11 +125,6 @@ void MainWindow::retranslateWindow() {
         copy.text("Settings", "설정"),
     };
     for (int i = 0; i < 5; ++i) sections_->item(i)->setText(titles[i]);
-    insights_->setText(copy.text(
-        "Storage insights (the storage map, large files, downloads and duplicates) will appear "
-        "here. The command `velmora insights` shows them now.",
-        "저장 공간 인사이트(저장 공간 지도, 큰 파일, 다운로드, 중복 파일)가 여기에 표시될 "
-        "예정입니다. 지금은 `velmora insights` 명령으로 볼 수 있습니다."));
     const auto message = session_.startupMessage();
     banner_->setVisible(message.has_value());
     if (message) banner_->setText(qs(*message));
@@ -139,6 +134,7 @@ void MainWindow::retranslate() {
     retranslateWindow();
     dashboard_->retranslate();
     if (review_) review_->retranslate();
+    if (insights_) insights_->retranslate();
     if (history_) history_->retranslate();
     if (settings_) settings_->retranslate();
 }
@@ -158,6 +154,9 @@ Page* MainWindow::ensure(Page*& page, Section section) {
 
 ReviewPage* MainWindow::review() {
     return ensure(review_, Section::review);
+}
+InsightsPage* MainWindow::insights() {
+    return ensure(insights_, Section::insights);
 }
 HistoryPage* MainWindow::history() {
     return ensure(history_, Section::history);

@@ -14,6 +14,7 @@ namespace velmora::desktop {
 class DashboardPage;
 class DesktopSession;
 class HistoryPage;
+class InsightsPage;
 class ReviewPage;
 class SettingsPage;
 
@@ -38,6 +39,7 @@ class MainWindow final : public QMainWindow {
     /// the first window comes up without them.
     DashboardPage* dashboard() const { return dashboard_; }
     ReviewPage* review();
+    InsightsPage* insights();
     HistoryPage* history();
     SettingsPage* settings();
 
@@ -54,7 +56,7 @@ class MainWindow final : public QMainWindow {
     QStackedWidget* pages_;
     DashboardPage* dashboard_;
     ReviewPage* review_ = nullptr;
-    QLabel* insights_;
+    InsightsPage* insights_ = nullptr;
     HistoryPage* history_ = nullptr;
     SettingsPage* settings_ = nullptr;
 };

@@ -43,8 +43,9 @@ class HistoryViewModel final : public QObject {
     /// Whether `entry` is a cleanup whose items can be put back (it kept their Trash records).
     static bool canRestore(const CleanupAuditEntry& entry);
 
-    /// Puts back the items of the cleanup `entryID`; `paths` (standardized) narrows it to
-    /// those items. False while a task runs.
+    /// Puts back the items of the cleanup `entryID` (a cleanup of insight findings within the
+    /// insight scan's folders, any other within the cleaner's locations); `paths` (standardized)
+    /// narrows it to those items. False while a task runs.
     bool startRestore(const std::string& entryID, std::vector<std::string> paths = {});
     /// How the last restore went: its result, or the refusal sentence.
     const std::optional<RestoreRunOutcome>& restoreOutcome() const { return restoreOutcome_; }
@@ -67,6 +68,8 @@ class HistoryViewModel final : public QObject {
         std::string home;
     };
     static Loaded load(const CleanerEnvironment& environment);
+    /// The fence of a restore of insight findings: the insight scan's folders.
+    static ScanSetup insightRestoreSetup(const CleanerEnvironment& environment);
     void apply(Loaded loaded);
     void setBusy(bool busy);
 

@@ -4,16 +4,22 @@
 //   velmora_ui_bench latency HOME the cleaner view model scanning HOME (standard mode, as
 //                                 `velmora --home HOME scan`): its wall time and the longest
 //                                 the UI thread went without running its event loop, ms
+//   velmora_ui_bench insights HOME [RUNS]
+//                                 the insight scan of HOME through the insights view model
+//                                 against runInsightScan called directly, alternating, RUNS
+//                                 times each (default 5): the medians, s, and their ratio
 // Runs offscreen unless a display is given.
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "CleanerCore/workflows/InsightRun.h"
 #include "Velmora/desktop/CandidateModel.h"
 #include "Velmora/desktop/DesktopSession.h"
 
@@ -105,6 +111,42 @@ int latency(const std::string& home) {
     return 0;
 }
 
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+int insights(const std::string& home, int runs) {
+    ::setenv("HOME", home.c_str(), 1);
+    DesktopSession session(SessionOptions{home, Catalogue::linux});
+    InsightRunRequest request;
+    request.homeOverride = home;
+    request.catalogue = Catalogue::linux;
+    std::vector<double> direct, viewModel;
+    size_t groups = 0;
+    QElapsedTimer timer;
+    // Alternating, so that the page cache and the machine's load treat both alike.
+    for (int i = 0; i < runs; ++i) {
+        timer.start();
+        const InsightRun run =
+            runInsightScan(request, insightEnvironment(request), {}, CancellationToken());
+        direct.push_back(timer.nsecsElapsed() / 1e9);
+        groups = run.report.duplicateGroups.size();
+
+        QEventLoop loop;
+        QObject::connect(&session.insights(), &InsightsViewModel::reportChanged, &loop,
+                         &QEventLoop::quit);
+        timer.start();
+        session.insights().startScan();
+        loop.exec();
+        viewModel.push_back(timer.nsecsElapsed() / 1e9);
+    }
+    const double d = median(direct), v = median(viewModel);
+    std::cout << "{\"duplicateGroups\": " << groups << ", \"directSeconds\": " << d
+              << ", \"viewModelSeconds\": " << v << ", \"ratio\": " << v / d << "}\n";
+    return session.insights().report().duplicateGroups.size() == groups ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -114,6 +156,7 @@ int main(int argc, char** argv) {
     const std::string what = argc > 1 ? argv[1] : "";
     if (what == "review" && argc > 2) return review(std::atoi(argv[2]));
     if (what == "latency" && argc > 2) return latency(argv[2]);
-    std::cerr << "usage: velmora_ui_bench review N | latency HOME\n";
+    if (what == "insights" && argc > 2) return insights(argv[2], argc > 3 ? std::atoi(argv[3]) : 5);
+    std::cerr << "usage: velmora_ui_bench review N | latency HOME | insights HOME [RUNS]\n";
     return 2;
 }

@@ -12,10 +12,12 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
+#include <QTreeWidget>
 #include <filesystem>
 #include <fstream>
 
@@ -23,6 +25,7 @@
 #include "Velmora/desktop/DashboardPage.h"
 #include "Velmora/desktop/DesktopSession.h"
 #include "Velmora/desktop/HistoryPage.h"
+#include "Velmora/desktop/InsightsPage.h"
 #include "Velmora/desktop/ReviewPage.h"
 #include "Velmora/desktop/SettingsPage.h"
 #include "dashboard/ViewModelHarness.h"
@@ -215,6 +218,86 @@ TEST_F(MainWindowTest, TheFirstLaunchAsksForTheLanguageOnceAndScansNothing) {
     EXPECT_EQ(session->language(), AppLanguage::japanese);
     EXPECT_EQ(session->cleaner().phase(), CleanerViewModel::Phase::idle);
     EXPECT_TRUE(fs::exists(file));
+}
+
+// The insights as a person uses them: two identical files, the scan groups them and marks the
+// Documents copy to keep; the Downloads copy goes to the Trash after the confirmation, the
+// history shows an insights entry, and its restore puts the copy back.
+TEST_F(MainWindowTest, InsightsMoveADuplicateToTheTrashAndTheHistoryPutsItBack) {
+    const std::string documents = home + "/Documents/photo.raw";
+    const std::string downloads = home + "/Downloads/photo.raw";
+    for (const char* copy : {"Documents/photo.raw", "Downloads/photo.raw"}) {
+        fs::create_directories(fs::path(home + "/" + copy).parent_path());
+        std::ofstream(home + "/" + copy) << "the same bytes";
+        tree.setMtime(std::string("home/") + copy, test::unixNow() - 3 * 86400);
+    }
+    window.reset();
+    SessionOptions options{home, Catalogue::linux};
+    options.insightOverrides.duplicateFileBytes = 1;
+    session = std::make_unique<DesktopSession>(options);
+    window = std::make_unique<MainWindow>(*session);
+    window->show();
+    window->showSection(MainWindow::Section::insights);
+    InsightsPage* page = window->insights();
+    ASSERT_NE(page, nullptr);
+    EXPECT_TRUE(session->insights().isSystemSamplingActive());        // the system panel samples
+    EXPECT_FALSE(find<QLabel>("insightsSummary")->text().isEmpty());  // the placeholder's line
+
+    QTest::mouseClick(find<QPushButton>("insightsScanButton"), Qt::LeftButton);
+    ASSERT_TRUE(waitFor(&session->insights(), &InsightsViewModel::reportChanged));
+    auto* tabs = find<QTabWidget>("insightsTabs");
+    tabs->setCurrentWidget(page->duplicatesTree());
+    QTreeWidget* groups = page->duplicatesTree();
+    ASSERT_EQ(groups->topLevelItemCount(), 1);
+    QTreeWidgetItem* group = groups->topLevelItem(0);
+    ASSERT_EQ(group->childCount(), 2);
+    QTreeWidgetItem* keeper = nullptr;
+    QTreeWidgetItem* going = nullptr;
+    for (int i = 0; i < group->childCount(); ++i) {
+        QTreeWidgetItem* copy = group->child(i);
+        const std::string path = copy->data(0, Qt::UserRole + 1).toString().toStdString();
+        (path == documents ? keeper : going) = copy;
+    }
+    ASSERT_TRUE(keeper && going);
+    EXPECT_TRUE(keeper->text(3).startsWith("Recommended to keep")) << keeper->text(3).toStdString();
+    EXPECT_TRUE(going->text(3).isEmpty());
+    EXPECT_FALSE(find<QPushButton>("insightsMoveButton")->isEnabled());  // nothing checked yet
+    going->setCheckState(0, Qt::Checked);
+    ASSERT_TRUE(find<QPushButton>("insightsMoveButton")->isEnabled());
+
+    QString listed;
+    QTimer::singleShot(0, [&] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(dialog, nullptr);
+        auto* items = dialog->findChild<QListWidget*>("confirmationItems");
+        if (items && items->count() == 1) listed = items->item(0)->text();
+        QTest::mouseClick(dialog->findChild<QPushButton*>("confirmMoveButton"), Qt::LeftButton);
+    });
+    QTest::mouseClick(find<QPushButton>("insightsMoveButton"), Qt::LeftButton);
+    EXPECT_TRUE(listed.startsWith("~/Downloads/photo.raw")) << listed.toStdString();
+    ASSERT_TRUE(waitFor(&session->insights(), &InsightsViewModel::moveFinished));
+    EXPECT_FALSE(fs::exists(downloads));
+    EXPECT_TRUE(fs::exists(documents));
+    EXPECT_TRUE(fs::exists(home + "/.local/share/Trash/files/photo.raw"));
+    EXPECT_EQ(find<QListWidget>("insightsResults")->count(), 1);
+    EXPECT_EQ(groups->topLevelItemCount(), 0);  // a group of one copy is no group
+
+    // The storage map's place is kept for its view.
+    auto* view = new QLabel("map");
+    page->setStorageMapView(view);
+    EXPECT_EQ(page->storageMapView(), view);
+
+    window->showSection(MainWindow::Section::history);
+    EXPECT_FALSE(session->insights().isSystemSamplingActive());
+    ASSERT_TRUE(waitFor(&session->history(), &HistoryViewModel::entriesChanged));
+    ASSERT_EQ(session->history().entries().size(), 1u);
+    EXPECT_EQ(session->history().entries()[0].source, CleanupAuditSource::macInsights);
+    auto* history = find<QTableView>("historyTable");
+    history->selectRow(0);
+    QTest::mouseClick(find<QPushButton>("restoreAllButton"), Qt::LeftButton);
+    ASSERT_TRUE(waitFor(&session->history(), &HistoryViewModel::restoreFinished));
+    EXPECT_TRUE(fs::exists(downloads));
+    EXPECT_EQ(history->model()->rowCount(), 2);
 }
 
 }  // namespace
