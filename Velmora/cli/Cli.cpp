@@ -342,28 +342,6 @@ int run(int argc, char** argv) {
             copy.text("Check that no entry was changed or removed (exit 1 if one was)",
                       "변경되거나 삭제된 항목이 없는지 확인 (있으면 종료 코드 1)"));
 
-        reliefCommand = app.add_subcommand(
-            "relief",
-            copy.text("Running apps ranked by CPU and memory, with their ids and whether they "
-                      "can be asked to quit (read-only)",
-                      "CPU와 메모리 사용량 순으로 실행 중인 앱과 ID, 종료 요청 가능 여부를 나열 "
-                      "(읽기 전용)"));
-        reliefCommand->add_flag(
-            "--json", relief.json,
-            copy.text("Print both rankings as JSON", "두 순위를 JSON으로 출력"));
-        reliefQuitCommand = reliefCommand->add_subcommand(
-            "quit", copy.text("Ask the apps with these ids to quit normally (never a forced quit)",
-                              "이 ID의 앱에 일반 종료를 요청 (강제 종료하지 않음)"));
-        reliefQuitCommand
-            ->add_option("ids", relief.ids,
-                         copy.text("Apps to ask, by the id `velmora relief` shows",
-                                   "요청할 앱 (`velmora relief`가 보여 주는 ID로 지정)"))
-            ->required()
-            ->type_name("ID");
-        reliefQuitCommand->add_flag(
-            "--yes", relief.yes,
-            copy.text("Send without asking for confirmation", "확인을 묻지 않고 보내기"));
-
         insightsCommand = app.add_subcommand(
             "insights",
             copy.text("Storage insights (read-only): folder sizes, large files, older downloads, "
@@ -473,6 +451,28 @@ int run(int argc, char** argv) {
             ->type_name("SECONDS");
         remindCommand->add_flag("--json", remind.json,
                                 copy.text("Print the result as JSON", "결과를 JSON으로 출력"));
+
+        reliefCommand = app.add_subcommand(
+            "relief",
+            copy.text("Running apps ranked by CPU and memory, with their ids and whether they "
+                      "can be asked to quit (read-only)",
+                      "CPU와 메모리 사용량 순으로 실행 중인 앱과 ID, 종료 요청 가능 여부를 나열 "
+                      "(읽기 전용)"));
+        reliefCommand->add_flag(
+            "--json", relief.json,
+            copy.text("Print both rankings as JSON", "두 순위를 JSON으로 출력"));
+        reliefQuitCommand = reliefCommand->add_subcommand(
+            "quit", copy.text("Ask the apps with these ids to quit normally (never a forced quit)",
+                              "이 ID의 앱에 일반 종료를 요청 (강제 종료하지 않음)"));
+        reliefQuitCommand
+            ->add_option("ids", relief.ids,
+                         copy.text("Apps to ask, by the id `velmora relief` shows",
+                                   "요청할 앱 (`velmora relief`가 보여 주는 ID로 지정)"))
+            ->required()
+            ->type_name("ID");
+        reliefQuitCommand->add_flag(
+            "--yes", relief.yes,
+            copy.text("Send without asking for confirmation", "확인을 묻지 않고 보내기"));
 
         localizeSubcommands(app, lineLanguage);
         localizeSubcommands(*reliefCommand, lineLanguage);
