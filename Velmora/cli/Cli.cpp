@@ -16,6 +16,7 @@
 #include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
 #include "Velmora/cli/LanguageCommand.h"
+#include "Velmora/cli/ReliefCommand.h"
 #include "Velmora/cli/RemindCommand.h"
 #include "Velmora/cli/ReviewCommand.h"
 #include "Velmora/cli/ScanCommand.h"
@@ -135,6 +136,9 @@ int run(int argc, char** argv) {
     CLI::App* reviewCommand = nullptr;
     RemindCommandOptions remind;
     CLI::App* remindCommand = nullptr;
+    ReliefCommandOptions relief;
+    CLI::App* reliefCommand = nullptr;
+    CLI::App* reliefQuitCommand = nullptr;
 
     // Declares the command line on `app` with its descriptions and the help's labels in
     // `lineLanguage`.
@@ -448,7 +452,30 @@ int run(int argc, char** argv) {
         remindCommand->add_flag("--json", remind.json,
                                 copy.text("Print the result as JSON", "결과를 JSON으로 출력"));
 
+        reliefCommand = app.add_subcommand(
+            "relief",
+            copy.text("Running apps ranked by CPU and memory, with their ids and whether they "
+                      "can be asked to quit (read-only)",
+                      "CPU와 메모리 사용량 순으로 실행 중인 앱과 ID, 종료 요청 가능 여부를 나열 "
+                      "(읽기 전용)"));
+        reliefCommand->add_flag(
+            "--json", relief.json,
+            copy.text("Print both rankings as JSON", "두 순위를 JSON으로 출력"));
+        reliefQuitCommand = reliefCommand->add_subcommand(
+            "quit", copy.text("Ask the apps with these ids to quit normally (never a forced quit)",
+                              "이 ID의 앱에 일반 종료를 요청 (강제 종료하지 않음)"));
+        reliefQuitCommand
+            ->add_option("ids", relief.ids,
+                         copy.text("Apps to ask, by the id `velmora relief` shows",
+                                   "요청할 앱 (`velmora relief`가 보여 주는 ID로 지정)"))
+            ->required()
+            ->type_name("ID");
+        reliefQuitCommand->add_flag(
+            "--yes", relief.yes,
+            copy.text("Send without asking for confirmation", "확인을 묻지 않고 보내기"));
+
         localizeSubcommands(app, lineLanguage);
+        localizeSubcommands(*reliefCommand, lineLanguage);
     };
 
     // The line is read with English texts, so that a line that parses reads the preferences
@@ -574,6 +601,12 @@ int run(int argc, char** argv) {
         insights.request.catalogue = chosen;
         insights.runLanguage = chosenLanguage;
         return runInsightsCommand(insights);
+    }
+    if (reliefCommand->parsed()) {
+        relief.homeOverride = home;
+        relief.runLanguage = chosenLanguage;
+        relief.quit = reliefQuitCommand->parsed();
+        return runReliefCommand(relief);
     }
     if (historyCommand->parsed()) {
         history.homeOverride = home;

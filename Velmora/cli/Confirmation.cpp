@@ -86,6 +86,13 @@ std::string confirmationRefusal(ConfirmedChange change, AppLanguage language) {
                 "아무것도 복원하지 않았습니다. 확인을 물을 터미널이 없습니다. 위 목록을 검토한 "
                 "뒤 --yes를 붙여 명령을 다시 실행하세요.");
             break;
+        case ConfirmedChange::quitRequest:
+            text = copy.text(
+                "no quit request was sent: there is no terminal to ask for confirmation. Review "
+                "the list above and run the command again with --yes to confirm.",
+                "종료 요청을 보내지 않았습니다. 확인을 물을 터미널이 없습니다. 위 목록을 검토한 "
+                "뒤 --yes를 붙여 명령을 다시 실행하세요.");
+            break;
     }
     return "velmora: " + text;
 }

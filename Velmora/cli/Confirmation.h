@@ -19,7 +19,7 @@ bool askToConfirm(const std::string& question, std::istream& in, std::ostream& o
                   AppLanguage language);
 
 /// What a confirmation was needed for.
-enum class ConfirmedChange { move, deletion, restore };
+enum class ConfirmedChange { move, deletion, restore, quitRequest };
 
 /// The message printed when confirmation is needed but there is no terminal, with the
 /// "velmora: " it starts with.

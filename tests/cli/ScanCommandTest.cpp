@@ -90,7 +90,7 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
         {{"scan", "--mode", "reckless", "--frob"}, "not 'reckless'."},
         {{"frobnicate"},
          "unknown command 'frobnicate'. The commands are: scan, clean, restore, ignore, "
-         "unignore, history, insights, language, folders, review, remind."},
+         "unignore, history, insights, language, folders, review, remind, relief."},
         {{}, "velmora: "},  // a command is required
     };
     for (const auto& [args, message] : cases) {
