@@ -5,6 +5,7 @@
 
 #include "CleanerCore/insights/DuplicateKeeper.h"
 #include "CleanerCore/insights/InsightScanRoots.h"
+#include "CleanerCore/workflows/InsightRun.h"
 
 namespace velmora {
 
@@ -79,6 +80,15 @@ InsightCleanupScope insightCleanupScope(const UserEnvironment& environment, Cata
     setup.locations = scope.allowance.locations;
     for (auto& location : setup.locations) location.category = CleanupCategory::customFolder;
     return scope;
+}
+
+RestoreFence restoreFenceFor(const CleanupAuditEntry& entry, ScanSetup cleanerSetup,
+                             Catalogue catalogue, CleanupAuditSource source) {
+    if (entry.source != CleanupAuditSource::macInsights) return {std::move(cleanerSetup), source};
+    // The walk limit only matters for a package folder; the scan's default is the natural one.
+    const int64_t limit = insightConfiguration(catalogue, {}).maximumVisitedItemsPerRoot;
+    return {insightCleanupScope(cleanerSetup.environment, catalogue, limit).setup,
+            CleanupAuditSource::macInsights};
 }
 
 const FileInsight* findInsight(const MacStorageInsightReport& report, const std::string& id) {

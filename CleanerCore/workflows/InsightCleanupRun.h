@@ -40,6 +40,18 @@ struct InsightCleanupScope {
 InsightCleanupScope insightCleanupScope(const UserEnvironment& environment, Catalogue catalogue,
                                         int64_t descendantLimit);
 
+/// The fence and source a restore of `entry` is held to and recorded with. A cleanup of insight
+/// findings put back items of the person's own folders, which the cleaner's locations never
+/// include, so it is held to the insight scan's folders of `cleanerSetup`'s environment and
+/// recorded as an insights operation; any other cleanup keeps `cleanerSetup` and `source`.
+/// Reads the insight roots for an insights entry.
+struct RestoreFence {
+    ScanSetup setup;
+    CleanupAuditSource source;
+};
+RestoreFence restoreFenceFor(const CleanupAuditEntry& entry, ScanSetup cleanerSetup,
+                             Catalogue catalogue, CleanupAuditSource source);
+
 /// A chosen finding the run did not hand to the cleaning service.
 struct InsightCleanupRefusal {
     enum class Kind {

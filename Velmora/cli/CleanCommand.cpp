@@ -15,6 +15,7 @@
 #include "CleanerCore/scanning/ModelJson.h"
 #include "CleanerCore/workflows/CleanupRun.h"
 #include "CleanerCore/workflows/CleanupSelection.h"
+#include "CleanerCore/workflows/InsightCleanupRun.h"
 #include "CleanerCore/workflows/RestoreRun.h"
 #include "CleanerCore/workflows/ScanReportFile.h"
 #include "Velmora/cli/CleanOutput.h"
@@ -418,9 +419,11 @@ int runRestoreCommand(const RestoreCommandOptions& options) {
         }
     }
 
-    const RestoreRunOutcome outcome =
-        runRestore(*setup, plan, CleanupAuditSource::cleanupDashboard,
-                   [&cancel] { return cancel.isCancellationRequested(); });
+    // A cleanup of insight findings is fenced by the insight scan's folders instead.
+    const RestoreFence fence = restoreFenceFor(plan.entry, *setup, options.request.catalogue,
+                                               CleanupAuditSource::cleanupDashboard);
+    const RestoreRunOutcome outcome = runRestore(
+        fence.setup, plan, fence.source, [&cancel] { return cancel.isCancellationRequested(); });
     const RestoreResult& result = outcome.result;
     const bool recorded = outcome.recorded;
 

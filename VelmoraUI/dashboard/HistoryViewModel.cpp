@@ -83,15 +83,6 @@ std::optional<std::string> HistoryViewModel::message(AppLanguage language) const
     return message_(language);
 }
 
-ScanSetup HistoryViewModel::insightRestoreSetup(const CleanerEnvironment& environment) {
-    const UserEnvironment user = currentUserEnvironment(environment.homeOverride);
-    // The walk limit only matters for a package folder; the scan's default is the natural one.
-    const auto configuration = insightConfiguration(environment.catalogue, {});
-    return insightCleanupScope(user, environment.catalogue,
-                               configuration.maximumVisitedItemsPerRoot)
-        .setup;
-}
-
 bool HistoryViewModel::startRestore(const std::string& entryID, std::vector<std::string> paths) {
     if (busy_) return false;
     setBusy(true);
@@ -105,21 +96,13 @@ bool HistoryViewModel::startRestore(const std::string& entryID, std::vector<std:
     request.mode = CleanupScanMode::direct;
     request.allowDirect = true;
     std::vector<CustomScanFolder> folders = folderStore_.folders();
-    // A cleanup of insight findings is fenced by the insight scan's folders instead.
-    bool fromInsights = false;
-    for (const auto& e : entries_) {
-        if (e.id == entryID) fromInsights = e.source == CleanupAuditSource::macInsights;
-    }
     task_.start([this, request = std::move(request), folders = std::move(folders), entryID,
-                 paths = std::move(paths), fromInsights,
+                 paths = std::move(paths),
                  environment = environment_](const CancellationToken& cancel) mutable {
         addKeptFolders(request, folders);
         std::optional<RestoreRunOutcome> outcome;
         Sentence refusal;
-        const CleanupAuditSource source =
-            fromInsights ? CleanupAuditSource::macInsights : CleanupAuditSource::cleanupDashboard;
-        Result<ScanSetup> setup = fromInsights ? Result<ScanSetup>(insightRestoreSetup(environment))
-                                               : prepareScan(request, cancel);
+        Result<ScanSetup> setup = prepareScan(request, cancel);
         if (!setup) {
             refusal = [reason = setup.error()](AppLanguage language) {
                 return presentedReason(reason, language);
@@ -127,7 +110,11 @@ bool HistoryViewModel::startRestore(const std::string& entryID, std::vector<std:
         } else {
             auto planned = planRestore(*setup, RestoreRequest{false, entryID, paths});
             if (auto* plan = std::get_if<RestorePlan>(&planned)) {
-                outcome = runRestore(*setup, *plan, source,
+                // A cleanup of insight findings is fenced by the insight scan's folders instead.
+                const RestoreFence fence =
+                    restoreFenceFor(plan->entry, std::move(*setup), environment.catalogue,
+                                    CleanupAuditSource::cleanupDashboard);
+                outcome = runRestore(fence.setup, *plan, fence.source,
                                      [&cancel] { return cancel.isCancellationRequested(); });
             } else {
                 const RestoreRefusal r = std::get<RestoreRefusal>(planned);

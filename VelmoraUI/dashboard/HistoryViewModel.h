@@ -68,8 +68,6 @@ class HistoryViewModel final : public QObject {
         std::string home;
     };
     static Loaded load(const CleanerEnvironment& environment);
-    /// The fence of a restore of insight findings: the insight scan's folders.
-    static ScanSetup insightRestoreSetup(const CleanerEnvironment& environment);
     void apply(Loaded loaded);
     void setBusy(bool busy);
 

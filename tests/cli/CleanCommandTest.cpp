@@ -10,6 +10,8 @@
 #include <set>
 #include <sstream>
 
+#include "CleanerCore/workflows/InsightCleanupRun.h"
+#include "CleanerCore/workflows/InsightRun.h"
 #include "cli/CommandRunner.h"
 
 namespace velmora {
@@ -169,6 +171,38 @@ TEST(CleanCommandTest, TrashListShowsTheOriginalPathsUntilTheRestore) {
     ASSERT_EQ(restored.status, 0) << restored.err;
     Outcome after = h.run({trashList});
     EXPECT_EQ(after.out.find(h.home), std::string::npos) << after.out;
+}
+
+// A cleanup of insight findings lies in the person's own folders, outside every cleaner
+// location: `restore` must hold it to the insight scan's folders, or it would refuse each item.
+TEST(CleanCommandTest, RestorePutsBackACleanupOfInsightFindings) {
+    CommandHome h;
+    const std::string kept = h.homePath("Documents/photo.raw");
+    const std::string moved = h.homePath("Downloads/photo.raw");
+    for (const std::string& path : {kept, moved}) {
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        std::ofstream(path, std::ios::binary) << "the same bytes";
+    }
+    h.tree.setMtimeRecursive("home", test::unixNow() - 3 * 86400);
+    InsightRunRequest request;
+    request.homeOverride = h.home;
+    request.overrides.duplicateFileBytes = 1;
+    const UserEnvironment environment = insightEnvironment(request);
+    const InsightRun run = runInsightScan(request, environment, {}, CancellationToken());
+    const InsightCleanupScope scope = insightCleanupScope(
+        environment, Catalogue::linux, run.configuration.maximumVisitedItemsPerRoot);
+    const auto outcome = runInsightCleanup(scope, run.report, run.keepers, {"duplicate:" + moved},
+                                           [] { return false; });
+    ASSERT_EQ(outcome.cleaned.size(), 1u);
+    ASSERT_FALSE(std::filesystem::exists(moved));
+
+    const Outcome restored = h.velmora({"restore", "--last", "--yes"});
+    EXPECT_EQ(restored.status, 0) << restored.err;
+    EXPECT_TRUE(std::filesystem::exists(moved));
+    const auto history = h.velmoraJSON({"history"});
+    ASSERT_TRUE(history.is_array()) << history;
+    ASSERT_EQ(history.size(), 2u) << history;  // the cleanup and its restore
+    for (const auto& entry : history) EXPECT_EQ(entry["source"], "macInsights") << entry;
 }
 
 }  // namespace
