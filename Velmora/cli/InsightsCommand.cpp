@@ -295,7 +295,10 @@ int runInsightsCommand(const InsightsCommandOptions& options) {
     const AppLanguage language =
         openCommandPreferences(options.request.homeOverride, options.runLanguage).language;
     TerminalProgress progress(env.home, options.quiet, language);
-    const InsightRun run = runInsightScan(options.request, env, progress.callback(), cancel);
+    // The command prints no storage tree, so its walk does not build one.
+    InsightRunRequest request = options.request;
+    request.storageTree.reset();
+    const InsightRun run = runInsightScan(request, env, progress.callback(), cancel);
     progress.finish();
     const VelmoraCopy copy{language};
 
