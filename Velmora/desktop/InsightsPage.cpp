@@ -18,6 +18,7 @@
 #include "Velmora/desktop/Appearance.h"
 #include "Velmora/desktop/DesktopSession.h"
 #include "Velmora/desktop/FileManagerReveal.h"
+#include "Velmora/desktop/StorageMapView.h"
 #include "Velmora/desktop/SystemPanel.h"
 #include "Velmora/desktop/UiText.h"
 #include "VelmoraUI/dashboard/CleanupTexts.h"
@@ -112,8 +113,7 @@ InsightsPage::InsightsPage(DesktopSession& session, QWidget* parent)
       downloads_(findingTree("downloadsTree")),
       duplicates_(findingTree("duplicatesTree")),
       security_(findingTree("securityTree")),
-      storageMap_(new QLabel),
-      storageMapLayout_(nullptr),
+      storageMap_(new StorageMapView(session.language())),
       system_(new SystemPanel(session.insights(), session.language())),
       skipped_(new QPushButton),
       reveal_(new QPushButton),
@@ -126,7 +126,7 @@ InsightsPage::InsightsPage(DesktopSession& session, QWidget* parent)
     summary_->setObjectName("insightsSummary");
     message_->setObjectName("insightsMessage");
     tabs_->setObjectName("insightsTabs");
-    storageMap_->setObjectName("storageMapSlot");
+    storageMap_->setObjectName("storageMap");
     skipped_->setObjectName("skippedItemsButton");
     reveal_->setObjectName("revealButton");
     move_->setObjectName("insightsMoveButton");
@@ -134,17 +134,13 @@ InsightsPage::InsightsPage(DesktopSession& session, QWidget* parent)
     markHeading(heading_, 1);
     duplicates_->setRootIsDecorated(true);
     progress_->setRange(0, 1000);
-    static_cast<QLabel*>(storageMap_)->setAlignment(Qt::AlignCenter);
-    static_cast<QLabel*>(storageMap_)->setWordWrap(true);
 
-    auto* mapTab = new QWidget;
-    storageMapLayout_ = new QVBoxLayout(mapTab);
-    storageMapLayout_->addWidget(storageMap_);
+    // The map comes first: where the space goes is the first question.
+    tabs_->addTab(storageMap_, {});
     tabs_->addTab(largeFiles_, {});
     tabs_->addTab(downloads_, {});
     tabs_->addTab(duplicates_, {});
     tabs_->addTab(security_, {});
-    tabs_->addTab(mapTab, {});
     tabs_->addTab(system_, {});
 
     auto* top = new QHBoxLayout;
@@ -176,6 +172,8 @@ InsightsPage::InsightsPage(DesktopSession& session, QWidget* parent)
     connect(&insights, &InsightsViewModel::messageChanged, this, &InsightsPage::refresh);
     connect(&insights, &InsightsViewModel::progressChanged, this, &InsightsPage::refreshProgress);
     connect(&insights, &InsightsViewModel::reportChanged, this, &InsightsPage::rebuildLists);
+    connect(&insights, &InsightsViewModel::reportChanged, this,
+            [this] { storageMap_->setTree(session_.insights().storageTree()); });
     connect(&insights, &InsightsViewModel::moveFinished, this, &InsightsPage::showResults);
     for (QTreeWidget* tree : {largeFiles_, downloads_, duplicates_, security_}) {
         connect(tree, &QTreeWidget::itemChanged, this, &InsightsPage::refresh);
@@ -194,13 +192,6 @@ void InsightsPage::hideEvent(QHideEvent* event) {
     session_.insights().setSystemSamplingActive(false);
 }
 
-void InsightsPage::setStorageMapView(QWidget* view) {
-    if (!view || view == storageMap_) return;
-    delete storageMapLayout_->replaceWidget(storageMap_, view);
-    storageMap_->deleteLater();
-    storageMap_ = view;
-}
-
 void InsightsPage::retranslate() {
     const AppLanguage language = session_.language();
     const UiCopy copy{language};
@@ -210,16 +201,12 @@ void InsightsPage::retranslate() {
     reveal_->setText(copy.text("Reveal in file manager", "파일 관리자에서 보기"));
     move_->setText(copy.text("Move to Trash", "휴지통으로 이동"));
     const InsightSection sections[] = {
-        InsightSection::largestFiles,    InsightSection::olderDownloads,
-        InsightSection::duplicateGroups, InsightSection::securityReview,
-        InsightSection::storageMap,      InsightSection::system};
+        InsightSection::storageMap,     InsightSection::largestFiles,
+        InsightSection::olderDownloads, InsightSection::duplicateGroups,
+        InsightSection::securityReview, InsightSection::system};
     for (int i = 0; i < 6; ++i)
         tabs_->setTabText(i, qs(insightSectionTitle(sections[i], language)));
-    if (auto* standIn = qobject_cast<QLabel*>(storageMap_);
-        standIn && standIn->objectName() == QLatin1String("storageMapSlot")) {
-        standIn->setText(copy.text("The storage map of the scanned folders will appear here.",
-                                   "검사한 폴더의 저장 공간 지도가 여기에 표시됩니다."));
-    }
+    storageMap_->setLanguage(language);
     for (QTreeWidget* tree : {largeFiles_, downloads_, duplicates_, security_}) {
         tree->setHeaderLabels({copy.text("Name", "이름"), copy.text("Size", "크기"),
                                copy.text("Folder", "폴더"), copy.text("Note", "메모")});

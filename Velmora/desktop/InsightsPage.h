@@ -24,6 +24,7 @@ struct FileInsight;
 namespace velmora::desktop {
 
 class DesktopSession;
+class StorageMapView;
 class SystemPanel;
 
 class InsightsPage final : public QWidget {
@@ -33,10 +34,7 @@ class InsightsPage final : public QWidget {
     explicit InsightsPage(DesktopSession& session, QWidget* parent = nullptr);
     void retranslate();
 
-    /// Puts `view` (the storage map's treemap and flame graph) in the "Storage map" tab in
-    /// place of the stand-in; the page takes ownership.
-    void setStorageMapView(QWidget* view);
-    QWidget* storageMapView() const { return storageMap_; }
+    StorageMapView* storageMapView() const { return storageMap_; }
 
     /// The ids of the checked findings of the shown tab.
     std::vector<std::string> checkedFindings() const;
@@ -70,8 +68,7 @@ class InsightsPage final : public QWidget {
     QTreeWidget* downloads_;
     QTreeWidget* duplicates_;
     QTreeWidget* security_;
-    QWidget* storageMap_;
-    QVBoxLayout* storageMapLayout_;
+    StorageMapView* storageMap_;
     SystemPanel* system_;
     QPushButton* skipped_;
     QPushButton* reveal_;

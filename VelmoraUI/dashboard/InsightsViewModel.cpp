@@ -134,6 +134,7 @@ void InsightsViewModel::finishScan(std::shared_ptr<Scanned> scanned) {
         });
     } else {
         home_ = scanned->run.home;
+        storageTree_ = std::move(scanned->run.storageTree);
         report_ = std::move(scanned->run.report);
         keeperList_ = std::move(scanned->run.keepers);
         movable_ = std::move(scanned->movable);

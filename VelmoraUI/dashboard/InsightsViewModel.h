@@ -87,6 +87,9 @@ class InsightsViewModel final : public QObject {
     const MacStorageInsightReport& report() const { return report_; }
     /// The scanned home folder (standardized), for display paths.
     const std::string& home() const { return home_; }
+    /// Folder and file sizes below the home as the last completed scan found them (moves to
+    /// the Trash since then are not subtracted); null before the first scan.
+    const std::shared_ptr<const StorageTree>& storageTree() const { return storageTree_; }
     /// Whether the last scan was cancelled (the report is then the earlier one).
     bool scanWasCancelled() const { return scanWasCancelled_; }
     /// The recommendation of each duplicate copy's group, by the copy's finding id.
@@ -142,6 +145,7 @@ class InsightsViewModel final : public QObject {
     std::set<std::string> movable_;
     std::shared_ptr<const InsightCleanupScope> scope_;
     std::string home_;
+    std::shared_ptr<const StorageTree> storageTree_;
     bool scanWasCancelled_ = false;
     std::vector<InsightMoveResult> moveResults_;
     std::optional<InsightCleanupOutcome> moveOutcome_;
