@@ -1,7 +1,9 @@
 #include "Velmora/desktop/DesktopSession.h"
 
 #include "CleanerCore/platform/Environment.h"
+#include "Velmora/desktop/UiText.h"
 #include "VelmoraUI/localization/LanguagePreference.h"
+#include "VelmoraUI/relief/ResourceReliefTexts.h"
 
 namespace velmora::desktop {
 
@@ -32,6 +34,15 @@ DesktopSession::DesktopSession(SessionOptions options) : options_(std::move(opti
     insightsEnvironment.catalogue = options_.catalogue;
     insightsEnvironment.overrides = options_.insightOverrides;
     insights_ = std::make_unique<InsightsViewModel>(std::move(insightsEnvironment), settings);
+    SystemResourceRelief relief =
+        options_.relief ? *options_.relief
+                        : systemResourceRelief(environment.xdgDataHome, reliefLocales(language),
+                                               environment.isSandboxed);
+    scheduler_ = std::make_unique<MainThreadScheduler>();
+    relief_ = std::make_unique<ResourceReliefViewModel>(
+        std::move(relief.providers), std::move(relief.identity), *scheduler_,
+        options_.postQuitRefreshDelayNanoseconds, nullptr,
+        ResourceReliefViewModel::collatorComparator(uiLocale(language)));
 }
 
 std::optional<std::string> DesktopSession::startupMessage() const {

@@ -12,9 +12,11 @@
 #include "VelmoraUI/dashboard/HistoryViewModel.h"
 #include "VelmoraUI/dashboard/InsightsViewModel.h"
 #include "VelmoraUI/dashboard/SettingsViewModel.h"
+#include "VelmoraUI/relief/ResourceReliefViewModel.h"
 #include "VelmoraUI/state/CleanupIgnoreStore.h"
 #include "VelmoraUI/state/CleanupReviewPreferencesStore.h"
 #include "VelmoraUI/state/CustomScanFolders.h"
+#include "VelmoraUI/state/MainThreadScheduler.h"
 #include "VelmoraUI/state/PreferenceFile.h"
 
 namespace velmora::desktop {
@@ -24,6 +26,11 @@ struct SessionOptions {
     Catalogue catalogue = hostCatalogue();
     /// Replaces the insight scan's thresholds (tests lower the duplicate size floor).
     InsightConfigurationOverrides insightOverrides = {};
+    /// Replaces the survey of this machine's applications and the quit request (tests and
+    /// pictures use made-up applications); none: the real ones.
+    std::optional<SystemResourceRelief> relief = {};
+    /// The pause between a pass of quit requests and the list's own refresh.
+    uint64_t postQuitRefreshDelayNanoseconds = 1'500'000'000;
 };
 
 class DesktopSession {
@@ -38,6 +45,7 @@ class DesktopSession {
     CleanerViewModel& cleaner() { return *cleaner_; }
     HistoryViewModel& history() { return *history_; }
     InsightsViewModel& insights() { return *insights_; }
+    ResourceReliefViewModel& relief() { return *relief_; }
     SettingsViewModel& settingsModel() { return *settingsModel_; }
     CleanupIgnoreStore& ignoreStore() { return *ignoreStore_; }
     AppLanguage language() const { return settingsModel_->language(); }
@@ -52,6 +60,8 @@ class DesktopSession {
     std::unique_ptr<CleanerViewModel> cleaner_;
     std::unique_ptr<HistoryViewModel> history_;
     std::unique_ptr<InsightsViewModel> insights_;
+    std::unique_ptr<MainThreadScheduler> scheduler_;
+    std::unique_ptr<ResourceReliefViewModel> relief_;
 };
 
 }  // namespace velmora::desktop

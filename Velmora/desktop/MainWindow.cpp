@@ -14,11 +14,16 @@
 #include "Velmora/desktop/DesktopSession.h"
 #include "Velmora/desktop/HistoryPage.h"
 #include "Velmora/desktop/InsightsPage.h"
+#include "Velmora/desktop/ReliefPage.h"
 #include "Velmora/desktop/ReviewPage.h"
 #include "Velmora/desktop/SettingsPage.h"
 #include "Velmora/desktop/UiText.h"
 
 namespace velmora::desktop {
+
+namespace {
+constexpr int kSectionCount = int(MainWindow::Section::settings) + 1;
+}
 
 QIcon velmoraIcon() {
     QIcon icon = QIcon::fromTheme(QStringLiteral("org.velmora.Velmora"));
@@ -54,7 +59,7 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
     banner_->setWordWrap(true);
     banner_->setMargin(8);
     banner_->setAutoFillBackground(true);
-    for (int i = 0; i < 5; ++i) sections_->addItem(QString());
+    for (int i = 0; i < kSectionCount; ++i) sections_->addItem(QString());
     sections_->setFixedWidth(190);
     sections_->setFrameShape(QFrame::NoFrame);
     sections_->setSpacing(2);
@@ -66,6 +71,7 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
     pages_->addWidget(dashboard_);
     pages_->addWidget(new QWidget);  // review
     pages_->addWidget(new QWidget);  // insights
+    pages_->addWidget(new QWidget);  // relief
     pages_->addWidget(new QWidget);  // history
     pages_->addWidget(new QWidget);  // settings
 
@@ -86,6 +92,9 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
                 break;
             case Section::insights:
                 insights();
+                break;
+            case Section::relief:
+                relief();
                 break;
             case Section::history:
                 history();
@@ -121,10 +130,10 @@ void MainWindow::retranslateWindow() {
     setWindowTitle(QStringLiteral("Velmora"));
     const QString titles[] = {
         copy.text("Dashboard", "대시보드"), copy.text("Review", "검토"),
-        copy.text("Insights", "인사이트"),  copy.text("History", "기록"),
-        copy.text("Settings", "설정"),
+        copy.text("Insights", "인사이트"),  copy.text("Resource relief", "리소스 여유"),
+        copy.text("History", "기록"),       copy.text("Settings", "설정"),
     };
-    for (int i = 0; i < 5; ++i) sections_->item(i)->setText(titles[i]);
+    for (int i = 0; i < kSectionCount; ++i) sections_->item(i)->setText(titles[i]);
     const auto message = session_.startupMessage();
     banner_->setVisible(message.has_value());
     if (message) banner_->setText(qs(*message));
@@ -135,6 +144,7 @@ void MainWindow::retranslate() {
     dashboard_->retranslate();
     if (review_) review_->retranslate();
     if (insights_) insights_->retranslate();
+    if (relief_) relief_->retranslate();
     if (history_) history_->retranslate();
     if (settings_) settings_->retranslate();
 }
@@ -157,6 +167,9 @@ ReviewPage* MainWindow::review() {
 }
 InsightsPage* MainWindow::insights() {
     return ensure(insights_, Section::insights);
+}
+ReliefPage* MainWindow::relief() {
+    return ensure(relief_, Section::relief);
 }
 HistoryPage* MainWindow::history() {
     return ensure(history_, Section::history);
@@ -189,8 +202,8 @@ MainWindow::Section MainWindow::currentSection() const {
 std::optional<MainWindow::Section> MainWindow::sectionFromRaw(std::string_view raw) {
     const std::pair<std::string_view, Section> names[] = {
         {"dashboard", Section::dashboard}, {"review", Section::review},
-        {"insights", Section::insights},   {"history", Section::history},
-        {"settings", Section::settings},
+        {"insights", Section::insights},   {"relief", Section::relief},
+        {"history", Section::history},     {"settings", Section::settings},
     };
     for (const auto& [name, section] : names)
         if (name == raw) return section;

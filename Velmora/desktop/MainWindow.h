@@ -1,7 +1,7 @@
 #pragma once
-// The main window: a list of sections on the left (dashboard, review, insights, history and
-// restore, settings) and the chosen section on the right. It wires the pages to the session's
-// view models, switches language and appearance at once, and shows a start-up sentence (a
+// The main window: a list of sections on the left (dashboard, review, insights, resource relief,
+// history and restore, settings) and the chosen section on the right. It wires the pages to the
+// session's view models, switches language and appearance at once, and shows a start-up sentence (a
 // damaged preference file set aside) above everything.
 #include <QMainWindow>
 
@@ -15,6 +15,7 @@ class DashboardPage;
 class DesktopSession;
 class HistoryPage;
 class InsightsPage;
+class ReliefPage;
 class ReviewPage;
 class SettingsPage;
 
@@ -22,7 +23,7 @@ class MainWindow final : public QMainWindow {
     Q_OBJECT
 
   public:
-    enum class Section { dashboard, review, insights, history, settings };
+    enum class Section { dashboard, review, insights, relief, history, settings };
 
     explicit MainWindow(DesktopSession& session, QWidget* parent = nullptr);
 
@@ -31,7 +32,7 @@ class MainWindow final : public QMainWindow {
     /// scan or cleanup runs); the review opens when it is done.
     void openReview();
     Section currentSection() const;
-    /// The section named by its raw text ("dashboard", "review", "insights", "history",
+    /// The section named by its raw text ("dashboard", "review", "insights", "relief", "history",
     /// "settings"); nothing for another text.
     static std::optional<Section> sectionFromRaw(std::string_view raw);
 
@@ -40,6 +41,7 @@ class MainWindow final : public QMainWindow {
     DashboardPage* dashboard() const { return dashboard_; }
     ReviewPage* review();
     InsightsPage* insights();
+    ReliefPage* relief();
     HistoryPage* history();
     SettingsPage* settings();
 
@@ -57,6 +59,7 @@ class MainWindow final : public QMainWindow {
     DashboardPage* dashboard_;
     ReviewPage* review_ = nullptr;
     InsightsPage* insights_ = nullptr;
+    ReliefPage* relief_ = nullptr;
     HistoryPage* history_ = nullptr;
     SettingsPage* settings_ = nullptr;
 };

@@ -1,6 +1,7 @@
 // The desktop application as a person uses it, on a throw-away home under the offscreen
 // platform: scan, select, confirm, the item is in the Trash, the history shows it, restore puts
-// it back; the language switches at once; a cancelled scan changes nothing.
+// it back; the language switches at once; a cancelled scan changes nothing; the insights move a
+// duplicate to the Trash; resource relief asks a real application to quit.
 #include "Velmora/desktop/MainWindow.h"
 
 #include <gtest/gtest.h>
@@ -24,11 +25,16 @@
 #include "Velmora/desktop/CandidateModel.h"
 #include "Velmora/desktop/DashboardPage.h"
 #include "Velmora/desktop/DesktopSession.h"
+#include "Velmora/desktop/FlameGraphWidget.h"
 #include "Velmora/desktop/HistoryPage.h"
 #include "Velmora/desktop/InsightsPage.h"
+#include "Velmora/desktop/ReliefPage.h"
 #include "Velmora/desktop/ReviewPage.h"
 #include "Velmora/desktop/SettingsPage.h"
+#include "Velmora/desktop/StorageMapView.h"
+#include "Velmora/desktop/TreemapWidget.h"
 #include "dashboard/ViewModelHarness.h"
+#include "support/LaunchedChild.h"
 #include "support/TestTree.h"
 
 namespace velmora::desktop {
@@ -282,10 +288,18 @@ TEST_F(MainWindowTest, InsightsMoveADuplicateToTheTrashAndTheHistoryPutsItBack) 
     EXPECT_EQ(find<QListWidget>("insightsResults")->count(), 1);
     EXPECT_EQ(groups->topLevelItemCount(), 0);  // a group of one copy is no group
 
-    // The storage map's place is kept for its view.
-    auto* view = new QLabel("map");
-    page->setStorageMapView(view);
-    EXPECT_EQ(page->storageMapView(), view);
+    // The storage map shows the scanned home; drilling into Downloads moves both pictures.
+    StorageMapView* map = page->storageMapView();
+    ASSERT_NE(session->insights().storageTree(), nullptr);
+    const StorageTree& storage = *session->insights().storageTree();
+    StorageTree::Index downloadsNode = StorageTree::kNoNode;
+    const StorageTree::Node& root = storage.node(storage.root());
+    for (StorageTree::Index i = root.firstChild; i < root.firstChild + root.childCount; ++i)
+        if (storage.node(i).name == "~/Downloads") downloadsNode = i;
+    ASSERT_NE(downloadsNode, StorageTree::kNoNode);
+    map->treemap()->drillInto(downloadsNode);
+    EXPECT_EQ(map->flameGraph()->focus(), downloadsNode);
+    EXPECT_TRUE(map->place()->text().endsWith("Downloads")) << map->place()->text().toStdString();
 
     window->showSection(MainWindow::Section::history);
     EXPECT_FALSE(session->insights().isSystemSamplingActive());
@@ -298,6 +312,55 @@ TEST_F(MainWindowTest, InsightsMoveADuplicateToTheTrashAndTheHistoryPutsItBack) 
     ASSERT_TRUE(waitFor(&session->history(), &HistoryViewModel::restoreFinished));
     EXPECT_TRUE(fs::exists(downloads));
     EXPECT_EQ(history->model()->rowCount(), 2);
+}
+
+// Resource relief against a real process: an application launched from a desktop entry of the
+// throw-away home is listed by its entry's name; a declined confirmation sends nothing; after
+// the confirmation it receives the ordinary quit request (SIGTERM) and the panel says so.
+TEST_F(MainWindowTest, ReliefAsksALaunchedApplicationToQuitOnlyAfterTheConfirmation) {
+    const std::string entry = home + "/.local/share/applications/org.velmora.ReliefProbe.desktop";
+    fs::create_directories(fs::path(entry).parent_path());
+    std::ofstream(entry) << "[Desktop Entry]\nType=Application\nName=Relief Probe\nExec=sleep 30\n";
+    const pid_t child = test::startLaunchedChild(entry, home);
+    ASSERT_GT(child, 0);
+    test::ChildReaper reaper{child};
+
+    window->show();
+    window->showSection(MainWindow::Section::relief);  // coming into view starts the survey
+    ReliefPage* page = window->relief();
+    ASSERT_TRUE(waitFor(&session->relief(), &ResourceReliefViewModel::candidatesChanged));
+    int row = -1;
+    for (int r = 0; r < page->rows()->rowCount(); ++r)
+        if (page->rows()->candidate(r)->processIdentifier == child) row = r;
+    ASSERT_GE(row, 0) << "the launched application is not listed";
+    const QModelIndex name = page->rows()->index(row, ReliefModel::name);
+    EXPECT_EQ(name.data().toString(), "Relief Probe");
+    EXPECT_FALSE(page->requestButton()->isEnabled());  // nothing checked yet
+    ASSERT_TRUE(page->rows()->setData(name, Qt::Checked, Qt::CheckStateRole));
+    ASSERT_TRUE(page->requestButton()->isEnabled());
+
+    QString asked;
+    page->setConfirmer([&](const QString&, const QString& text) {
+        asked = text;
+        return false;
+    });
+    QTest::mouseClick(page->requestButton(), Qt::LeftButton);
+    EXPECT_TRUE(asked.startsWith("Velmora does not force quit.")) << asked.toStdString();
+    EXPECT_TRUE(asked.contains("Relief Probe"));
+    EXPECT_FALSE(session->relief().isRequestingQuit());
+    EXPECT_EQ(::kill(child, 0), 0);  // declined: still running, nothing sent
+
+    page->setConfirmer([](const QString&, const QString&) { return true; });
+    QTest::mouseClick(page->requestButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitFor(&session->relief(), &ResourceReliefViewModel::lastResultsChanged));
+    ASSERT_EQ(page->results()->count(), 1);
+    EXPECT_EQ(page->results()->item(0)->text(), "Sent a normal quit request to Relief Probe.");
+    EXPECT_TRUE(session->relief().selectedIDs().empty());
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    reaper.pid = 0;
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGTERM);
 }
 
 }  // namespace

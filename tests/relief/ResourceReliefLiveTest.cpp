@@ -9,47 +9,11 @@
 #include "CleanerCore/relief/ResourceReliefActions.h"
 #include "CleanerCore/relief/ResourceReliefSurvey.h"
 #include "support/Files.h"
+#include "support/LaunchedChild.h"
 #include "support/TestTree.h"
 
 namespace velmora {
 namespace {
-
-// Starts `sleep 30` with the launch variables naming `desktopFile` and the child's own pid;
-// returns once the child has replaced its image (the pipe closes on exec).
-pid_t startLaunchedChild(const std::string& desktopFile, const std::string& home) {
-    std::string fileVariable = "GIO_LAUNCHED_DESKTOP_FILE=" + desktopFile;
-    std::string homeVariable = "HOME=" + home;
-    std::string dataVariable = "XDG_DATA_HOME=" + home + "/.local/share";
-    char pidVariable[64] = "GIO_LAUNCHED_DESKTOP_FILE_PID=";
-    int ready[2];
-    if (::pipe2(ready, O_CLOEXEC) != 0) return -1;
-    const pid_t child = ::fork();
-    if (child == 0) {
-        // Only async-signal-safe work here: the pid's digits written by hand.
-        char digits[16];
-        int n = 0;
-        for (pid_t p = ::getpid(); p > 0; p /= 10) digits[n++] = static_cast<char>('0' + p % 10);
-        size_t at = sizeof "GIO_LAUNCHED_DESKTOP_FILE_PID=" - 1;
-        while (n > 0) pidVariable[at++] = digits[--n];
-        pidVariable[at] = '\0';
-        char* const argv[] = {const_cast<char*>("sleep"), const_cast<char*>("30"), nullptr};
-        char* const envp[] = {fileVariable.data(),
-                              pidVariable,
-                              homeVariable.data(),
-                              dataVariable.data(),
-                              const_cast<char*>("PATH=/usr/bin:/bin"),
-                              nullptr};
-        ::execve("/bin/sleep", argv, envp);
-        ::execve("/usr/bin/sleep", argv, envp);
-        ::_exit(127);
-    }
-    ::close(ready[1]);
-    char byte;
-    while (::read(ready[0], &byte, 1) > 0) {
-    }
-    ::close(ready[0]);
-    return child;
-}
 
 TEST(ResourceReliefLiveTest, SurveysOffersAndEndsALaunchedChildWithSIGTERM) {
     test::TestTree tree;
@@ -57,17 +21,10 @@ TEST(ResourceReliefLiveTest, SurveysOffersAndEndsALaunchedChildWithSIGTERM) {
     const std::string entry =
         test::writeFile(tree, ".local/share/applications/org.velmora.ReliefProbe.desktop",
                         "[Desktop Entry]\nType=Application\nName=Relief Probe\nExec=sleep 30\n");
-    const pid_t child = startLaunchedChild(entry, tree.root());
+    const pid_t child = test::startLaunchedChild(entry, tree.root());
     ASSERT_GT(child, 0);
     // A failed check must not leave the child behind.
-    struct Reaper {
-        pid_t pid;
-        ~Reaper() {
-            if (pid <= 0) return;
-            ::kill(pid, SIGKILL);
-            ::waitpid(pid, nullptr, 0);
-        }
-    } reaper{child};
+    test::ChildReaper reaper{child};
 
     SteadyClock clock;
     ResourceReliefSurvey survey(
