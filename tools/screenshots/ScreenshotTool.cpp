@@ -1,12 +1,15 @@
 // Takes a picture of each section of the desktop application in one language, on a sample
 // home built for the purpose (never the person's own): the dashboard after a scan, the
-// review, the confirmation dialog, the history after a cleanup, the settings.
+// review, the confirmation dialog, the history after a cleanup, the settings, the insights
+// (storage map as treemap and flame graph, duplicates, system panel) and resource relief over
+// made-up applications (a picture must not show what runs on the machine that takes it).
 //
 // Usage: velmora_screenshots OUTPUT_DIR LANGUAGE [standard|large|extraLarge] [light|dark]
 // Run it under a display server (scripts/screenshots.sh starts Xvfb).
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTimer>
 #include <cstdlib>
@@ -17,9 +20,12 @@
 #include "Velmora/desktop/Appearance.h"
 #include "Velmora/desktop/DesktopSession.h"
 #include "Velmora/desktop/HistoryPage.h"
+#include "Velmora/desktop/InsightsPage.h"
 #include "Velmora/desktop/MainWindow.h"
+#include "Velmora/desktop/ReliefPage.h"
 #include "Velmora/desktop/ReviewDialogs.h"
 #include "Velmora/desktop/ReviewPage.h"
+#include "Velmora/desktop/StorageMapView.h"
 #include "VelmoraUI/localization/AppLanguage.h"
 
 using namespace velmora;
@@ -51,9 +57,82 @@ void buildSampleHome(const fs::path& home) {
         {".npm/_cacache/content/blob", 34'000'000},
     };
     for (const auto& [relative, bytes] : files) write(home / relative, bytes);
+    // What the insights find: folders of a person's own files, a copy kept twice, downloads of
+    // the kinds worth a second look.
+    const std::pair<const char*, size_t> own[] = {
+        {"Documents/Thesis/thesis-final.pdf", 8'400'000},
+        {"Documents/Thesis/figures/results.png", 2'600'000},
+        {"Documents/Thesis/data/measurements.csv", 14'000'000},
+        {"Documents/Taxes/2025/receipts.pdf", 3'100'000},
+        {"Documents/Backups/photo-archive.zip", 26'000'000},
+        {"Downloads/photo-archive.zip", 26'000'000},
+        {"Downloads/debian-12-netinst.iso", 64'000'000},
+        {"Downloads/Editor-x86_64.AppImage", 18'000'000},
+        {"Downloads/setup-tool.exe", 4'200'000},
+        {"Downloads/driver.run", 2'800'000},
+        {"Pictures/2025/Holiday/IMG_0412.jpg", 5'200'000},
+        {"Pictures/2025/Holiday/IMG_0413.jpg", 4'900'000},
+        {"Pictures/2025/Holiday/IMG_0414.jpg", 5'600'000},
+        {"Pictures/2025/Family/IMG_0107.jpg", 4'400'000},
+        {"Pictures/Screenshots/screen-01.png", 1'300'000},
+        {"Music/Quartet/01-Allegro.flac", 31'000'000},
+        {"Music/Quartet/02-Adagio.flac", 27'000'000},
+        {"Videos/birthday.mp4", 48'000'000},
+    };
+    for (const auto& [relative, bytes] : own) write(home / relative, bytes);
+    // The two archives are one file twice: the insights group them and keep the Documents one.
+    fs::copy_file(home / "Documents/Backups/photo-archive.zip",
+                  home / "Downloads/photo-archive.zip", fs::copy_options::overwrite_existing);
     const auto old = fs::file_time_type::clock::now() - std::chrono::hours(72);
     for (const auto& entry : fs::recursive_directory_iterator(home))
         fs::last_write_time(entry.path(), old);
+}
+
+/// Made-up applications for the relief panel, on a machine of 16 GiB.
+SystemResourceRelief sampleRelief() {
+    constexpr double kPhysical = 16.0 * 1024 * 1024 * 1024;
+    struct App {
+        const char* name;
+        const char* id;
+        int32_t pid;
+        double cpu;
+        uint64_t resident;
+    };
+    const App apps[] = {
+        {"Firefox", "org.mozilla.firefox", 2210, 0.184, 1'610'000'000},
+        {"Visual Studio Code", "code", 3105, 0.092, 1'150'000'000},
+        {"Thunderbird", "org.mozilla.thunderbird", 2480, 0.021, 640'000'000},
+        {"Spotify", "com.spotify.Client", 2954, 0.034, 480'000'000},
+        {"Files", "org.gnome.Nautilus", 1870, 0.004, 150'000'000},
+        {"GIMP", "org.gimp.GIMP", 4012, 0.011, 910'000'000},
+        {"Terminal", "org.gnome.Terminal", 1990, 0.006, 96'000'000},
+    };
+    std::vector<ResourceReliefProcessSnapshot> snapshots;
+    for (const App& a : apps) {
+        ResourceReliefProcessSnapshot s;
+        s.displayName = a.name;
+        s.bundleIdentifier = a.id;
+        s.processIdentifier = a.pid;
+        s.isUserVisible = true;
+        s.launchDate = currentDate() - 3600;
+        s.usage = ResourceReliefUsageMetrics(a.cpu, a.resident, double(a.resident) / kPhysical);
+        snapshots.push_back(s);
+    }
+    SystemResourceRelief relief;
+    relief.identity.currentProcessIdentifier = ::getpid();
+    relief.identity.currentBundleIdentifier = "org.velmora.Velmora";
+    relief.providers.capabilityProvider = [] { return ResourceReliefCapability::supported(); };
+    relief.providers.candidateProvider = [snapshots] { return snapshots; };
+    relief.providers.revalidationProvider =
+        [snapshots](
+            const ResourceReliefCandidate& c) -> std::optional<ResourceReliefProcessSnapshot> {
+        for (const auto& s : snapshots)
+            if (s.processIdentifier == c.processIdentifier) return s;
+        return std::nullopt;
+    };
+    // Nothing is ever sent from a picture.
+    relief.providers.quitRequester = [](const ResourceReliefProcessSnapshot&) { return false; };
+    return relief;
 }
 
 template <typename Sender, typename Signal>
@@ -106,6 +185,10 @@ int main(int argc, char** argv) {
         SessionOptions options;
         options.homeOverride = home.string();
         options.catalogue = Catalogue::linux;
+        // The sample files are small; these floors let them show as a person's would.
+        options.insightOverrides.largeFileBytes = 20'000'000;
+        options.insightOverrides.duplicateFileBytes = 1'000'000;
+        options.relief = sampleRelief();
         DesktopSession session(options);
         session.settingsModel().setLanguage(*language);
         session.settingsModel().setTextScale(textScaleFromRaw(scale).value_or(TextScale::standard));
@@ -155,6 +238,34 @@ int main(int argc, char** argv) {
         status |= !save(window, prefix + "-history.png");
         window.showSection(MainWindow::Section::settings);
         status |= !save(window, prefix + "-settings.png");
+
+        window.showSection(MainWindow::Section::insights);
+        InsightsPage* insights = window.insights();
+        session.insights().startScan();
+        waitFor(&session.insights(), &InsightsViewModel::reportChanged);
+        for (int i = 0; i < 12; ++i) {
+            session.insights().refreshSystemSnapshot();
+            settle();
+        }
+        auto* tabs = insights->findChild<QTabWidget*>(QStringLiteral("insightsTabs"));
+        tabs->setCurrentWidget(insights->storageMapView());
+        status |= !save(window, prefix + "-insights.png");
+        insights->storageMapView()->showFlameGraph(true);
+        status |= !save(window, prefix + "-flame.png");
+        insights->storageMapView()->showFlameGraph(false);
+        tabs->setCurrentWidget(insights->duplicatesTree());
+        insights->duplicatesTree()->expandAll();
+        status |= !save(window, prefix + "-duplicates.png");
+        tabs->setCurrentIndex(tabs->count() - 1);
+        status |= !save(window, prefix + "-system.png");
+
+        window.showSection(MainWindow::Section::relief);
+        waitFor(&session.relief(), &ResourceReliefViewModel::candidatesChanged);
+        ReliefPage* relief = window.relief();
+        relief->rows()->setData(relief->rows()->index(1, ReliefModel::name), Qt::Checked,
+                                Qt::CheckStateRole);
+        relief->table()->resizeColumnsToContents();
+        status |= !save(window, prefix + "-relief.png");
     }
     fs::remove_all(root);
     return status;
