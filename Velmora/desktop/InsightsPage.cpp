@@ -147,6 +147,10 @@ InsightsPage::InsightsPage(DesktopSession& session, QWidget* parent)
     top->addWidget(scan_);
     top->addWidget(cancel_);
     top->addWidget(progress_, 1);
+    // The buttons keep their size while the progress bar is hidden.
+    top->addStretch(0);
+    for (QPushButton* b : {scan_, cancel_})
+        b->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
     auto* actions = new QHBoxLayout;
     actions->addWidget(reveal_);
     actions->addWidget(move_);
@@ -365,6 +369,7 @@ void InsightsPage::refresh() {
     const bool idle = insights.phase() == InsightsViewModel::Phase::idle;
     scan_->setEnabled(idle);
     cancel_->setEnabled(!idle);
+    cancel_->setVisible(!idle);
     progress_->setVisible(insights.phase() == InsightsViewModel::Phase::scanning);
     refreshProgress();
     if (!report.hasCompletedScan) {
