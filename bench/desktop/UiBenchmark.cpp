@@ -6,7 +6,8 @@
 //                                 the UI thread went without running its event loop, ms
 //   velmora_ui_bench insights HOME [RUNS]
 //                                 the insight scan of HOME through the insights view model
-//                                 against runInsightScan called directly, alternating, RUNS
+//                                 against runInsightScan called as `velmora insights` calls it
+//                                 (no storage tree), alternating, RUNS
 //                                 times each (default 5): the medians, s, and their ratio
 // Runs offscreen unless a display is given.
 #include <QApplication>
@@ -122,6 +123,8 @@ int insights(const std::string& home, int runs) {
     InsightRunRequest request;
     request.homeOverride = home;
     request.catalogue = Catalogue::linux;
+    // As `velmora insights` runs it: the command builds no storage tree, the application does.
+    request.storageTree.reset();
     std::vector<double> direct, viewModel;
     size_t groups = 0;
     QElapsedTimer timer;
