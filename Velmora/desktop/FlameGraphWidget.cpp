@@ -1,5 +1,6 @@
 #include "Velmora/desktop/FlameGraphWidget.h"
 
+#include <QEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -46,6 +47,11 @@ bool FlameGraphWidget::goUp() {
 
 int FlameGraphWidget::rowHeight() const {
     return fontMetrics().height() + 6;
+}
+
+void FlameGraphWidget::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange) relayout();
 }
 
 void FlameGraphWidget::relayout() {

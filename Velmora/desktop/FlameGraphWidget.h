@@ -38,6 +38,8 @@ class FlameGraphWidget : public QWidget {
     void focusChanged(StorageTree::Index node);
 
   protected:
+    /// A new font (the text size setting) changes the label bands: lay out again.
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;

@@ -1,5 +1,6 @@
 #include "Velmora/desktop/TreemapWidget.h"
 
+#include <QEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -78,9 +79,17 @@ void TreemapWidget::focusChanged() {
     emit breadcrumbChanged(breadcrumb());
 }
 
+void TreemapWidget::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange) relayout();
+}
+
 void TreemapWidget::relayout() {
     hovered_ = nullptr;
-    layout_ = tree_ ? visual::TreemapLayout(*tree_, focus_, QRectF(rect()), options_)
+    // The folder names need a band as tall as the text at the chosen size.
+    visual::TreemapOptions options = options_;
+    options.labelBand = std::max(options.labelBand, double(fontMetrics().height() + 2));
+    layout_ = tree_ ? visual::TreemapLayout(*tree_, focus_, QRectF(rect()), options)
                     : visual::TreemapLayout();
     update();
 }

@@ -42,6 +42,8 @@ class TreemapWidget : public QWidget {
     void breadcrumbChanged(const QStringList& names);
 
   protected:
+    /// A new font (the text size setting) changes the label bands: lay out again.
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
