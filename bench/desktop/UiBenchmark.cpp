@@ -7,7 +7,8 @@
 //   velmora_ui_bench insights HOME [RUNS]
 //                                 the insight scan of HOME through the insights view model
 //                                 against runInsightScan called as `velmora insights` calls it
-//                                 (no storage tree), alternating, RUNS
+//                                 (no storage tree; with VELMORA_BENCH_TREE set, with the
+//                                 tree as the application builds it), alternating, RUNS
 //                                 times each (default 5): the medians, s, and their ratio
 // Runs offscreen unless a display is given.
 #include <QApplication>
@@ -16,6 +17,7 @@
 #include <QTimer>
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -124,7 +126,8 @@ int insights(const std::string& home, int runs) {
     request.homeOverride = home;
     request.catalogue = Catalogue::linux;
     // As `velmora insights` runs it: the command builds no storage tree, the application does.
-    request.storageTree.reset();
+    // VELMORA_BENCH_TREE builds it on both sides, to see what the view model alone adds.
+    if (std::getenv("VELMORA_BENCH_TREE") == nullptr) request.storageTree.reset();
     std::vector<double> direct, viewModel;
     size_t groups = 0;
     QElapsedTimer timer;
