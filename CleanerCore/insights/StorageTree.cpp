@@ -1,7 +1,7 @@
 #include "CleanerCore/insights/StorageTree.h"
 
 #include <algorithm>
-#include <deque>
+#include <cstring>
 #include <limits>
 
 namespace velmora {
@@ -17,11 +17,14 @@ int64_t nonNegative(int64_t v) {
     return v < 0 ? 0 : v;
 }
 
-// The smaller of two pending files sits on top of the heap: the first to give way.
-template <typename P>
-bool ranksAbove(const P& a, const P& b) {
-    if (a.sizeBytes != b.sizeBytes) return a.sizeBytes > b.sizeBytes;
-    return a.name < b.name;
+// The name's first 8 bytes, big-endian, as unsigned bytes: ordering these orders the names as
+// std::string does whenever they differ (a name holds no NUL, so padding sorts first).
+uint64_t prefixOf(std::string_view name) {
+    unsigned char bytes[8] = {};
+    std::memcpy(bytes, name.data(), std::min<size_t>(name.size(), 8));
+    uint64_t v = 0;
+    for (unsigned char b : bytes) v = (v << 8) | b;
+    return v;
 }
 
 std::string lastComponent(const std::string& path) {
@@ -32,133 +35,201 @@ std::string lastComponent(const std::string& path) {
 
 }  // namespace
 
-// Lays out parts built elsewhere as one tree: breadth-first, so that the children of every node
-// are adjacent, each sibling group largest first.
+// Lays out parts and joins them as one tree.
 class StorageTreeAssembler {
   public:
-    using BuildNode = StorageTreeRootBuilder::BuildNode;
+    using Builder = StorageTreeRootBuilder;
     struct Top {
         std::string path, displayName;
         bool isTruncated = false;
-        const std::vector<BuildNode>* nodes = nullptr;  // none: an item that was not walked
-        uint32_t index = 0;
+        Builder* part = nullptr;  // none: an item that was not walked
     };
 
+    // The part as the tree holds it: sizes summed, files every one of whose files another root
+    // counted left out, breadth-first so that siblings are adjacent, each group largest first
+    // (ties by name).
+    static std::vector<StorageTree::Node> layOut(const Builder& part) {
+        const auto& nodes = part.nodes_;
+        const std::string& names = *part.names_;
+        const size_t n = nodes.size();
+        std::vector<int64_t> size(n), count(n);
+        for (size_t i = 0; i < n; ++i) {
+            size[i] = nonNegative(nodes[i].sizeBytes);
+            count[i] = nonNegative(nodes[i].fileCount);
+        }
+        // A parent always precedes its children, so each child is complete when it adds in.
+        for (size_t i = n; i-- > 1;) {
+            const uint32_t p = nodes[i].parent;
+            if (p >= i) continue;  // a malformed link: no parent here
+            size[p] = saturatingAdd(size[p], size[i]);
+            count[p] = saturatingAdd(count[p], count[i]);
+        }
+        auto shown = [&](size_t i) {
+            return i > 0 && nodes[i].parent < i &&
+                   (nodes[i].kind == StorageTree::Kind::folder || count[i] > 0);
+        };
+        // Children by parent, in one array: those of node p are [start[p], start[p + 1]).
+        std::vector<uint32_t> start(n + 1, 0);
+        for (size_t i = 1; i < n; ++i) {
+            if (shown(i)) ++start[nodes[i].parent + 1];
+        }
+        for (size_t i = 0; i < n; ++i) start[i + 1] += start[i];
+        std::vector<uint32_t> children(start[n]);
+        {
+            std::vector<uint32_t> cursor(start.begin(), start.end() - 1);
+            for (size_t i = 1; i < n; ++i) {
+                if (shown(i)) children[cursor[nodes[i].parent]++] = static_cast<uint32_t>(i);
+            }
+        }
+        auto nameOf = [&](uint32_t i) {
+            return std::string_view(names).substr(nodes[i].nameOffset, nodes[i].nameLength);
+        };
+        // Sorted by value: size, then the name's first bytes, which settle most ties.
+        struct Key {
+            int64_t size;
+            uint64_t prefix;
+            uint32_t node;
+        };
+        std::vector<Key> keys;
+        std::vector<StorageTree::Node> out;
+        std::vector<uint32_t> source;  // out index -> node
+        out.reserve(children.size() + 1);
+        source.reserve(children.size() + 1);
+        out.push_back({});
+        out[0].sizeBytes = size[0];
+        out[0].fileCount = count[0];
+        source.push_back(0);
+        for (size_t q = 0; q < out.size(); ++q) {
+            const uint32_t b = source[q];
+            const auto first = children.begin() + start[b], last = children.begin() + start[b + 1];
+            if (first == last) continue;
+            keys.clear();
+            for (auto c = first; c != last; ++c)
+                keys.push_back({size[*c], prefixOf(nameOf(*c)), *c});
+            std::sort(keys.begin(), keys.end(), [&](const Key& x, const Key& y) {
+                if (x.size != y.size) return x.size > y.size;
+                if (x.prefix != y.prefix) return x.prefix < y.prefix;
+                return nameOf(x.node) < nameOf(y.node);
+            });
+            for (size_t k = 0; k < keys.size(); ++k)
+                first[static_cast<ptrdiff_t>(k)] = keys[k].node;
+            out[q].firstChild = static_cast<StorageTree::Index>(out.size());
+            out[q].childCount = static_cast<uint32_t>(last - first);
+            for (auto c = first; c != last; ++c) {
+                StorageTree::Node m;
+                m.name = nameOf(*c);
+                m.sizeBytes = size[*c];
+                m.fileCount = count[*c];
+                m.parent = static_cast<StorageTree::Index>(q);
+                m.kind = nodes[*c].kind;
+                m.holdsFoldedFolders = nodes[*c].holdsFoldedFolders;
+                out.push_back(m);
+                source.push_back(*c);
+            }
+        }
+        return out;
+    }
+
+    // Joins laid-out parts below a root: the root, its items in the given order, then each
+    // part's nodes with their indices moved to where the part lands.
     static StorageTree assemble(const std::string& rootPath, std::string rootDisplay,
                                 const std::vector<Top>& tops) {
         StorageTree tree;
         tree.rootPath_ = rootPath;
         tree.rootDisplay_ = std::move(rootDisplay);
-        tree.nodes_.clear();
-        tree.nodes_.push_back({});
-        tree.nodes_[0].name = lastComponent(rootPath);
-
-        // Sums per part: a parent always precedes its children in a part's nodes.
-        std::unordered_map<const std::vector<BuildNode>*, std::vector<std::pair<int64_t, int64_t>>>
-            totals;
+        // The root's and the items' names, in one store made before any view into it.
+        const std::string rootName = lastComponent(rootPath);
+        auto own = std::make_shared<std::string>(rootName);
+        for (const auto& top : tops) *own += top.displayName;
+        size_t total = 1 + tops.size();
         for (const auto& top : tops) {
-            if (!top.nodes || totals.count(top.nodes)) continue;
-            auto& t = totals[top.nodes];
-            const auto& nodes = *top.nodes;
-            t.resize(nodes.size());
-            for (size_t i = nodes.size(); i-- > 0;) {
-                t[i].first = saturatingAdd(t[i].first, nonNegative(nodes[i].sizeBytes));
-                t[i].second = saturatingAdd(t[i].second, nonNegative(nodes[i].fileCount));
-            }
-            // Children add into parents; done separately so every child is complete first.
-            for (size_t i = nodes.size(); i-- > 1;) {
-                const uint32_t p = nodes[i].parent;
-                if (p >= i) continue;  // the part's root (or a malformed link) has no parent here
-                t[p].first = saturatingAdd(t[p].first, t[i].first);
-                t[p].second = saturatingAdd(t[p].second, t[i].second);
-            }
+            if (!top.part) continue;
+            if (top.part->stale_ || top.part->laidOut_.empty()) top.part->layOut();
+            total += top.part->laidOut_.size() - 1;
         }
-
-        struct Queued {
-            const std::vector<BuildNode>* nodes;
-            uint32_t source;
-            StorageTree::Index target;
+        tree.nodes_.clear();
+        tree.nodes_.reserve(total);  // exact: the references below stay valid
+        tree.nodes_.resize(1 + tops.size());
+        std::string_view ownNames = *own;
+        size_t offset = 0;
+        auto take = [&](size_t length) {
+            const auto v = ownNames.substr(offset, length);
+            offset += length;
+            return v;
         };
-        std::deque<Queued> queue;
         auto& root = tree.nodes_[0];
+        root.name = take(rootName.size());
         root.firstChild = 1;
         root.childCount = static_cast<uint32_t>(tops.size());
-        for (const auto& top : tops) {
-            StorageTree::Node n;
-            n.name = top.displayName;
+        tree.nameStores_.push_back(std::move(own));
+        for (size_t j = 0; j < tops.size(); ++j) {
+            const Top& top = tops[j];
+            const auto item = static_cast<StorageTree::Index>(1 + j);
+            StorageTree::Node& n = tree.nodes_[item];
+            n.name = take(top.displayName.size());
             n.parent = 0;
             n.isTruncated = top.isTruncated;
-            if (top.nodes) {
-                const auto& t = totals[top.nodes][top.index];
-                n.sizeBytes = t.first;
-                n.fileCount = t.second;
-                queue.push_back(
-                    {top.nodes, top.index, static_cast<StorageTree::Index>(tree.nodes_.size())});
-            }
-            tree.nodes_[0].sizeBytes = saturatingAdd(tree.nodes_[0].sizeBytes, n.sizeBytes);
-            tree.nodes_[0].fileCount = saturatingAdd(tree.nodes_[0].fileCount, n.fileCount);
             tree.topPaths_.push_back(top.path);
-            tree.nodes_.push_back(std::move(n));
-        }
-
-        struct Child {
-            uint32_t source;
-            int64_t sizeBytes, fileCount;
-            const std::string* name;
-        };
-        std::vector<Child> children;
-        while (!queue.empty()) {
-            const Queued q = queue.front();
-            queue.pop_front();
-            const auto& nodes = *q.nodes;
-            const auto& t = totals[q.nodes];
-            children.clear();
-            for (uint32_t c : nodes[q.source].children) {
-                // A file or aggregate whose every file another root counted has gone.
-                if (nodes[c].kind != StorageTree::Kind::folder && t[c].second <= 0) continue;
-                children.push_back({c, t[c].first, t[c].second, &nodes[c].name});
-            }
-            std::sort(children.begin(), children.end(), [](const Child& a, const Child& b) {
-                if (a.sizeBytes != b.sizeBytes) return a.sizeBytes > b.sizeBytes;
-                return *a.name < *b.name;
-            });
-            const auto first = static_cast<StorageTree::Index>(tree.nodes_.size());
-            tree.nodes_[q.target].firstChild = first;
-            tree.nodes_[q.target].childCount = static_cast<uint32_t>(children.size());
-            for (const auto& c : children) {
-                const BuildNode& b = nodes[c.source];
-                StorageTree::Node n;
-                n.name = b.name;
-                n.sizeBytes = c.sizeBytes;
-                n.fileCount = c.fileCount;
-                n.parent = q.target;
-                n.kind = b.kind;
-                n.holdsFoldedFolders = b.holdsFoldedFolders;
-                if (!b.children.empty()) {
-                    queue.push_back(
-                        {q.nodes, c.source, static_cast<StorageTree::Index>(tree.nodes_.size())});
+            if (top.part) {
+                const auto& part = top.part->laidOut_;
+                // The part's node k (k >= 1) lands at base + k - 1.
+                const auto base = static_cast<StorageTree::Index>(tree.nodes_.size());
+                n.sizeBytes = part[0].sizeBytes;
+                n.fileCount = part[0].fileCount;
+                n.childCount = part[0].childCount;
+                n.firstChild = n.childCount ? part[0].firstChild - 1 + base : 0;
+                for (size_t k = 1; k < part.size(); ++k) {
+                    StorageTree::Node m = part[k];
+                    m.parent = m.parent == 0 ? item : m.parent - 1 + base;
+                    if (m.childCount) m.firstChild += base - 1;
+                    tree.nodes_.push_back(m);
                 }
-                tree.nodes_.push_back(std::move(n));
+                tree.nameStores_.push_back(top.part->names_);
             }
+            auto& r = tree.nodes_[0];
+            r.sizeBytes = saturatingAdd(r.sizeBytes, tree.nodes_[item].sizeBytes);
+            r.fileCount = saturatingAdd(r.fileCount, tree.nodes_[item].fileCount);
         }
         return tree;
     }
 
-    static void flatten(const StorageTree::Spec& spec, uint32_t parent,
-                        std::vector<BuildNode>& out) {
-        const auto index = static_cast<uint32_t>(out.size());
-        BuildNode b;
-        b.name = spec.name;
-        b.parent = parent;
-        b.kind = spec.kind;
-        if (spec.children.empty()) {
-            b.sizeBytes = nonNegative(spec.sizeBytes);
-            b.fileCount = nonNegative(spec.fileCount);
+    static StorageTree fromSpec(const StorageTree::Spec& root, const std::string& rootPath) {
+        // Each top-level item is a part of its own, as the walk builds them.
+        std::atomic<int64_t> unbounded{std::numeric_limits<int64_t>::max()};
+        std::vector<std::unique_ptr<Builder>> parts;
+        std::vector<Top> tops;
+        for (const auto& child : root.children) {
+            parts.push_back(std::make_unique<Builder>(StorageTreeLimits{}, unbounded));
+            flatten(child, *parts.back());
+            parts.back()->layOut();
+            tops.push_back(
+                {rootPath + "/" + child.name, child.name, child.isTruncated, parts.back().get()});
         }
-        out.push_back(std::move(b));
+        // Top-level items are ordered here, as the storage map orders its items.
+        std::stable_sort(tops.begin(), tops.end(), [](const Top& a, const Top& b) {
+            return a.part->laidOut_[0].sizeBytes > b.part->laidOut_[0].sizeBytes;
+        });
+        return assemble(rootPath, root.name, tops);
+    }
+
+    // A hand-made item as a part: its nodes depth-first, as a walk would have kept them.
+    static void flatten(const StorageTree::Spec& spec, Builder& part) {
+        setOwn(spec, part.nodes_[0]);
+        addChildren(spec, 0, part);
+    }
+
+  private:
+    static void setOwn(const StorageTree::Spec& spec, Builder::BuildNode& b) {
+        b.kind = spec.kind;
+        if (!spec.children.empty()) return;
+        b.sizeBytes = nonNegative(spec.sizeBytes);
+        b.fileCount = nonNegative(spec.fileCount);
+    }
+    static void addChildren(const StorageTree::Spec& spec, uint32_t index, Builder& part) {
         for (const auto& child : spec.children) {
-            out[index].children.push_back(static_cast<uint32_t>(out.size()));
-            flatten(child, index, out);
+            const uint32_t c = part.addNode(index, child.name, child.kind);
+            setOwn(child, part.nodes_[c]);
+            addChildren(child, c, part);
         }
     }
 };
@@ -170,24 +241,7 @@ StorageTree::StorageTree() : rootPath_("/"), rootDisplay_("/") {
 }
 
 StorageTree StorageTree::fromSpec(const Spec& root, const std::string& rootPath) {
-    // Each top-level item is a part of its own, as the walk builds them.
-    std::vector<std::vector<StorageTreeAssembler::BuildNode>> parts(root.children.size());
-    std::vector<StorageTreeAssembler::Top> tops;
-    for (size_t i = 0; i < root.children.size(); ++i) {
-        StorageTreeAssembler::flatten(root.children[i], 0, parts[i]);
-        const std::string& name = root.children[i].name;
-        tops.push_back({rootPath + "/" + name, name, root.children[i].isTruncated, &parts[i], 0});
-    }
-    auto tree = StorageTreeAssembler::assemble(rootPath, root.name, tops);
-    // Top-level items are ordered here, as the storage map orders its items.
-    std::vector<size_t> order(tops.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
-    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-        return tree.nodes_[1 + a].sizeBytes > tree.nodes_[1 + b].sizeBytes;
-    });
-    std::vector<StorageTreeAssembler::Top> sorted;
-    for (size_t i : order) sorted.push_back(tops[i]);
-    return StorageTreeAssembler::assemble(rootPath, root.name, sorted);
+    return StorageTreeAssembler::fromSpec(root, rootPath);
 }
 
 int StorageTree::depth(Index i) const {
@@ -209,15 +263,15 @@ namespace {
 
 // Names from below the top-level item down to `i`, joined with "/" (empty at the top level).
 std::string relativeNames(const StorageTree& tree, StorageTree::Index i) {
-    std::vector<const std::string*> names;
+    std::vector<std::string_view> names;
     while (tree.depth(i) > 1) {
-        names.push_back(&tree.node(i).name);
+        names.push_back(tree.node(i).name);
         i = tree.node(i).parent;
     }
     std::string out;
     for (auto it = names.rbegin(); it != names.rend(); ++it) {
         if (!out.empty()) out += '/';
-        out += **it;
+        out += *it;
     }
     return out;
 }
@@ -236,65 +290,101 @@ std::string StorageTree::path(Index i) const {
 std::string StorageTree::displayPath(Index i) const {
     if (nodes_[i].isAggregate()) i = nodes_[i].parent;
     if (i == root()) return rootDisplay_;
-    const std::string& base = nodes_[topLevelOf(i)].name;
+    const std::string_view base = nodes_[topLevelOf(i)].name;
     const std::string rest = relativeNames(*this, i);
-    if (rest.empty()) return base;
-    return base.ends_with('/') ? base + rest : base + "/" + rest;
+    std::string out(base);
+    if (rest.empty()) return out;
+    if (!base.ends_with('/')) out += '/';
+    return out + rest;
 }
 
 StorageTreeRootBuilder::StorageTreeRootBuilder(StorageTreeLimits limits,
                                                std::atomic<int64_t>& nodesLeft)
-    : limits_(limits), nodesLeft_(nodesLeft) {
+    : limits_(limits), nodesLeft_(nodesLeft), names_(std::make_shared<std::string>()) {
     nodes_.push_back({});
-    levels_.push_back({});
+    openLevel();
     takeNode();  // the map item's own node counts too
 }
 
 bool StorageTreeRootBuilder::takeNode() {
+    if (reserved_ > 0) {
+        --reserved_;
+        return true;
+    }
+    // While the budget is far from spent, nodes are taken in batches: the roots walked side by
+    // side then rarely touch the shared counter. Near the end they are taken one at a time, so
+    // that a batch held by one walk does not leave another short.
+    constexpr int64_t kBatch = 256;
+    if (nodesLeft_.load(std::memory_order_relaxed) > 16 * kBatch) {
+        const int64_t before = nodesLeft_.fetch_sub(kBatch, std::memory_order_relaxed);
+        const int64_t got = std::clamp<int64_t>(before, 0, kBatch);
+        if (got == 0) return false;
+        reserved_ = got - 1;
+        return true;
+    }
     return nodesLeft_.fetch_sub(1, std::memory_order_relaxed) > 0;
 }
 
-uint32_t StorageTreeRootBuilder::addNode(uint32_t parent, std::string name,
+uint32_t StorageTreeRootBuilder::addNode(uint32_t parent, std::string_view name,
                                          StorageTree::Kind kind) {
     const auto index = static_cast<uint32_t>(nodes_.size());
     BuildNode b;
-    b.name = std::move(name);
+    b.nameOffset = static_cast<uint32_t>(names_->size());
+    b.nameLength = static_cast<uint32_t>(name.size());
     b.parent = parent;
     b.kind = kind;
-    nodes_.push_back(std::move(b));
-    nodes_[parent].children.push_back(index);
+    names_->append(name);
+    nodes_.push_back(b);
     return index;
+}
+
+StorageTreeRootBuilder::Level& StorageTreeRootBuilder::openLevel() {
+    // Levels keep their storage once closed, so that a walk allocates per depth, not per folder.
+    if (open_ == levels_.size()) levels_.emplace_back();
+    Level& level = levels_[open_++];
+    level.node = 0;
+    level.kept = true;
+    level.keptLevel = 0;
+    level.largest.clear();
+    level.largestIsHeap = false;
+    level.namesMark = pendingNames_.size();
+    level.restBytes = level.restCount = 0;
+    level.restFolds = false;
+    level.restLinks.clear();
+    return level;
 }
 
 void StorageTreeRootBuilder::closeTo(int depth) {
     const auto keep = static_cast<size_t>(std::max(depth, 0)) + 1;
-    while (levels_.size() > keep) {
-        finishLevel(levels_.back());
-        levels_.pop_back();
+    while (open_ > keep) {
+        finishLevel(levels_[open_ - 1]);
+        --open_;
     }
 }
 
 void StorageTreeRootBuilder::folder(int depth, std::string_view name) {
     closeTo(depth);
-    if (levels_.size() != static_cast<size_t>(depth) + 1) return;  // a depth the walk skipped
-    const Level& parent = levels_.back();
-    Level level;
-    if (parent.kept && takeNode()) {
-        level.node = addNode(parent.node, std::string(name), StorageTree::Kind::folder);
-        level.keptLevel = levels_.size();
+    if (open_ != static_cast<size_t>(depth) + 1) return;  // a depth the walk skipped
+    const Level& parent = levels_[open_ - 1];
+    const bool kept = parent.kept && takeNode();
+    const size_t parentKeptLevel = parent.keptLevel;
+    const uint32_t node = kept ? addNode(parent.node, name, StorageTree::Kind::folder) : 0;
+    Level& level = openLevel();
+    if (kept) {
+        level.node = node;
+        level.keptLevel = open_ - 1;
     } else {
         level.kept = false;
-        level.keptLevel = parent.keptLevel;
+        level.keptLevel = parentKeptLevel;
     }
-    levels_.push_back(std::move(level));
 }
 
 void StorageTreeRootBuilder::file(int depth, std::string_view name, int64_t size,
                                   std::optional<StorageTreeLink> link) {
     closeTo(depth);
-    if (levels_.size() != static_cast<size_t>(depth) + 1) return;
+    if (open_ != static_cast<size_t>(depth) + 1) return;
     size = nonNegative(size);
-    Level& here = levels_.back();
+    Level& here = levels_[open_ - 1];
     if (!here.kept) {
         // Inside a folder beyond the budget: it counts in the nearest kept folder's aggregate.
         Level& kept = levels_[here.keptLevel];
@@ -305,16 +395,40 @@ void StorageTreeRootBuilder::file(int depth, std::string_view name, int64_t size
         return;
     }
     auto& heap = here.largest;
-    auto cmp = [](const Pending& a, const Pending& b) { return ranksAbove(a, b); };
-    heap.push_back({std::string(name), size, link});
-    std::push_heap(heap.begin(), heap.end(), cmp);
-    if (heap.size() > limits_.filesPerFolder) {
-        std::pop_heap(heap.begin(), heap.end(), cmp);
-        Pending& smallest = heap.back();
-        here.restBytes = saturatingAdd(here.restBytes, smallest.sizeBytes);
+    auto cmp = [this](const Pending& a, const Pending& b) { return ranksAbove(a, b); };
+    auto toRest = [&here](int64_t bytes, const StorageTreeLink* restLink) {
+        here.restBytes = saturatingAdd(here.restBytes, bytes);
         ++here.restCount;
-        if (smallest.link) here.restLinks.emplace_back(*smallest.link, smallest.sizeBytes);
+        if (restLink) here.restLinks.emplace_back(*restLink, bytes);
+    };
+    if (heap.size() >= limits_.filesPerFolder) {
+        // Full (and so a heap): the newcomer takes the smallest kept file's place only when it
+        // ranks above it. Most are told apart by size alone.
+        const bool displaces =
+            !heap.empty() &&
+            (size != heap.front().sizeBytes ? size > heap.front().sizeBytes
+                                            : rankAbove(size, prefixOf(name), name, heap.front()));
+        if (!displaces) return toRest(size, link ? &*link : nullptr);
+        std::pop_heap(heap.begin(), heap.end(), cmp);
+        const Pending& smallest = heap.back();
+        toRest(smallest.sizeBytes, smallest.link == kNoLink ? nullptr : &links_[smallest.link]);
         heap.pop_back();
+    }
+    Pending p{size, prefixOf(name), static_cast<uint32_t>(pendingNames_.size()),
+              static_cast<uint32_t>(name.size()), kNoLink};
+    pendingNames_.append(name);
+    if (link) {
+        p.link = static_cast<uint32_t>(links_.size());
+        links_.push_back(*link);
+    }
+    // Until the folder has its fill of files they are kept in walk order; a heap is made once
+    // it is full, when a newcomer first has to be weighed against the smallest.
+    heap.push_back(p);
+    if (heap.size() == limits_.filesPerFolder && !here.largestIsHeap) {
+        std::make_heap(heap.begin(), heap.end(), cmp);
+        here.largestIsHeap = true;
+    } else if (here.largestIsHeap) {
+        std::push_heap(heap.begin(), heap.end(), cmp);
     }
 }
 
@@ -322,20 +436,21 @@ void StorageTreeRootBuilder::finishLevel(Level& level) {
     if (!level.kept) return;
     auto& files = level.largest;
     std::sort(files.begin(), files.end(),
-              [](const Pending& a, const Pending& b) { return ranksAbove(a, b); });
-    for (auto& f : files) {
+              [this](const Pending& a, const Pending& b) { return ranksAbove(a, b); });
+    for (const auto& f : files) {
         if (!takeNode()) {
             level.restBytes = saturatingAdd(level.restBytes, f.sizeBytes);
             ++level.restCount;
-            if (f.link) level.restLinks.emplace_back(*f.link, f.sizeBytes);
+            if (f.link != kNoLink) level.restLinks.emplace_back(links_[f.link], f.sizeBytes);
             continue;
         }
-        const uint32_t n = addNode(level.node, std::move(f.name), StorageTree::Kind::file);
+        const uint32_t n = addNode(level.node, pendingName(f), StorageTree::Kind::file);
         nodes_[n].sizeBytes = f.sizeBytes;
         nodes_[n].fileCount = 1;
-        if (f.link) placed_.emplace(*f.link, std::pair{n, f.sizeBytes});
+        if (f.link != kNoLink) placed_.emplace(links_[f.link], std::pair{n, f.sizeBytes});
     }
     files.clear();
+    pendingNames_.resize(level.namesMark);
     if (level.restCount == 0) return;
     // Always made, so that the sums add up; at most one per kept folder.
     takeNode();
@@ -349,10 +464,22 @@ void StorageTreeRootBuilder::finishLevel(Level& level) {
 
 void StorageTreeRootBuilder::finish() {
     closeTo(0);
-    if (!levels_.empty()) {
+    if (open_ > 0) {
         finishLevel(levels_.front());
-        levels_.clear();
+        open_ = 0;
     }
+    // What this walk took ahead and did not use goes back to the others.
+    if (reserved_ > 0) nodesLeft_.fetch_add(reserved_, std::memory_order_relaxed);
+    reserved_ = 0;
+    levels_ = {};
+    pendingNames_ = {};
+    links_ = {};
+    layOut();
+}
+
+void StorageTreeRootBuilder::layOut() {
+    laidOut_ = StorageTreeAssembler::layOut(*this);
+    stale_ = false;
 }
 
 void StorageTreeRootBuilder::forget(const StorageTreeLink& link) {
@@ -362,14 +489,15 @@ void StorageTreeRootBuilder::forget(const StorageTreeLink& link) {
     node.sizeBytes = nonNegative(node.sizeBytes - it->second.second);
     node.fileCount = nonNegative(node.fileCount - 1);
     placed_.erase(it);
+    stale_ = true;
 }
 
 StorageTree assembleStorageTree(const std::string& home,
                                 const std::vector<StorageTreeItem>& items) {
     std::vector<StorageTreeAssembler::Top> tops;
+    tops.reserve(items.size());
     for (const auto& item : items) {
-        tops.push_back({item.path, item.displayName, item.isTruncated,
-                        item.part ? &item.part->nodes_ : nullptr, 0});
+        tops.push_back({item.path, item.displayName, item.isTruncated, item.part});
     }
     return StorageTreeAssembler::assemble(home, "~", tops);
 }

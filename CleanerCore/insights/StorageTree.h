@@ -20,10 +20,13 @@
 // While walking, each open folder keeps at most `filesPerFolder` pending files, and only the
 // folders on the current path are open.
 //
+// Names: a node's name is a view into storage the tree shares with its copies.
+//
 // Threading: a finished tree is immutable and may be read from any thread. A root builder is
 // used by one thread; builders of different roots may run side by side.
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -35,8 +38,12 @@ namespace velmora {
 
 struct StorageTreeLimits {
     size_t maximumNodes = 200'000;
-    size_t filesPerFolder = 24;
+    /// Eight: a folder's largest files usually hold most of its bytes, and every kept file
+    /// lengthens the scan (by about 0.15 µs, more than the rest of the tree's work per file).
+    size_t filesPerFolder = 8;
 };
+
+class StorageTreeRootBuilder;
 
 class StorageTree {
   public:
@@ -50,7 +57,9 @@ class StorageTree {
     };
 
     struct Node {
-        std::string name;  ///< last path component; a map item's display name; "" for an aggregate
+        /// Last path component; a map item's display name; "" for an aggregate. It lives as
+        /// long as the tree (or a copy of it) does.
+        std::string_view name;
         int64_t sizeBytes = 0;   ///< never negative
         int64_t fileCount = 0;   ///< regular files (and packages) counted in it
         Index parent = kNoNode;  ///< kNoNode for the root only
@@ -106,6 +115,8 @@ class StorageTree {
     std::string rootPath_, rootDisplay_;
     /// Per top-level item (in child order of the root): its absolute path.
     std::vector<std::string> topPaths_;
+    /// Where the nodes' names live; shared and never changed, so copies of the tree stay valid.
+    std::vector<std::shared_ptr<const std::string>> nameStores_;
 };
 
 /// The identity of a file with several names, to count it once across roots.
@@ -119,6 +130,10 @@ struct StorageTreeItem;
 /// Builds the part of a tree below one map item from the walk of its root, whose entries are
 /// at depth 0. Calls follow the depth-first walk: a folder is announced right before it is
 /// entered, and everything that follows at a greater depth lies inside it.
+///
+/// Cost: a file that does not make its folder's largest files copies nothing; `finish` lays
+/// the part out as the tree will hold it, on the walking thread, so that joining the parts is
+/// a copy.
 class StorageTreeRootBuilder {
   public:
     /// `nodesLeft` is the budget shared by the builders of one scan.
@@ -129,34 +144,37 @@ class StorageTreeRootBuilder {
     /// A counted file (or package) of `size` bytes; `link` when it has several names.
     void file(int depth, std::string_view name, int64_t size,
               std::optional<StorageTreeLink> link = std::nullopt);
-    /// Closes the folders still open; call once the walk is over.
+    /// Closes the folders still open and lays the part out; call once the walk is over.
     void finish();
     /// Takes out a file with several names that another root counted already: its size and
-    /// count leave the node it went to. After `finish`.
+    /// count leave the node it went to. After `finish`; the part is laid out again when joined.
     void forget(const StorageTreeLink& link);
 
   private:
     friend class StorageTreeAssembler;
-    friend StorageTree assembleStorageTree(const std::string& home,
-                                           const std::vector<StorageTreeItem>& items);
+    static constexpr uint32_t kNoLink = UINT32_MAX;
+
     struct BuildNode {
-        std::string name;
-        int64_t sizeBytes = 0, fileCount = 0;  // own (leaves); folders sum at assembly
-        uint32_t parent = 0;
+        uint32_t nameOffset = 0, nameLength = 0;  // in names_
+        int64_t sizeBytes = 0, fileCount = 0;     // own (leaves); folders sum at layout
+        uint32_t parent = 0;                      // always below the node's own index
         StorageTree::Kind kind = StorageTree::Kind::folder;
         bool holdsFoldedFolders = false;
-        std::vector<uint32_t> children;
     };
+    /// A file waiting for its folder to finish; its name is in pendingNames_.
     struct Pending {
-        std::string name;
         int64_t sizeBytes;
-        std::optional<StorageTreeLink> link;
+        uint64_t prefix;  // the name's first 8 bytes, big-endian: most ties end here
+        uint32_t nameOffset, nameLength;
+        uint32_t link;  // into links_, or kNoLink
     };
     struct Level {
         uint32_t node = 0;  // its node when kept
         bool kept = true;
         size_t keptLevel = 0;          // the level whose folder receives what lies here
-        std::vector<Pending> largest;  // heap, the smallest kept file on top
+        std::vector<Pending> largest;  // a heap once full, the smallest kept file on top
+        bool largestIsHeap = false;
+        size_t namesMark = 0;  // pendingNames_ before this folder's files
         int64_t restBytes = 0, restCount = 0;
         bool restFolds = false;
         std::vector<std::pair<StorageTreeLink, int64_t>> restLinks;
@@ -167,16 +185,39 @@ class StorageTreeRootBuilder {
         }
     };
 
+    Level& openLevel();
     void closeTo(int depth);
     void finishLevel(Level& level);
+    std::string_view pendingName(const Pending& p) const {
+        return std::string_view(pendingNames_).substr(p.nameOffset, p.nameLength);
+    }
+    /// Larger first, ties by name: the smaller of two pending files is the first to give way.
+    bool rankAbove(int64_t size, uint64_t prefix, std::string_view name, const Pending& b) const {
+        if (size != b.sizeBytes) return size > b.sizeBytes;
+        if (prefix != b.prefix) return prefix < b.prefix;
+        return name < pendingName(b);
+    }
+    bool ranksAbove(const Pending& a, const Pending& b) const {
+        return rankAbove(a.sizeBytes, a.prefix, pendingName(a), b);
+    }
     bool takeNode();
-    uint32_t addNode(uint32_t parent, std::string name, StorageTree::Kind kind);
+    uint32_t addNode(uint32_t parent, std::string_view name, StorageTree::Kind kind);
+    void layOut();
 
     StorageTreeLimits limits_;
     std::atomic<int64_t>& nodesLeft_;
+    int64_t reserved_ = 0;  // nodes taken from nodesLeft_ ahead, not yet used
     std::vector<BuildNode> nodes_;
-    std::vector<Level> levels_;
+    std::shared_ptr<std::string> names_;  // the kept nodes' names, shared with the tree
+    std::string pendingNames_;            // the open folders' pending files' names
+    std::vector<StorageTreeLink> links_;  // of pending files with several names
+    std::vector<Level> levels_;           // [0, open_) are open; the rest keep their storage
+    size_t open_ = 0;
     std::unordered_map<StorageTreeLink, std::pair<uint32_t, int64_t>, LinkHash> placed_;
+    /// The part as the tree holds it: node 0 is the map item, the children of every node are
+    /// adjacent and sorted, indices are local. Empty until `finish`.
+    std::vector<StorageTree::Node> laidOut_;
+    bool stale_ = false;  // a `forget` since the layout
 };
 
 /// One map item and the part of the tree its walk built (none when the root was not walked).
@@ -184,7 +225,8 @@ struct StorageTreeItem {
     std::string path;         ///< the root's standardized path
     std::string displayName;  ///< the map item's display name
     bool isTruncated = false;
-    const StorageTreeRootBuilder* part = nullptr;
+    /// Finished; a part that forgot files is laid out again by the assembly.
+    StorageTreeRootBuilder* part = nullptr;
 };
 
 /// The tree of `home` from its map items, in map order.

@@ -12,8 +12,10 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "CleanerCore/insights/MacStorageInsightScanner.h"
 #include "CleanerCore/insights/StorageTree.h"
@@ -155,6 +157,80 @@ void BM_InsightScanCorpus(benchmark::State& state) {
     state.counters["nodes"] = static_cast<double>(nodes);
 }
 BENCHMARK(BM_InsightScanCorpus)->Arg(0)->Arg(1)->Iterations(3)->Unit(benchmark::kMillisecond);
+
+// The corpus's walk as the insight scan meets it, recorded once: each top-level folder is a
+// part, its entries in depth-first order (depth, name, allocated size; folders have size -1).
+struct RecordedWalk {
+    struct Entry {
+        int depth;
+        std::string name;
+        int64_t size;
+    };
+    std::vector<std::pair<std::string, std::vector<Entry>>> parts;
+    size_t files = 0;
+};
+
+void record(const std::filesystem::path& dir, int depth, std::vector<RecordedWalk::Entry>& out,
+            size_t& files) {
+    for (const auto& e : std::filesystem::directory_iterator(dir)) {
+        struct stat st {};
+        if (::lstat(e.path().c_str(), &st) != 0) continue;
+        const std::string name = e.path().filename().string();
+        if (S_ISDIR(st.st_mode)) {
+            out.push_back({depth, name, -1});
+            record(e.path(), depth + 1, out, files);
+        } else if (S_ISREG(st.st_mode)) {
+            out.push_back({depth, name, static_cast<int64_t>(st.st_blocks) * 512});
+            ++files;
+        }
+    }
+}
+
+const RecordedWalk& recordedCorpus() {
+    static const RecordedWalk walk = [] {
+        RecordedWalk w;
+        for (const auto& e : std::filesystem::directory_iterator(corpusHome())) {
+            std::error_code error;
+            if (e.is_symlink(error) || !e.is_directory(error)) continue;
+            w.parts.push_back({e.path().filename().string(), {}});
+            record(e.path(), 0, w.parts.back().second, w.files);
+        }
+        return w;
+    }();
+    return walk;
+}
+
+// The tree's whole cost on the corpus's walk, without the walk: every part's builder fed as
+// the walkers feed it, the parts joined, and everything freed again.
+void BM_StorageTreeCorpusReplay(benchmark::State& state) {
+    if (corpusHome().empty()) return state.SkipWithError("no corpus");
+    const RecordedWalk& walk = recordedCorpus();
+    size_t nodes = 0;
+    for (auto _ : state) {
+        std::atomic<int64_t> budget{200'000};
+        std::vector<std::unique_ptr<StorageTreeRootBuilder>> parts;
+        std::vector<velmora::StorageTreeItem> items;
+        for (const auto& [name, entries] : walk.parts) {
+            parts.push_back(
+                std::make_unique<StorageTreeRootBuilder>(velmora::StorageTreeLimits{}, budget));
+            auto& b = *parts.back();
+            for (const auto& e : entries) {
+                if (e.size < 0)
+                    b.folder(e.depth, e.name);
+                else
+                    b.file(e.depth, e.name, e.size);
+            }
+            b.finish();
+            items.push_back({"/home/bench/" + name, "~/" + name, false, parts.back().get()});
+        }
+        const auto tree = velmora::assembleStorageTree("/home/bench", items);
+        nodes = tree.nodeCount();
+        benchmark::DoNotOptimize(nodes);
+    }
+    state.counters["files"] = static_cast<double>(walk.files);
+    state.counters["nodes"] = static_cast<double>(nodes);
+}
+BENCHMARK(BM_StorageTreeCorpusReplay)->Unit(benchmark::kMillisecond);
 
 void BM_TreemapCorpus(benchmark::State& state) {
     if (corpusHome().empty()) return state.SkipWithError("no corpus");

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 
 #include "CleanerCore/insights/MacStorageInsightScanner.h"
 #include "support/TestTree.h"
@@ -218,6 +219,57 @@ TEST(StorageTreeSpecTest, SumsSaturateAndPathsJoinNames) {
     EXPECT_EQ(t.displayPath(x), "Small/sub/x");
     EXPECT_EQ(t.depth(x), 3);
     EXPECT_EQ(t.topLevelOf(x), t.indexOf(items[2]));
+
+    // Names live in storage the copies share: a copy outlives the tree it came from.
+    auto original = std::make_unique<StorageTree>(StorageTree::fromSpec(root, "/h"));
+    const StorageTree copy = *original;
+    original.reset();
+    EXPECT_EQ(copy.children(copy.root())[2].name, "Small");
+    EXPECT_EQ(copy.path(x), "/h/Small/sub/x");
+}
+
+// Walks side by side share one budget: together they keep exactly as many nodes as it allows,
+// and what one walk took ahead and did not use goes back when it finishes.
+TEST(StorageTreeBudgetTest, WalksSideBySideShareTheBudgetExactly) {
+    struct Row {
+        int foldersA, foldersB;
+        bool interleaved;
+        int64_t budget;
+        uint32_t kept;  // folders kept in all, the map items' own nodes aside
+        int keptA;      // of them in A; -1 when the interleaving decides
+    };
+    const Row rows[] = {
+        {4000, 4000, true, 6000, 5998, -1},
+        {100, 10'000, false, 6000, 5998, 100},
+        {5000, 5000, true, 20'000, 10'000, 5000},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.foldersA << "/" << row.foldersB);
+        std::atomic<int64_t> budget{row.budget};
+        StorageTreeRootBuilder a({}, budget), b({}, budget);
+        const int most = std::max(row.foldersA, row.foldersB);
+        if (row.interleaved) {
+            for (int i = 0; i < most; ++i) {
+                if (i < row.foldersA) a.folder(0, "a" + std::to_string(i));
+                if (i < row.foldersB) b.folder(0, "b" + std::to_string(i));
+            }
+            a.finish();
+            b.finish();
+        } else {
+            for (int i = 0; i < row.foldersA; ++i) a.folder(0, "a" + std::to_string(i));
+            a.finish();
+            for (int i = 0; i < row.foldersB; ++i) b.folder(0, "b" + std::to_string(i));
+            b.finish();
+        }
+        const auto t =
+            assembleStorageTree("/h", {{"/h/A", "~/A", false, &a}, {"/h/B", "~/B", false, &b}});
+        ASSERT_EQ(t.children(t.root()).size(), 2u);
+        const uint32_t keptA = t.node(1).childCount, keptB = t.node(2).childCount;
+        EXPECT_EQ(keptA + keptB, row.kept);
+        if (row.keptA >= 0) {
+            EXPECT_EQ(keptA, static_cast<uint32_t>(row.keptA));
+        }
+    }
 }
 
 }  // namespace
