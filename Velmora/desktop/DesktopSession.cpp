@@ -26,6 +26,7 @@ DesktopSession::DesktopSession(SessionOptions options) : options_(std::move(opti
     CleanerEnvironment cleanerEnvironment;
     cleanerEnvironment.homeOverride = options_.homeOverride;
     cleanerEnvironment.catalogue = options_.catalogue;
+    if (options_.runScan) cleanerEnvironment.runScan = options_.runScan;
     cleaner_ = std::make_unique<CleanerViewModel>(cleanerEnvironment, *ignoreStore_, *folderStore_,
                                                   *reviewStore_);
     history_ = std::make_unique<HistoryViewModel>(cleanerEnvironment, *folderStore_);

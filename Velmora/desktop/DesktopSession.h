@@ -31,6 +31,9 @@ struct SessionOptions {
     std::optional<SystemResourceRelief> relief = {};
     /// The pause between a pass of quit requests and the list's own refresh.
     uint64_t postQuitRefreshDelayNanoseconds = 1'500'000'000;
+    /// Replaces how the cleanup scan runs (tests hold a scan until they have cancelled it);
+    /// none: as it is.
+    decltype(CleanerEnvironment::runScan) runScan = {};
 };
 
 class DesktopSession {

@@ -90,6 +90,7 @@ bool CleanerViewModel::startScan(CleanupScanMode mode,
         environment_.progressClock, environment_.progressScheduler);
 
     task_.start([this, request = std::move(request), folders, profile, hidesIgnored,
+                 runScan = environment_.runScan,
                  coalescer = coalescer_](const CancellationToken& cancel) mutable {
         // The kept folders are resolved for each scan: a folder replaced since it was added
         // is skipped with its reason instead of being scanned.
@@ -106,7 +107,7 @@ bool CleanerViewModel::startScan(CleanupScanMode mode,
             });
             return;
         }
-        ScanReport report = runScanSession(
+        ScanReport report = runScan(
             *setup, [coalescer](const StorageScanProgress& p) { coalescer->offer(p); }, cancel);
         coalescer->finish();
         postTo(this, [this, setup = std::move(*setup), report = std::move(report),

@@ -25,6 +25,7 @@
 
 #include "CleanerCore/review/CleanupSelectionPreview.h"
 #include "CleanerCore/workflows/CleanupRun.h"
+#include "CleanerCore/workflows/ScanSession.h"
 #include "CleanerCore/workflows/ScanSetup.h"
 #include "VelmoraUI/dashboard/BackgroundTask.h"
 #include "VelmoraUI/localization/AppLanguage.h"
@@ -51,6 +52,11 @@ struct CleanerEnvironment {
     /// Time and deferral for the progress coalescer (tests inject fakes).
     std::shared_ptr<MonotonicClock> progressClock;
     std::shared_ptr<Scheduler> progressScheduler;
+    /// Runs the scan of a prepared setup on the view model's worker thread (tests wrap it to
+    /// hold a scan at a known point).
+    std::function<ScanReport(const ScanSetup&, const StorageScanner::ProgressCallback&,
+                             const CancellationToken&)>
+        runScan = runScanSession;
 };
 
 /// What became of one confirmed item.

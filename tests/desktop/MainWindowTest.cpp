@@ -21,6 +21,7 @@
 #include <QTreeWidget>
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "Velmora/desktop/CandidateModel.h"
 #include "Velmora/desktop/DashboardPage.h"
@@ -157,11 +158,25 @@ TEST_F(MainWindowTest, TheLanguageSwitchesAtOnceAndIsKept) {
 
 TEST_F(MainWindowTest, ACancelledScanChangesNothing) {
     const std::string file = oldCache("browser/data", "cached");
+    // The scan is held until the person has pressed Cancel, so it cannot end first.
+    std::promise<void> cancelled;
+    std::shared_future<void> pressed = cancelled.get_future().share();
+    window.reset();
+    session.reset();
+    SessionOptions options{home, Catalogue::linux};
+    options.runScan = [pressed](const ScanSetup& setup, const auto& progress,
+                                const CancellationToken& cancel) {
+        pressed.wait();
+        return runScanSession(setup, progress, cancel);
+    };
+    session = std::make_unique<DesktopSession>(std::move(options));
+    window = std::make_unique<MainWindow>(*session);
     window->show();
     QTest::mouseClick(find<QPushButton>("scanButton"), Qt::LeftButton);
     auto* cancel = find<QPushButton>("cancelScanButton");
     EXPECT_TRUE(cancel->isVisible());
     QTest::mouseClick(cancel, Qt::LeftButton);
+    cancelled.set_value();
     ASSERT_TRUE(waitFor(&session->cleaner(), &CleanerViewModel::reportChanged));
     EXPECT_TRUE(session->cleaner().scanWasCancelled());
     EXPECT_FALSE(cancel->isVisible());
