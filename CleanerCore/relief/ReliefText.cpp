@@ -117,20 +117,6 @@ std::string trimmedReliefText(std::string_view text) {
     return std::string(text.substr(begin, end - begin));
 }
 
-std::string validReliefUTF8(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (size_t i = 0; i < text.size();) {
-        const size_t start = i;
-        if (decodeUTF8(text, i) == kInvalid) {
-            out += "\xEF\xBF\xBD";
-        } else {
-            out.append(text.substr(start, i - start));
-        }
-    }
-    return out;
-}
-
 int compareDisplayNamesCaseInsensitively(std::string_view a, std::string_view b) {
     // Letters first without accents, then with them; case never counts.
     if (const int c = compareBy(a, b, [](char32_t x) { return baseLetter(folded(x)); }); c != 0)

@@ -11,9 +11,6 @@ namespace velmora {
 /// space, the U+2000 spaces, line and paragraph separators, ideographic space, NEL).
 std::string trimmedReliefText(std::string_view text);
 
-/// `text` with every invalid UTF-8 sequence replaced by U+FFFD, so it can go into JSON.
-std::string validReliefUTF8(std::string_view text);
-
 /// Compares two names as a person expects to find them in a list: negative, zero or positive.
 using DisplayNameComparator = std::function<int(std::string_view, std::string_view)>;
 

@@ -2,7 +2,9 @@
 
 #include <cmath>
 
+#include "CleanerCore/base/JsonEnum.h"
 #include "CleanerCore/base/Text.h"
+#include "CleanerCore/base/UTF8.h"
 #include "CleanerCore/relief/ReliefText.h"
 
 namespace velmora {
@@ -150,17 +152,6 @@ std::optional<Date> getOptionalDate(const nlohmann::json& j, const char* key) {
     return decodeDate(*it);
 }
 
-template <typename E, typename F>
-E decodeEnum(const nlohmann::json& value, F fromRaw, const char* what) {
-    const auto& text = value.get_ref<const std::string&>();
-    auto decoded = fromRaw(text);
-    if (!decoded) {
-        throw nlohmann::json::other_error::create(
-            501, "unknown value \"" + validReliefUTF8(text) + "\" for \"" + what + "\"", &value);
-    }
-    return *decoded;
-}
-
 std::optional<ResourceReliefCapability::Reason> capabilityReasonFromRaw(std::string_view raw) {
     for (auto r :
          {ResourceReliefCapability::Reason::supported, ResourceReliefCapability::Reason::appSandbox,
@@ -186,7 +177,7 @@ void from_json(const nlohmann::json& j, ResourceReliefUsageMetrics& m) {
 }
 
 void to_json(nlohmann::json& j, const ResourceReliefCandidateID& id) {
-    j = nlohmann::json{{"rawValue", validReliefUTF8(id.rawValue)}};
+    j = nlohmann::json{{"rawValue", validUTF8(id.rawValue)}};
 }
 
 void from_json(const nlohmann::json& j, ResourceReliefCandidateID& id) {
@@ -222,12 +213,12 @@ void from_json(const nlohmann::json& j, ResourceReliefCapability& c) {
 
 void to_json(nlohmann::json& j, const ResourceReliefCandidate& c) {
     j = nlohmann::json{{"id", c.id},
-                       {"displayName", validReliefUTF8(c.displayName)},
+                       {"displayName", validUTF8(c.displayName)},
                        {"processIdentifier", c.processIdentifier},
                        {"isFrontmost", c.isFrontmost},
                        {"usage", c.usage},
                        {"eligibility", c.eligibility}};
-    if (c.bundleIdentifier) j["bundleIdentifier"] = validReliefUTF8(*c.bundleIdentifier);
+    if (c.bundleIdentifier) j["bundleIdentifier"] = validUTF8(*c.bundleIdentifier);
     putOptional(j, "launchDate", c.launchDate);
 }
 
@@ -245,7 +236,7 @@ void from_json(const nlohmann::json& j, ResourceReliefCandidate& c) {
 void to_json(nlohmann::json& j, const ResourceReliefActionResult& r) {
     j = nlohmann::json{{"id", r.id},
                        {"candidateID", r.candidateID},
-                       {"displayName", validReliefUTF8(r.displayName)},
+                       {"displayName", validUTF8(r.displayName)},
                        {"status", rawValue(r.status)},
                        {"occurredAt", r.occurredAt}};
 }

@@ -16,13 +16,12 @@
 #include <string>
 #include <string_view>
 
+#include "CleanerCore/base/JsonEnum.h"
 #include "CleanerCore/base/Result.h"
+#include "CleanerCore/base/UTF8.h"
 #include "CleanerCore/scanning/CleanupModel.h"
 
 namespace velmora {
-
-/// `text` with every invalid UTF-8 sequence replaced by U+FFFD.
-std::string validUTF8(std::string_view text);
 
 void to_json(nlohmann::json&, const FileURL&);
 void from_json(const nlohmann::json&, FileURL&);
@@ -43,19 +42,6 @@ void from_json(const nlohmann::json&, StorageScanProgress&);
 
 /// A date: a JSON number (seconds since 2001-01-01). Throws json::type_error otherwise.
 double decodeDate(const nlohmann::json& value);
-
-/// An enumeration from its raw text, through `fromRaw` (text -> optional value); an unknown text
-/// throws json::other_error naming `what` (the key being read).
-template <typename E, typename F>
-E decodeEnum(const nlohmann::json& value, F fromRaw, const char* what) {
-    const auto& text = value.get_ref<const std::string&>();
-    auto decoded = fromRaw(text);
-    if (!decoded) {
-        throw nlohmann::json::other_error::create(
-            501, "unknown value \"" + validUTF8(text) + "\" for \"" + what + "\"", &value);
-    }
-    return *decoded;
-}
 
 /// Serializes any JSON value as UTF-8 text (invalid sequences replaced), pretty when asked.
 std::string dumpJSON(const nlohmann::json& value, bool pretty);
