@@ -4,7 +4,6 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QToolTip>
 
 #include "Velmora/desktop/StoragePalette.h"
 
@@ -131,12 +130,7 @@ void FlameGraphWidget::mouseMoveEvent(QMouseEvent* event) {
     const auto* item = itemAt(event->position());
     if (item == hovered_) return;
     hovered_ = item;
-    const QString tip = toolTipAt(event->position());
-    setToolTip(tip);
-    if (tip.isEmpty())
-        QToolTip::hideText();
-    else
-        QToolTip::showText(event->globalPosition().toPoint(), tip, this);
+    showStorageTip(*this, toolTipAt(event->position()), *event);
     update();
 }
 
@@ -146,7 +140,7 @@ void FlameGraphWidget::leaveEvent(QEvent*) {
 }
 
 void FlameGraphWidget::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::BackButton || event->button() == Qt::RightButton) {
+    if (isStepBackPress(*event)) {
         goUp();
         return;
     }

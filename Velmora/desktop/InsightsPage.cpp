@@ -18,6 +18,7 @@
 #include "Velmora/desktop/Appearance.h"
 #include "Velmora/desktop/DesktopSession.h"
 #include "Velmora/desktop/FileManagerReveal.h"
+#include "Velmora/desktop/ReviewDialogs.h"
 #include "Velmora/desktop/StorageMapView.h"
 #include "Velmora/desktop/SystemPanel.h"
 #include "Velmora/desktop/UiText.h"
@@ -73,26 +74,9 @@ class InsightConfirmationDialog final : public QDialog {
         auto* layout = new QVBoxLayout(this);
         layout->addWidget(
             wrapped(qs(selectionSummaryText(int64_t(findings.size()), bytes, language))));
-        auto* list = new QListWidget;
-        list->setObjectName("confirmationItems");
-        for (const auto* f : findings) {
-            list->addItem(qs(printable(displayPath(f->url.path, home))) + "  (" +
-                          qs(bytesText(f->sizeBytes, language)) + ")");
-        }
-        layout->addWidget(list, 1);
-        layout->addWidget(wrapped(copy.text(
-            "Each item is checked again and moved to the Trash only if it is still the item "
-            "that was scanned. You can put everything back from the history.",
-            "각 항목은 다시 확인하여 검사한 그 항목일 때만 휴지통으로 옮깁니다. 모든 항목은 "
-            "기록에서 되돌릴 수 있습니다.")));
-        auto* buttons = new QDialogButtonBox;
-        QPushButton* move = buttons->addButton(copy.text("Move to Trash", "휴지통으로 이동"),
-                                               QDialogButtonBox::AcceptRole);
-        move->setObjectName("confirmMoveButton");
-        buttons->addButton(copy.text("Cancel", "취소"), QDialogButtonBox::RejectRole);
-        connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-        connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-        layout->addWidget(buttons);
+        std::vector<MovingItem> items;
+        for (const auto* f : findings) items.push_back({f->url.path, f->sizeBytes});
+        addMoveConfirmationEnd(*this, *layout, items, home, language);
         resize(560, 420);
     }
 };

@@ -73,6 +73,32 @@ QString recommendation(CleanupProofRecommendationState state, const UiCopy& copy
 
 }  // namespace
 
+void addMoveConfirmationEnd(QDialog& dialog, QVBoxLayout& layout,
+                            const std::vector<MovingItem>& items, const std::string& home,
+                            AppLanguage language) {
+    const UiCopy copy{language};
+    auto* list = new QListWidget;
+    list->setObjectName("confirmationItems");
+    for (const auto& item : items) {
+        list->addItem(qs(printable(displayPath(item.path, home))) + "  (" +
+                      qs(bytesText(item.sizeBytes, language)) + ")");
+    }
+    layout.addWidget(list, 1);
+    layout.addWidget(wrapped(copy.text(
+        "Each item is checked again and moved to the Trash only if it is still the item that was "
+        "scanned. You can put everything back from the history.",
+        "각 항목은 다시 확인하여 검사한 그 항목일 때만 휴지통으로 옮깁니다. 모든 항목은 "
+        "기록에서 되돌릴 수 있습니다.")));
+    auto* buttons = new QDialogButtonBox;
+    QPushButton* move = buttons->addButton(copy.text("Move to Trash", "휴지통으로 이동"),
+                                           QDialogButtonBox::AcceptRole);
+    move->setObjectName("confirmMoveButton");
+    buttons->addButton(copy.text("Cancel", "취소"), QDialogButtonBox::RejectRole);
+    QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    layout.addWidget(buttons);
+}
+
 ConfirmationDialog::ConfirmationDialog(const std::vector<CleanupCandidate>& selection,
                                        const std::string& home, AppLanguage language,
                                        QWidget* parent)
@@ -91,26 +117,9 @@ ConfirmationDialog::ConfirmationDialog(const std::vector<CleanupCandidate>& sele
             qs(labelledText(categoryTitle(summary.category, language),
                             itemsAndBytesText(summary.count, summary.bytes, language), language))));
     }
-    auto* list = new QListWidget;
-    list->setObjectName("confirmationItems");
-    for (const auto& c : selection) {
-        list->addItem(qs(printable(displayPath(c.url.path, home))) + "  (" +
-                      qs(bytesText(c.sizeBytes, language)) + ")");
-    }
-    layout->addWidget(list, 1);
-    layout->addWidget(wrapped(copy.text(
-        "Each item is checked again and moved to the Trash only if it is still the item that was "
-        "scanned. You can put everything back from the history.",
-        "각 항목은 다시 확인하여 검사한 그 항목일 때만 휴지통으로 옮깁니다. 모든 항목은 "
-        "기록에서 되돌릴 수 있습니다.")));
-    auto* buttons = new QDialogButtonBox;
-    QPushButton* move = buttons->addButton(copy.text("Move to Trash", "휴지통으로 이동"),
-                                           QDialogButtonBox::AcceptRole);
-    move->setObjectName("confirmMoveButton");
-    buttons->addButton(copy.text("Cancel", "취소"), QDialogButtonBox::RejectRole);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    layout->addWidget(buttons);
+    std::vector<MovingItem> items;
+    for (const auto& c : selection) items.push_back({c.url.path, c.sizeBytes});
+    addMoveConfirmationEnd(*this, *layout, items, home, language);
     resize(560, 480);
 }
 

@@ -1,5 +1,7 @@
 #include "Velmora/desktop/StoragePalette.h"
 
+#include <QToolTip>
+
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -61,6 +63,18 @@ int topLevelPlace(const StorageTree& tree, StorageTree::Index node) {
     const auto top = tree.topLevelOf(node);
     if (top == StorageTree::kNoNode) return 0;
     return static_cast<int>(top - tree.node(tree.root()).firstChild);
+}
+
+void showStorageTip(QWidget& widget, const QString& tip, const QMouseEvent& event) {
+    widget.setToolTip(tip);
+    if (tip.isEmpty())
+        QToolTip::hideText();
+    else
+        QToolTip::showText(event.globalPosition().toPoint(), tip, &widget);
+}
+
+bool isStepBackPress(const QMouseEvent& event) {
+    return event.button() == Qt::BackButton || event.button() == Qt::RightButton;
 }
 
 }  // namespace velmora::desktop

@@ -1,8 +1,10 @@
 #pragma once
 // Colours and labels shared by the storage pictures (treemap, flame graph).
 #include <QColor>
+#include <QMouseEvent>
 #include <QPalette>
 #include <QString>
+#include <QWidget>
 
 #include "CleanerCore/insights/StorageTree.h"
 #include "VelmoraUI/localization/AppLanguage.h"
@@ -28,5 +30,12 @@ QString storageToolTip(const StorageTree& tree, StorageTree::Index node, bool is
                        int64_t mergedCount, int64_t sizeBytes, AppLanguage language);
 /// The place of `node`'s top-level item among the home's children; 0 for the home.
 int topLevelPlace(const StorageTree& tree, StorageTree::Index node);
+
+/// After the pointer reached another place of a picture: `tip` becomes `widget`'s tooltip and
+/// shows at once where the pointer is (an empty one hides it).
+void showStorageTip(QWidget& widget, const QString& tip, const QMouseEvent& event);
+/// Whether a press asks a picture to step back out of the folder it shows: the mouse's back
+/// button or the right button.
+bool isStepBackPress(const QMouseEvent& event);
 
 }  // namespace velmora::desktop

@@ -4,7 +4,6 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QToolTip>
 
 #include "Velmora/desktop/StoragePalette.h"
 #include "Velmora/desktop/UiText.h"
@@ -143,12 +142,7 @@ void TreemapWidget::mouseMoveEvent(QMouseEvent* event) {
     const auto* tile = layout_.tileAt(event->position());
     if (tile == hovered_) return;
     hovered_ = tile;
-    const QString tip = toolTipAt(event->position());
-    setToolTip(tip);
-    if (tip.isEmpty())
-        QToolTip::hideText();
-    else
-        QToolTip::showText(event->globalPosition().toPoint(), tip, this);
+    showStorageTip(*this, toolTipAt(event->position()), *event);
     update();
 }
 
@@ -158,7 +152,7 @@ void TreemapWidget::leaveEvent(QEvent*) {
 }
 
 void TreemapWidget::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::BackButton || event->button() == Qt::RightButton) {
+    if (isStepBackPress(*event)) {
         goUp();
         return;
     }
