@@ -88,11 +88,11 @@ bool InsightsViewModel::startScan() {
         },
         environment_.clock, environment_.progressScheduler);
 
-    task_.start([this, request = std::move(request),
+    task_.start([this, request = std::move(request), runScan = environment_.runScan,
                  coalescer = coalescer_](const CancellationToken& cancel) {
         auto scanned = std::make_shared<Scanned>();
         const UserEnvironment environment = insightEnvironment(request);
-        scanned->run = runInsightScan(
+        scanned->run = runScan(
             request, environment,
             [coalescer](const StorageScanProgress& p) { coalescer->offer(p); }, cancel);
         coalescer->finish();

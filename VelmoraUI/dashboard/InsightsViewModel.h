@@ -54,6 +54,12 @@ struct InsightsEnvironment {
     uint64_t samplingIntervalNanoseconds = 5'000'000'000;
     uint64_t saveDebounceNanoseconds = 3'000'000'000;
     uint64_t maximumDeferredSaveNanoseconds = 15'000'000'000;
+    /// Runs the insight scan on the view model's worker thread (tests wrap it to hold a scan
+    /// at a known point).
+    std::function<InsightRun(const InsightRunRequest&, const UserEnvironment&,
+                             const std::function<void(const StorageScanProgress&)>&,
+                             const CancellationToken&)>
+        runScan = runInsightScan;
 };
 
 /// What became of one finding the person chose to move.

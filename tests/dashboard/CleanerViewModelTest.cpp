@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <future>
 
 #include "dashboard/ViewModelHarness.h"
 
@@ -106,9 +107,19 @@ TEST(CleanerViewModelTest, AnItemReplacedAfterTheScanIsNotMoved) {
 TEST(CleanerViewModelTest, ACancelledScanShowsWhatItFoundAndCleansNothing) {
     test::ViewModelHome h;
     h.oldCacheFile("a/data", "a");
-    CleanerViewModel vm(h.environment(), h.ignores, h.folders, h.review);
+    // The scan is held until the cancellation has been asked for, so it cannot end first.
+    std::promise<void> cancelled;
+    auto environment = h.environment();
+    environment.runScan = [asked = cancelled.get_future().share()](
+                              const ScanSetup& setup, const auto& progress,
+                              const CancellationToken& cancel) {
+        asked.wait();
+        return runScanSession(setup, progress, cancel);
+    };
+    CleanerViewModel vm(environment, h.ignores, h.folders, h.review);
     ASSERT_TRUE(vm.startScan(CleanupScanMode::standard));
     vm.cancel();
+    cancelled.set_value();
     ASSERT_TRUE(waitFor(&vm, &CleanerViewModel::reportChanged));
     EXPECT_EQ(vm.phase(), CleanerViewModel::Phase::review);
     EXPECT_TRUE(vm.scanWasCancelled());

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "dashboard/ViewModelHarness.h"
 #include "support/FakeTime.h"
@@ -118,7 +119,17 @@ TEST_F(InsightsViewModelTest, BothCopiesChosenKeepsTheKeeperAndSaysSo) {
 }
 
 TEST_F(InsightsViewModelTest, ACancelledScanKeepsThePreviousReport) {
-    InsightsViewModel vm(environment(), *h.preferences.settings);
+    // The second scan is held until the cancellation has been asked for: it cannot end first.
+    std::promise<void> cancelled;
+    auto env = environment();
+    auto scans = std::make_shared<int>(0);
+    env.runScan = [asked = cancelled.get_future().share(), scans](
+                      const InsightRunRequest& request, const UserEnvironment& user,
+                      const auto& progress, const CancellationToken& cancel) {
+        if (++*scans == 2) asked.wait();
+        return runInsightScan(request, user, progress, cancel);
+    };
+    InsightsViewModel vm(env, *h.preferences.settings);
     ASSERT_TRUE(vm.startScan());
     ASSERT_TRUE(waitFor(&vm, &InsightsViewModel::reportChanged));
     const MacStorageInsightReport before = vm.report();
@@ -126,6 +137,7 @@ TEST_F(InsightsViewModelTest, ACancelledScanKeepsThePreviousReport) {
 
     ASSERT_TRUE(vm.startScan());
     vm.cancel();
+    cancelled.set_value();
     ASSERT_TRUE(waitFor(&vm, &InsightsViewModel::phaseChanged));
     EXPECT_EQ(vm.phase(), InsightsViewModel::Phase::idle);
     EXPECT_TRUE(vm.scanWasCancelled());
