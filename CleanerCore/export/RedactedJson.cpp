@@ -1,6 +1,8 @@
 #include "CleanerCore/export/RedactedJson.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,15 +19,25 @@ enum class Role { enumeration, url, path, identifier, itemName, itemParent, text
 using namespace std::string_view_literals;
 
 constexpr std::array kEnumerationKeys = {
-    "category"sv,     "safety"sv,
-    "depth"sv,        "containerKind"sv,
-    "runningState"sv, "identitySource"sv,
-    "kind"sv,         "memoryPressure"sv,
-    "thermalState"sv, "recommendationState"sv,
-    "state"sv,        "policyVersion"sv,
-    "reasons"sv,      "operation"sv,
-    "source"sv,       "mode"sv,
+    "category"sv,
+    "safety"sv,
+    "depth"sv,
+    "containerKind"sv,
+    "runningState"sv,
+    "identitySource"sv,
+    "kind"sv,
+    "memoryPressure"sv,
+    "thermalState"sv,
+    "recommendationState"sv,
+    "state"sv,
+    "policyVersion"sv,
+    "reasons"sv,
+    "operation"sv,
+    "source"sv,
+    "mode"sv,
     "status"sv,
+    // Not an enumeration, but only numbers: "<device>:<inode>", kept as those numbers are.
+    "fileResourceIdentifier"sv,
 };
 constexpr std::array kURLKeys = {
     "url"sv,        "rootURL"sv,     "destinationURL"sv, "restoreSourceRootURL"sv,
@@ -49,6 +61,14 @@ Role roleOf(std::string_view key) {
     if (key == "displayName") return Role::itemName;
     if (key == "parentPath") return Role::itemParent;
     return Role::text;
+}
+
+// "" (the id is the path) or "word:" (a category or kind, then the path).
+bool isPathIDPrefix(std::string_view prefix) {
+    if (prefix.empty()) return true;
+    if (prefix.size() < 2 || prefix.back() != ':') return false;
+    return std::all_of(prefix.begin(), prefix.end() - 1,
+                       [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; });
 }
 
 std::optional<std::string> pathOfURL(const nlohmann::json& value) {
@@ -100,6 +120,16 @@ void redactValue(nlohmann::json& value, Role role, const std::optional<std::stri
             value = redactor.path(text);
             return;
         case Role::identifier:
+            // An id written from a path that is not valid UTF-8 holds U+FFFD where the URL keeps
+            // the bytes: it is tokenized from the item's own path, so that it matches the URL.
+            if (itemPath) {
+                const std::string shown = validUTF8(*itemPath);
+                const std::string prefix = text.substr(0, text.size() - shown.size());
+                if (text.ends_with(shown) && isPathIDPrefix(prefix)) {
+                    value = prefix + redactor.path(*itemPath);
+                    return;
+                }
+            }
             value = redactor.identifier(text);
             return;
         case Role::itemName:
