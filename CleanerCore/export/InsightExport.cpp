@@ -95,7 +95,16 @@ std::string exportInsightReport(const MacStorageInsightReport& report,
                             {"isRedacted", settings.redactor.has_value()},
                             {"report", report},
                             {"keepers", keepers}};
-    if (settings.redactor) redactJSON(document, *settings.redactor);
+    if (settings.redactor) {
+        redactJSON(document, *settings.redactor);
+        // A recommendation carries its keeper's path as text, which JSON holds only as valid
+        // UTF-8; tokenized from the record's bytes, it matches the token of the keeper's URL.
+        auto& redactedKeepers = document.at("keepers");
+        for (size_t i = 0; i < keepers.size(); ++i) {
+            redactedKeepers[i]["keeperPath"] = settings.redactor->path(keepers[i].keeperPath);
+            redactedKeepers[i]["keeperID"] = settings.redactor->identifier(keepers[i].keeperID);
+        }
+    }
     return dumpJSON(document, true) + "\n";
 }
 
