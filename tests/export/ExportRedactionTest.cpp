@@ -119,7 +119,8 @@ TEST(ExportRedactionTest, InsightExportLinksFindingsToTheirFolders) {
     f.detail = duplicateSetDetail(2);
     f.sizeBytes = 9;
     FileInsight copy = f;
-    copy.url = FileURL("/h/Documents/Taxes 2026.pdf");
+    // Not UTF-8: its texts in JSON hold U+FFFD, its URL the bytes; the tokens must agree.
+    copy.url = FileURL("/h/Documents/Taxes\xff 2026.pdf");
     copy.id = fileInsightID(FileInsightKind::duplicate, copy.url.path);
     copy.parentPath = "~/Documents";
     report.duplicateGroups = {{"sha256:00ff:9", 9, {f, copy}}};
@@ -151,8 +152,8 @@ TEST(ExportRedactionTest, InsightExportLinksFindingsToTheirFolders) {
 
     // The CSV marks the keeper and carries the same tokens.
     const std::string csv = exportInsightReport(report, {keeper}, redacted(ExportFormat::csv));
-    EXPECT_NE(csv.find(r.path("/h/Documents/Taxes 2026.pdf") + "," +
-                       r.path("/h/Documents/Taxes 2026.pdf") + "," + r.text("sha256:00ff:9")),
+    EXPECT_NE(csv.find(r.path(copy.url.path) + "," + r.path(copy.url.path) + "," +
+                       r.text("sha256:00ff:9")),
               std::string::npos)
         << csv;
     EXPECT_EQ(csv.find("Taxes"), std::string::npos) << csv;
