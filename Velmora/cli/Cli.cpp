@@ -11,6 +11,7 @@
 #include "Velmora/cli/CommandLineTexts.h"
 #include "Velmora/cli/CommandPreferences.h"
 #include "Velmora/cli/ExitStatus.h"
+#include "Velmora/cli/ExportCommand.h"
 #include "Velmora/cli/FoldersCommand.h"
 #include "Velmora/cli/HistoryCommand.h"
 #include "Velmora/cli/IgnoreCommand.h"
@@ -139,6 +140,11 @@ int run(int argc, char** argv) {
     ReliefCommandOptions relief;
     CLI::App* reliefCommand = nullptr;
     CLI::App* reliefQuitCommand = nullptr;
+    ExportCommandOptions exported;
+    ScanFlags exportFlags;
+    CLI::App* exportCommand = nullptr;
+    CLI::App* exportScanCommand = nullptr;
+    CLI::App* exportInsightsCommand = nullptr;
 
     // Declares the command line on `app` with its descriptions and the help's labels in
     // `lineLanguage`.
@@ -474,8 +480,49 @@ int run(int argc, char** argv) {
             "--yes", relief.yes,
             copy.text("Send without asking for confirmation", "확인을 묻지 않고 보내기"));
 
+        exportCommand = app.add_subcommand(
+            "export",
+            copy.text("Export a cleanup scan, an insight scan or the cleanup history as JSON or "
+                      "CSV, in full or redacted",
+                      "정리 검사, 인사이트 검사 또는 정리 기록을 JSON이나 CSV로, 전체 또는 가린 "
+                      "형태로 내보내기"));
+        exportCommand->require_subcommand(1);
+        auto addExportOptions = [&](CLI::App* command) {
+            command
+                ->add_option("--format", exported.format,
+                             copy.text("json (default) or csv", "json (기본값) 또는 csv"))
+                ->check(CLI::IsMember({"json", "csv"}))
+                ->type_name("FORMAT");
+            command->add_flag(
+                "--redacted", exported.redacted,
+                copy.text("Replace paths, file names and free text with tokens made with this "
+                          "installation's key",
+                          "경로, 파일 이름, 자유 텍스트를 이 설치의 키로 만든 토큰으로 바꾸기"));
+            command
+                ->add_option("-o,--output", exported.output,
+                             copy.text("Write to this file (replaced atomically) instead of "
+                                       "standard output",
+                                       "표준 출력 대신 이 파일에 쓰기 (원자적으로 교체)"))
+                ->type_name("FILE");
+            command->add_flag("--quiet", exported.quiet,
+                              copy.text("No progress display", "진행 상황을 표시하지 않음"));
+        };
+        exportScanCommand = exportCommand->add_subcommand(
+            "scan", copy.text("Export a cleanup scan (read-only: nothing is changed)",
+                              "정리 검사 내보내기 (읽기 전용: 아무것도 바꾸지 않음)"));
+        addScanOptions(exportScanCommand, exported.scanRequest, exportFlags);
+        addProfileOption(exportScanCommand, exportFlags);
+        addExportOptions(exportScanCommand);
+        exportInsightsCommand = exportCommand->add_subcommand(
+            "insights", copy.text("Export a storage insight scan (read-only)",
+                                  "저장 공간 인사이트 검사 내보내기 (읽기 전용)"));
+        addExportOptions(exportInsightsCommand);
+        addExportOptions(exportCommand->add_subcommand(
+            "history", copy.text("Export the cleanup history", "정리 기록 내보내기")));
+
         localizeSubcommands(app, lineLanguage);
         localizeSubcommands(*reliefCommand, lineLanguage);
+        localizeSubcommands(*exportCommand, lineLanguage);
     };
 
     // The line is read with English texts, so that a line that parses reads the preferences
@@ -505,8 +552,9 @@ int run(int argc, char** argv) {
     // Paths a person typed are relative to where they stand.
     // (`clean` and `restore` resolve their PATH arguments the same way.)
     if (home) home = absolutePathFromArgument(*home);
-    for (auto* folders : {&scan.request.customFolders, &clean.request.customFolders,
-                          &restore.request.customFolders, &ignore.request.customFolders}) {
+    for (auto* folders :
+         {&scan.request.customFolders, &clean.request.customFolders, &restore.request.customFolders,
+          &ignore.request.customFolders, &exported.scanRequest.customFolders}) {
         for (auto& folder : *folders) folder = absolutePathFromArgument(folder);
     }
     if (home) {
@@ -607,6 +655,24 @@ int run(int argc, char** argv) {
         relief.runLanguage = chosenLanguage;
         relief.quit = reliefQuitCommand->parsed();
         return runReliefCommand(relief);
+    }
+    if (exportCommand->parsed()) {
+        exported.homeOverride = home;
+        exported.runLanguage = chosenLanguage;
+        if (exportScanCommand->parsed()) {
+            const auto resolved = finish(exported.scanRequest, exportFlags);
+            if (!resolved) return kExitRefused;
+            exported.subject = ExportSubject::scan;
+            exported.language = *resolved;
+            exported.hidesIgnored = keepsIgnoreRules(exportFlags);
+        } else if (exportInsightsCommand->parsed()) {
+            exported.subject = ExportSubject::insights;
+            exported.insightRequest.homeOverride = home;
+            exported.insightRequest.catalogue = chosen;
+        } else {
+            exported.subject = ExportSubject::history;
+        }
+        return runExportCommand(exported);
     }
     if (historyCommand->parsed()) {
         history.homeOverride = home;

@@ -23,7 +23,7 @@ std::set<std::string> englishWords(const std::string& text) {
         "velmora",  "scan",     "clean",   "restore", "history", "last",     "json",
         "yes",      "help",     "entry",   "allow",   "direct",  "defaults", "standard",
         "insights", "language", "folders", "review",  "remind",  "ignore",   "unignore",
-        "list",     "all",      "sacn",    "relief",  "quit"};
+        "list",     "all",      "sacn",    "relief",  "quit",    "export"};
     std::set<std::string> found;
     std::istringstream tokens(text);
     std::string token;

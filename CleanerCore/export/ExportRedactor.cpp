@@ -1,0 +1,62 @@
+#include "CleanerCore/export/ExportRedactor.h"
+
+#include <cctype>
+
+namespace velmora {
+
+namespace {
+
+constexpr size_t kTokenDigits = 16;
+
+std::string token(const InstallationKey& key, std::string_view kind, std::string_view input) {
+    // "velmora-export-v1/<kind>" and a NUL ahead of the input: the kind separates the domains,
+    // the NUL keeps a kind from running into an input.
+    std::string message = "velmora-export-v1/";
+    message += kind;
+    message += '\0';
+    message += input;
+    return "<" + std::string(kind) + ":" +
+           hexString(keyedHash(key, message)).substr(0, kTokenDigits) + ">";
+}
+
+bool isIdentifierWord(std::string_view word) {
+    if (word.empty()) return false;
+    for (char c : word) {
+        if (!std::isalnum(static_cast<unsigned char>(c))) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool isUUIDText(std::string_view text) {
+    if (text.size() != 36) return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        if (dash ? text[i] != '-' : !std::isxdigit(static_cast<unsigned char>(text[i])))
+            return false;
+    }
+    return true;
+}
+
+std::string ExportRedactor::path(std::string_view standardizedPath) const {
+    return token(key_, "path", standardizedPath);
+}
+
+std::string ExportRedactor::text(std::string_view text) const {
+    if (text.empty()) return {};
+    return token(key_, "text", text);
+}
+
+std::string ExportRedactor::identifier(std::string_view id) const {
+    if (isUUIDText(id)) return std::string(id);
+    if (id.starts_with('/')) return path(id);
+    const size_t colon = id.find(':');
+    if (colon != std::string_view::npos && isIdentifierWord(id.substr(0, colon)) &&
+        id.substr(colon + 1).starts_with('/')) {
+        return std::string(id.substr(0, colon + 1)) + path(id.substr(colon + 1));
+    }
+    return text(id);
+}
+
+}  // namespace velmora
