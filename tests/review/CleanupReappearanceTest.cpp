@@ -76,6 +76,9 @@ TEST(CleanupReappearanceTest, Assessments) {
     nothingCleaned.failedItemCount = 3;
     auto noDetail = standardCleanup();
     noDetail.cleanedItems.clear();
+    // As a hand-edited record could carry it.
+    auto spelledDifferently = candidate(kA, 600, C::appContainerCaches);
+    spelledDifferently.url.path = " /home/p/.cache//a/\t";
     const Case cases[] = {
         {"empty history", {}, {candidate(kA, 600)}, 500, A::noRecentCleanup, 0, 0},
         {"only a restore", {restore("R1", 90, {kA})}, {}, 500, A::noRecentCleanup, 0, 0},
@@ -152,7 +155,7 @@ TEST(CleanupReappearanceTest, Assessments) {
         // Paths compare standardized and trimmed; a different category at the path still counts.
         {"path spelled differently",
          {standardCleanup()},
-         {candidate(" /home/p/.cache/./a/ ", 600, C::appContainerCaches)},
+         {spelledDifferently},
          500,
          A::substantialReappearance,
          600,
