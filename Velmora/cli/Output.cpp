@@ -92,7 +92,8 @@ void JSONArrayMemberWriter::finish(bool last) {
 }
 
 void printScanReportJSON(std::ostream& out, const ScanReport& report,
-                         std::optional<size_t> ignoredCount) {
+                         std::optional<size_t> ignoredCount,
+                         const std::optional<CleanupReappearanceObservation>& reappearance) {
     // Streamed one record at a time, so memory stays flat however many candidates there are;
     // the text equals dumpJSON(json(report), true) (keys in the coder's sorted order).
     const auto& r = report;
@@ -102,6 +103,13 @@ void printScanReportJSON(std::ostream& out, const ScanReport& report,
         [&r](size_t i) { return nlohmann::json(r.candidates[i]); }, false);
     out << "  \"hasCompletedScan\": " << (r.hasCompletedScan ? "true" : "false") << ",\n";
     if (ignoredCount) out << "  \"ignoredCount\": " << *ignoredCount << ",\n";
+    if (reappearance) {
+        // A member of the top-level object: its lines move two columns in.
+        std::string text = dumpJSON(nlohmann::json(*reappearance), true);
+        for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 3))
+            text.replace(at, 1, "\n  ");
+        out << "  \"reappearance\": " << text << ",\n";
+    }
     out << "  \"scannedAt\": " << nlohmann::json(r.scannedAt).dump() << ",\n";
     writeJSONArrayMember(
         out, "scannedRoots", r.scannedRoots.size(),

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "CleanerCore/review/CleanupReappearance.h"
 #include "CleanerCore/scanning/CleanupModel.h"
 #include "VelmoraUI/localization/AppLanguage.h"
 
@@ -22,9 +23,12 @@ void printScanReport(std::ostream& out, const ScanReport& report, const std::str
 
 /// The report as JSON (the ScanReport record), one document followed by a newline. With
 /// `ignoredCount` (what `velmora scan` prints) the document also says how many ignored
-/// candidates were left out of it, under "ignoredCount".
-void printScanReportJSON(std::ostream& out, const ScanReport& report,
-                         std::optional<size_t> ignoredCount = std::nullopt);
+/// candidates were left out of it, under "ignoredCount"; with `reappearance`, what came back
+/// of the newest cleanup, under "reappearance" (also when there was no cleanup to compare, so
+/// that a script finds the field after every completed scan).
+void printScanReportJSON(
+    std::ostream& out, const ScanReport& report, std::optional<size_t> ignoredCount = std::nullopt,
+    const std::optional<CleanupReappearanceObservation>& reappearance = std::nullopt);
 
 /// Writes `"key": [ elements ]` as a member of a pretty-printed top-level object (two spaces of
 /// indentation), one element at a time, followed by "," unless `last`, and a newline. The text

@@ -3,12 +3,14 @@
 #include <iostream>
 
 #include "CleanerCore/platform/FileSystem.h"
+#include "CleanerCore/workflows/ScanReappearance.h"
 #include "CleanerCore/workflows/ScanSession.h"
 #include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/Interrupt.h"
 #include "Velmora/cli/Output.h"
 #include "Velmora/cli/ProgressBar.h"
+#include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/localization/Localizer.h"
 #include "VelmoraUI/state/IgnoredCandidates.h"
@@ -54,6 +56,8 @@ int runScanCommand(const ScanCommandOptions& options) {
     if (setup->fellBackToStandard) warnScanningInStandardMode(options.language);
 
     ScanReport report = scanWithProgress(*setup, options.quiet, cancel, options.language);
+    // Before the ignored candidates are hidden: what came back is back, shown or not.
+    const auto reappearance = observeReappearance(*setup, report);
     size_t hidden = 0;
     if (options.hidesIgnored) {
         hidden = hideIgnoredCandidates(
@@ -61,11 +65,16 @@ int runScanCommand(const ScanCommandOptions& options) {
     }
 
     if (options.json) {
-        printScanReportJSON(std::cout, report, hidden);
+        printScanReportJSON(std::cout, report, hidden, reappearance);
     } else {
         printScanReport(std::cout, report, setup->environment.home, options.language);
         if (auto sentence = ignoredHiddenSentence(hidden, options.language)) {
             std::cout << *sentence << "\n";
+        }
+        if (reappearance) {
+            if (auto sentence = reappearanceSentence(*reappearance, options.language)) {
+                std::cout << *sentence << "\n";
+            }
         }
     }
     std::cout.flush();

@@ -24,6 +24,7 @@ DashboardPage::DashboardPage(DesktopSession& session, QWidget* parent)
       title_(new QLabel),
       rule_(new QLabel),
       summary_(new QLabel),
+      reappearance_(new QLabel),
       reviewStatus_(new QLabel),
       advanced_(new QToolButton),
       advancedBox_(new QWidget),
@@ -40,11 +41,13 @@ DashboardPage::DashboardPage(DesktopSession& session, QWidget* parent)
     cancel_->setObjectName("cancelScanButton");
     mode_->setObjectName("scanModeBox");
     markHeading(title_, 1);
-    for (QLabel* l : {rule_, summary_, reviewStatus_, modeHint_, progressText_, message_}) {
+    for (QLabel* l :
+         {rule_, summary_, reappearance_, reviewStatus_, modeHint_, progressText_, message_}) {
         l->setWordWrap(true);
         l->setTextInteractionFlags(Qt::TextSelectableByMouse);
     }
     message_->setObjectName("dashboardMessage");
+    reappearance_->setObjectName("dashboardReappearance");
     progress_->setRange(0, 1000);
     progress_->setTextVisible(false);
     scan_->setDefault(true);
@@ -73,6 +76,7 @@ DashboardPage::DashboardPage(DesktopSession& session, QWidget* parent)
     layout->addWidget(rule_);
     layout->addSpacing(12);
     layout->addWidget(summary_);
+    layout->addWidget(reappearance_);
     layout->addWidget(reviewStatus_);
     layout->addSpacing(12);
     layout->addWidget(advanced_);
@@ -192,6 +196,9 @@ void DashboardPage::refresh() {
         }
         summary_->setText(text);
     }
+    const auto reappearance = scanning ? std::nullopt : cleaner.reappearanceText(language);
+    reappearance_->setVisible(reappearance.has_value());
+    if (reappearance) reappearance_->setText(qs(*reappearance));
     reviewStatus_->setText(qs(session_.settingsModel().reviewStatusSentence()));
     const auto message = cleaner.message(language);
     message_->setVisible(message.has_value());

@@ -33,6 +33,7 @@ class DashboardPage final : public QWidget {
     QLabel* title_;
     QLabel* rule_;
     QLabel* summary_;
+    QLabel* reappearance_;  ///< what came back of the last cleanup, when a scan says
     QLabel* reviewStatus_;
     QToolButton* advanced_;
     QWidget* advancedBox_;

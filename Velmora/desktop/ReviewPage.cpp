@@ -37,6 +37,7 @@ ReviewPage::ReviewPage(DesktopSession& session, QWidget* parent)
       safety_(new QComboBox),
       table_(new QTableView),
       summary_(new QLabel),
+      reappearance_(new QLabel),
       selectAll_(new QPushButton),
       selectNone_(new QPushButton),
       details_(new QPushButton),
@@ -53,6 +54,7 @@ ReviewPage::ReviewPage(DesktopSession& session, QWidget* parent)
     ignore_->setObjectName("ignoreButton");
     summary_->setObjectName("selectionSummary");
     message_->setObjectName("reviewMessage");
+    reappearance_->setObjectName("reviewReappearance");
     confirm_ = [this](QWidget* parentWidget) {
         ConfirmationDialog dialog(session_.cleaner().selectedCandidates(),
                                   session_.cleaner().home(), session_.language(), parentWidget);
@@ -72,6 +74,7 @@ ReviewPage::ReviewPage(DesktopSession& session, QWidget* parent)
     table_->setAlternatingRowColors(true);
     markHeading(heading_, 1);
     summary_->setWordWrap(true);
+    reappearance_->setWordWrap(true);
     message_->setWordWrap(true);
     results_->setMaximumHeight(160);
     ignore_->setPopupMode(QToolButton::InstantPopup);
@@ -90,6 +93,7 @@ ReviewPage::ReviewPage(DesktopSession& session, QWidget* parent)
     actions->addWidget(move_);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(heading_);
+    layout->addWidget(reappearance_);
     layout->addLayout(filters);
     layout->addWidget(table_, 1);
     layout->addWidget(summary_);
@@ -224,6 +228,9 @@ void ReviewPage::refresh() {
                                    "무시한 항목 " + n + "개를 숨겼습니다."));
     }
     summary_->setText(summary);
+    const auto reappearance = cleaner.reappearanceText(language);
+    reappearance_->setVisible(reappearance.has_value());
+    if (reappearance) reappearance_->setText(qs(*reappearance));
     const bool rowsChosen = table_->selectionModel()->hasSelection();
     move_->setEnabled(reviewing && preview.count > 0);
     ignore_->setEnabled(reviewing && rowsChosen);

@@ -55,6 +55,7 @@ class ReviewPage final : public QWidget {
     QComboBox* safety_;
     QTableView* table_;
     QLabel* summary_;
+    QLabel* reappearance_;  ///< what came back of the last cleanup, when a scan says
     QPushButton* selectAll_;
     QPushButton* selectNone_;
     QPushButton* details_;

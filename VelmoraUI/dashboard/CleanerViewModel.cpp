@@ -5,7 +5,9 @@
 #include "CleanerCore/base/PrintableText.h"
 #include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/scanning/DistinctBytes.h"
+#include "CleanerCore/workflows/ScanReappearance.h"
 #include "CleanerCore/workflows/ScanSession.h"
+#include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
 #include "VelmoraUI/localization/Localizer.h"
@@ -52,6 +54,11 @@ void CleanerViewModel::setPhase(Phase phase) {
 void CleanerViewModel::setMessage(Sentence sentence) {
     message_ = std::move(sentence);
     emit messageChanged();
+}
+
+std::optional<std::string> CleanerViewModel::reappearanceText(AppLanguage language) const {
+    if (!reappearance_) return std::nullopt;
+    return reappearanceSentence(*reappearance_, language);
 }
 
 std::optional<std::string> CleanerViewModel::message(AppLanguage language) const {
@@ -103,22 +110,26 @@ bool CleanerViewModel::startScan(CleanupScanMode mode,
                 return presentedReason(reason, language);
             };
             postTo(this, [this, refusal = std::move(refusal)]() mutable {
-                finishScan(std::nullopt, {}, std::move(refusal), false);
+                finishScan(std::nullopt, {}, std::nullopt, std::move(refusal), false);
             });
             return;
         }
         ScanReport report = runScan(
             *setup, [coalescer](const StorageScanProgress& p) { coalescer->offer(p); }, cancel);
         coalescer->finish();
+        // Read here, off the interface thread, and before ignored candidates are hidden.
+        auto reappearance = observeReappearance(*setup, report);
         postTo(this, [this, setup = std::move(*setup), report = std::move(report),
-                      hidesIgnored]() mutable {
-            finishScan(std::move(setup), std::move(report), {}, hidesIgnored);
+                      reappearance = std::move(reappearance), hidesIgnored]() mutable {
+            finishScan(std::move(setup), std::move(report), std::move(reappearance), {},
+                       hidesIgnored);
         });
     });
     return true;
 }
 
 void CleanerViewModel::finishScan(std::optional<ScanSetup> setup, ScanReport report,
+                                  std::optional<CleanupReappearanceObservation> reappearance,
                                   Sentence refusal, bool hidesIgnored) {
     coalescer_.reset();
     if (!setup) {
@@ -137,6 +148,7 @@ void CleanerViewModel::finishScan(std::optional<ScanSetup> setup, ScanReport rep
     setup_ = std::move(setup);
     report_ = std::move(report);
     scanWasCancelled_ = !report_.hasCompletedScan;
+    reappearance_ = std::move(reappearance);
     selected_.assign(report_.candidates.size(), false);
     for (size_t i = 0; i < report_.candidates.size(); ++i)
         selected_[i] = report_.candidates[i].isSelectedByDefault;
@@ -295,6 +307,7 @@ void CleanerViewModel::finishCleanup(CleanupRunOutcome outcome) {
         });
     }
     cleanupOutcome_ = std::move(outcome);
+    reappearance_.reset();
     emit reportChanged();
     emit selectionChanged();
     setPhase(Phase::review);

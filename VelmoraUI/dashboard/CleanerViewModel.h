@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "CleanerCore/review/CleanupReappearance.h"
 #include "CleanerCore/review/CleanupSelectionPreview.h"
 #include "CleanerCore/workflows/CleanupRun.h"
 #include "CleanerCore/workflows/ScanSession.h"
@@ -100,6 +101,15 @@ class CleanerViewModel final : public QObject {
     /// adds nothing).
     int64_t reclaimableBytes() const;
     bool scanWasCancelled() const { return scanWasCancelled_; }
+    /// What the last completed scan found of the newest recorded cleanup's material; none
+    /// before a scan, after a cancelled one, and once a cleanup from this report has run (the
+    /// scan no longer follows the newest cleanup).
+    const std::optional<CleanupReappearanceObservation>& reappearance() const {
+        return reappearance_;
+    }
+    /// The sentence to show for `reappearance()`; none when there is nothing to say (no
+    /// observation, or no cleanup to compare).
+    std::optional<std::string> reappearanceText(AppLanguage language) const;
 
     bool isSelected(size_t row) const { return row < selected_.size() && selected_[row]; }
     void setSelected(size_t row, bool selected);
@@ -140,7 +150,8 @@ class CleanerViewModel final : public QObject {
   private:
     void setPhase(Phase phase);
     void setMessage(Sentence sentence);
-    void finishScan(std::optional<ScanSetup> setup, ScanReport report, Sentence refusal,
+    void finishScan(std::optional<ScanSetup> setup, ScanReport report,
+                    std::optional<CleanupReappearanceObservation> reappearance, Sentence refusal,
                     bool hidesIgnored);
     void finishCleanup(CleanupRunOutcome outcome);
 
@@ -156,6 +167,7 @@ class CleanerViewModel final : public QObject {
     std::string home_;
     size_t ignoredCount_ = 0;
     bool scanWasCancelled_ = false;
+    std::optional<CleanupReappearanceObservation> reappearance_;
     std::vector<bool> selected_;
     std::vector<CleanupItemResult> cleanupResults_;
     std::optional<CleanupRunOutcome> cleanupOutcome_;

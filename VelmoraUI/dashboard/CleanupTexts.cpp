@@ -1,6 +1,8 @@
 #include "VelmoraUI/dashboard/CleanupTexts.h"
 
 #include <fmt/format.h>
+#include <cmath>
+#include <ctime>
 
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "VelmoraUI/localization/Localizer.h"
@@ -162,6 +164,102 @@ std::string restoreSummaryText(int64_t restored, int64_t leftInTrash, bool cance
                                               "취소됨: 나머지 항목은 휴지통에 남아 있습니다.");
     }
     return out;
+}
+
+namespace {
+
+// The calendar day of `date` on this machine's clock, as digits every language reads.
+std::string localDayText(Date date) {
+    const auto unix = static_cast<time_t>(std::floor(date + kReferenceDateUnixOffset));
+    std::tm local{};
+    ::localtime_r(&unix, &local);
+    char text[16];
+    std::strftime(text, sizeof text, "%Y-%m-%d", &local);
+    return text;
+}
+
+}  // namespace
+
+std::optional<std::string> reappearanceSentence(const CleanupReappearanceObservation& observation,
+                                                AppLanguage language) {
+    using Assessment = CleanupReappearanceObservation::Assessment;
+    const auto& o = observation;
+    if (o.assessment == Assessment::noRecentCleanup || !o.cleanedAt) return std::nullopt;
+    const VelmoraCopy copy{language};
+    const std::string day = localDayText(*o.cleanedAt);
+    const std::string cleaned = bytesText(o.recordedCleanedBytes, language);
+    const std::string back = bytesText(o.samePathReappearedBytes, language);
+    switch (o.assessment) {
+        case Assessment::noRecentCleanup:
+            return std::nullopt;
+        case Assessment::noRecordedCleanedItems:
+            // clang-format off
+            // i18n-example: "The cleanup on 2026-11-20 kept no list of its items, so this scan cannot tell whether its 1.2 MB came back."
+            // clang-format on
+            return copy.text(
+                fmt::format("The cleanup on {} kept no list of its items, so this scan cannot "
+                            "tell whether its {} came back.",
+                            day, cleaned),
+                fmt::format("{} 정리는 항목 목록을 남기지 않아, 이번 검사로는 그 {}가 다시 "
+                            "생겼는지 알 수 없습니다.",
+                            day, cleaned));
+        case Assessment::awaitingFollowupScan:
+            // clang-format off
+            // i18n-example: "This scan started before the cleanup on 2026-11-20 was recorded; scan again to see whether what it cleaned (1.2 MB) comes back."
+            // clang-format on
+            return copy.text(
+                fmt::format("This scan started before the cleanup on {} was recorded; scan again "
+                            "to see whether what it cleaned ({}) comes back.",
+                            day, cleaned),
+                fmt::format("이번 검사는 {} 정리가 기록되기 전에 시작되었습니다. 정리한 것({})이 "
+                            "다시 생기는지 보려면 다시 검사하세요.",
+                            day, cleaned));
+        case Assessment::ambiguousAfterRestore:
+            // clang-format off
+            // i18n-example: "Items cleaned on 2026-11-20 (1.2 MB) were restored since, so this scan cannot tell how much came back on its own."
+            // clang-format on
+            return copy.text(
+                fmt::format("Items cleaned on {} ({}) were restored since, so this scan cannot "
+                            "tell how much came back on its own.",
+                            day, cleaned),
+                fmt::format("{}에 정리한 항목({}) 중 일부가 그 뒤 복원되어, 이번 검사로는 저절로 "
+                            "다시 생긴 양을 알 수 없습니다.",
+                            day, cleaned));
+        case Assessment::noSamePathReappearance:
+            // clang-format off
+            // i18n-example: "Nothing of the 1.2 MB cleaned on 2026-11-20 is back at the same paths, so that cleanup kept its space free."
+            // clang-format on
+            return copy.text(
+                fmt::format("Nothing of the {} cleaned on {} is back at the same paths, so that "
+                            "cleanup kept its space free.",
+                            cleaned, day),
+                fmt::format("{}에 정리한 {} 중 같은 경로에 다시 생긴 것은 없습니다. 그 정리로 "
+                            "확보한 공간이 그대로 남아 있습니다.",
+                            day, cleaned));
+        case Assessment::partialReappearance:
+            // clang-format off
+            // i18n-example: "300 kB of the 1.2 MB cleaned on 2026-11-20 is back at the same paths: part of it regenerates, so cleaning it again frees some space for a while."
+            // clang-format on
+            return copy.text(
+                fmt::format("{} of the {} cleaned on {} is back at the same paths: part of it "
+                            "regenerates, so cleaning it again frees some space for a while.",
+                            back, cleaned, day),
+                fmt::format("{}에 정리한 {} 중 {}가 같은 경로에 다시 생겼습니다. 일부는 다시 "
+                            "만들어지므로, 다시 정리해도 공간은 한동안만 확보됩니다.",
+                            day, cleaned, back));
+        case Assessment::substantialReappearance:
+            // clang-format off
+            // i18n-example: "1.1 MB of the 1.2 MB cleaned on 2026-11-20 is back at the same paths: it regenerates with use, so cleaning it again frees space only for a short while."
+            // clang-format on
+            return copy.text(
+                fmt::format("{} of the {} cleaned on {} is back at the same paths: it regenerates "
+                            "with use, so cleaning it again frees space only for a short while.",
+                            back, cleaned, day),
+                fmt::format("{}에 정리한 {} 중 {}가 같은 경로에 다시 생겼습니다. 사용하면서 다시 "
+                            "만들어지므로, 다시 정리해도 공간은 잠깐만 확보됩니다.",
+                            day, cleaned, back));
+    }
+    return std::nullopt;
 }
 
 std::string labelledText(std::string_view label, std::string_view value, AppLanguage language) {

@@ -4,10 +4,12 @@
 // can order its words. Sizes keep their decimal units (kB, MB, GB) in every language; only
 // counts of bytes below a kilobyte are words. Pure and thread-safe.
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "CleanerCore/cleaning/CleaningModel.h"
+#include "CleanerCore/review/CleanupReappearance.h"
 #include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora {
@@ -35,6 +37,14 @@ std::string safetyBreakdownText(int64_t safe, int64_t caution, int64_t manualRev
 
 /// "label: value", with the separator the language's typography asks for (French puts a space
 /// before the colon).
+/// What a scan after a cleanup says about that cleanup's material: how much of it is back at
+/// the same paths (dated by the cleanup's local calendar day) and what that suggests, e.g.
+/// "1.2 MB of the 2.0 MB cleaned on 2026-11-20 is back at the same paths: it regenerates with
+/// use, so cleaning it again frees space only for a short while." Nothing when there was no
+/// cleanup to compare.
+std::optional<std::string> reappearanceSentence(const CleanupReappearanceObservation& observation,
+                                                AppLanguage language);
+
 std::string labelledText(std::string_view label, std::string_view value, AppLanguage language);
 
 /// "2 items, 1.2 MB": the count and size of one category of a selection.

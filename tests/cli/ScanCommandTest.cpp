@@ -128,5 +128,44 @@ TEST(ScanCommandTest, TableShowsEscapedNamesHumanSizesAndHomeRelativePaths) {
     EXPECT_EQ(names, (std::set<std::string>{"com.example.app", "new\nline", "esc\x1b[2Jname"}));
 }
 
+// Scan, clean, let part of the cleaned material come back, scan again: the second scan says how
+// much is back, in the table's sentences and in the JSON.
+TEST(ScanCommandTest, AScanAfterACleanupSaysWhatCameBack) {
+    test::CommandHome h;
+    h.oldCacheFile("app-one/inner/data", std::string(400'000, 't'));
+    h.oldCacheFile("app-two/inner/data", std::string(40'000, 'f'));
+
+    // No cleanup yet: the JSON says so, the table says nothing about it.
+    nlohmann::json first = h.scan();
+    EXPECT_EQ(first["reappearance"]["assessment"], "noRecentCleanup") << first.dump(2);
+    Outcome table = h.velmora({"scan"});
+    EXPECT_EQ(table.out.find("cleaned on"), std::string::npos) << table.out;
+
+    // The saved report, with its extra key, is what the cleanup reads.
+    Outcome clean =
+        h.velmora({"clean", "--report", h.reportFile, "--id", "userCaches:" + h.cache("app-one"),
+                   "--id", "userCaches:" + h.cache("app-two"), "--yes", "--quiet"});
+    ASSERT_EQ(clean.status, 0) << clean.err;
+    h.oldCacheFile("app-two/inner/data", std::string(40'000, 'f'));
+
+    const nlohmann::json again = h.scan();
+    const nlohmann::json& r = again["reappearance"];
+    EXPECT_EQ(r["assessment"], "partialReappearance") << again.dump(2);
+    EXPECT_EQ(r["cleanupSource"], "cleanupDashboard");
+    EXPECT_EQ(r["recordedCleanedItemCount"], 2);
+    EXPECT_EQ(r["samePathReappearedItemCount"], 1);
+    ASSERT_EQ(again["candidates"].size(), 1u);
+    EXPECT_EQ(r["samePathReappearedBytes"], again["candidates"][0]["sizeBytes"]);
+    EXPECT_GT(r["recordedCleanedBytes"].get<int64_t>(), 400'000);
+
+    table = h.velmora({"scan"});
+    const std::string back = formatBytes(r["samePathReappearedBytes"].get<int64_t>()) + " of the " +
+                             formatBytes(r["recordedCleanedBytes"].get<int64_t>()) + " cleaned on ";
+    EXPECT_NE(table.out.find(back), std::string::npos) << table.out;
+    EXPECT_NE(table.out.find("is back at the same paths: part of it regenerates"),
+              std::string::npos)
+        << table.out;
+}
+
 }  // namespace
 }  // namespace velmora

@@ -37,6 +37,11 @@ TEST(CleanerViewModelTest, ScanIgnoreCleanRecordAndRestore) {
     const std::string movedDir = fs::path(moved).parent_path();
     const std::string ignoredDir = h.home + "/.cache/ignored";
     ASSERT_LT(rowOf(vm, ignoredDir), vm.report().candidates.size());
+    // Nothing was cleaned before: nothing to say about reappearance.
+    ASSERT_TRUE(vm.reappearance().has_value());
+    EXPECT_EQ(vm.reappearance()->assessment,
+              CleanupReappearanceObservation::Assessment::noRecentCleanup);
+    EXPECT_EQ(vm.reappearanceText(AppLanguage::english), std::nullopt);
 
     // Ignored for a week: gone from this report and from the next scan, and counted.
     ASSERT_TRUE(vm.ignore({rowOf(vm, ignoredDir)}, CleanupIgnoreDuration::oneWeek));
@@ -55,6 +60,8 @@ TEST(CleanerViewModelTest, ScanIgnoreCleanRecordAndRestore) {
     EXPECT_TRUE(fs::exists(h.trashFiles + "/moved"));
     EXPECT_EQ(rowOf(vm, movedDir), vm.report().candidates.size());  // left the report
     EXPECT_TRUE(h.review.lastReviewedAt().has_value());             // a review was completed
+    // The report no longer follows the newest cleanup, so it says nothing about it.
+    EXPECT_EQ(vm.reappearance(), std::nullopt);
 
     HistoryViewModel history(h.environment(), h.folders);
     ASSERT_TRUE(history.reload());
@@ -78,6 +85,13 @@ TEST(CleanerViewModelTest, ScanIgnoreCleanRecordAndRestore) {
     EXPECT_EQ(rowOf(vm, ignoredDir), vm.report().candidates.size());
     EXPECT_EQ(vm.ignoredCount(), 1u);
     EXPECT_LT(rowOf(vm, movedDir), vm.report().candidates.size());
+    // The folder is back because it was put back, not because it regenerated.
+    ASSERT_TRUE(vm.reappearance().has_value());
+    EXPECT_EQ(vm.reappearance()->assessment,
+              CleanupReappearanceObservation::Assessment::ambiguousAfterRestore);
+    const auto sentence = vm.reappearanceText(AppLanguage::english);
+    ASSERT_TRUE(sentence.has_value());
+    EXPECT_NE(sentence->find("were restored since"), std::string::npos) << *sentence;
 }
 
 TEST(CleanerViewModelTest, AnItemReplacedAfterTheScanIsNotMoved) {

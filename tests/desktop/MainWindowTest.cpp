@@ -134,6 +134,33 @@ TEST_F(MainWindowTest, ScanConfirmMoveToTrashAndPutBack) {
     EXPECT_EQ(history->model()->rowCount(), 2);
 }
 
+// A scan after a cleanup says, above the list, how much of the cleaned material is back.
+TEST_F(MainWindowTest, AScanAfterACleanupSaysWhatCameBack) {
+    oldCache("browser/data", std::string(20'000, 'b'));
+    window->show();
+    scan();
+    auto* said = find<QLabel>("reviewReappearance");
+    EXPECT_TRUE(said->isHidden());  // nothing was cleaned before
+
+    session->cleaner().selectAll(true);
+    QTimer::singleShot(0, [] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(dialog, nullptr);
+        QTest::mouseClick(dialog->findChild<QPushButton*>("confirmMoveButton"), Qt::LeftButton);
+    });
+    QTest::mouseClick(find<QPushButton>("moveToTrashButton"), Qt::LeftButton);
+    ASSERT_TRUE(waitFor(&session->cleaner(), &CleanerViewModel::cleanupFinished));
+    EXPECT_TRUE(said->isHidden());
+
+    oldCache("browser/data", std::string(20'000, 'b'));
+    window->showSection(MainWindow::Section::dashboard);
+    scan();
+    EXPECT_FALSE(said->isHidden());
+    EXPECT_TRUE(said->text().contains("is back at the same paths: it regenerates"))
+        << said->text().toStdString();
+    EXPECT_EQ(find<QLabel>("dashboardReappearance")->text(), said->text());
+}
+
 TEST_F(MainWindowTest, TheLanguageSwitchesAtOnceAndIsKept) {
     window->show();
     auto* sections = find<QListWidget>("sectionList");
