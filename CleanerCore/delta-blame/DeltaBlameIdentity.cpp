@@ -1,8 +1,11 @@
 #include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
 
 #include <fmt/format.h>
+#include <openssl/evp.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 
 #include "CleanerCore/base/FileURL.h"
@@ -41,9 +44,68 @@ DeltaBlameIdentityHMACProvider::make(std::string_view keyBytes) {
     return DeltaBlameIdentityHMACProvider(key);
 }
 
+namespace {
+
+[[noreturn]] void digestUnavailable() {
+    std::fputs("velmora: SHA-256 is not available\n", stderr);
+    std::abort();
+}
+
+struct DigestContextDeleter {
+    void operator()(EVP_MD_CTX* ctx) const { EVP_MD_CTX_free(ctx); }
+};
+using DigestContext = std::unique_ptr<EVP_MD_CTX, DigestContextDeleter>;
+
+DigestContext newDigestContext() {
+    DigestContext ctx(EVP_MD_CTX_new());
+    if (!ctx) digestUnavailable();
+    return ctx;
+}
+
+// One working context per thread, reused for every token.
+EVP_MD_CTX* scratchContext() {
+    thread_local DigestContext scratch = newDigestContext();
+    return scratch.get();
+}
+
+}  // namespace
+
+struct DeltaBlameIdentityHMACProvider::Pads {
+    DigestContext inner = newDigestContext();
+    DigestContext outer = newDigestContext();
+};
+
+DeltaBlameIdentityHMACProvider::DeltaBlameIdentityHMACProvider(const InstallationKey& key) {
+    // HMAC (RFC 2104) with a key shorter than SHA-256's 64-byte block: the key, zero-padded,
+    // XOR 0x36 starts the inner digest and XOR 0x5c the outer one.
+    auto pads = std::make_shared<Pads>();
+    std::array<unsigned char, 64> inner{}, outer{};
+    for (size_t i = 0; i < inner.size(); ++i) {
+        const unsigned char k = i < key.bytes.size() ? key.bytes[i] : 0;
+        inner[i] = k ^ 0x36;
+        outer[i] = k ^ 0x5c;
+    }
+    if (!EVP_DigestInit_ex(pads->inner.get(), EVP_sha256(), nullptr) ||
+        !EVP_DigestUpdate(pads->inner.get(), inner.data(), inner.size()) ||
+        !EVP_DigestInit_ex(pads->outer.get(), EVP_sha256(), nullptr) ||
+        !EVP_DigestUpdate(pads->outer.get(), outer.data(), outer.size()))
+        digestUnavailable();
+    pads_ = std::move(pads);
+}
+
 std::array<uint8_t, 32> DeltaBlameIdentityHMACProvider::authenticationCode(
     std::string_view message) const {
-    return keyedHash(key_, message);
+    EVP_MD_CTX* ctx = scratchContext();
+    std::array<uint8_t, 32> innerDigest{}, out{};
+    unsigned int length = 0;
+    if (!EVP_MD_CTX_copy_ex(ctx, pads_->inner.get()) ||
+        !EVP_DigestUpdate(ctx, message.data(), message.size()) ||
+        !EVP_DigestFinal_ex(ctx, innerDigest.data(), &length) || length != 32 ||
+        !EVP_MD_CTX_copy_ex(ctx, pads_->outer.get()) ||
+        !EVP_DigestUpdate(ctx, innerDigest.data(), innerDigest.size()) ||
+        !EVP_DigestFinal_ex(ctx, out.data(), &length) || length != 32)
+        digestUnavailable();
+    return out;
 }
 
 std::string DeltaBlameIdentityHMACProvider::token(

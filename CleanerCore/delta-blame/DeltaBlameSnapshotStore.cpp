@@ -76,11 +76,17 @@ std::optional<std::string> setAside(const std::string& path, std::string_view re
     return aside;
 }
 
-// One snapshot as it is kept: the value and its encoded text.
+// One snapshot as it is kept: the value and, once it is needed for writing, its encoded text.
 struct Kept {
     DeltaBlameSnapshotDraftEnvelope envelope;
-    std::string encoded;
+    std::string encoded;  ///< empty until `encodeAll`
 };
+
+// Loading only reads; the texts are made when a file is to be written.
+void encodeAll(std::deque<Kept>& kept) {
+    for (auto& k : kept)
+        if (k.encoded.empty()) k.encoded = deltaBlameEnvelopeToJson(k.envelope).dump();
+}
 
 struct Loaded {
     std::deque<Kept> kept;
@@ -173,7 +179,7 @@ Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
                 ++out.state.droppedSnapshots;
                 continue;
             }
-            out.kept.push_back({std::move(envelope), item.dump()});
+            out.kept.push_back({std::move(envelope), {}});
         } catch (const std::exception&) {
             ++out.state.droppedSnapshots;
         }
@@ -184,7 +190,11 @@ Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
         out.mayWrite = out.state.backupPath.has_value();
         out.changed = true;
     }
-    if (trim(out.kept, limits, keyCheck)) out.changed = true;
+    // The read cap already bounds the size; a file written under a larger count is cut here.
+    while (static_cast<int64_t>(out.kept.size()) > limits.maximumSnapshots) {
+        out.kept.pop_front();
+        out.changed = true;
+    }
     return out;
 }
 
@@ -250,8 +260,10 @@ DeltaBlameStoreState DeltaBlameSnapshotStore::load() const {
     const auto lock = ExclusiveFileLock::acquire(filePath_ + ".lock");
     const std::string keyCheck = provider_.storeKeyCheck();
     Loaded loaded = loadFile(filePath_, limits_, keyCheck, lock.has_value());
-    if (lock && loaded.changed && loaded.mayWrite)
+    if (lock && loaded.changed && loaded.mayWrite) {
+        encodeAll(loaded.kept);
         (void)writeFileAtomically(filePath_, document(keyCheck, loaded.kept));
+    }
     return finish(loaded);
 }
 
@@ -296,6 +308,7 @@ DeltaBlameStoreSaveResult DeltaBlameSnapshotStore::save(
     std::erase_if(loaded.kept, [&](const Kept& k) {
         return k.envelope.draft.snapshotID == envelope.draft.snapshotID;
     });
+    encodeAll(loaded.kept);
     std::deque<Kept> next = loaded.kept;
     next.push_back({envelope, std::move(*encoded)});
     trim(next, limits_, keyCheck);

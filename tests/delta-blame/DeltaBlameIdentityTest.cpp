@@ -34,6 +34,18 @@ TEST(DeltaBlameIdentityTest, TokenIsTheHmacOfTheLengthPrefixedMessage) {
     EXPECT_NE(p.token({"L", "ab"}), p.token({"La", "b"}));
 }
 
+TEST(DeltaBlameIdentityTest, AuthenticationCodeIsHmacSha256) {
+    InstallationKey key;
+    for (size_t i = 0; i < key.bytes.size(); ++i) key.bytes[i] = static_cast<uint8_t>(i * 7);
+    const DeltaBlameIdentityHMACProvider provider(key);
+    for (const std::string& message :
+         {std::string(), std::string("x"), std::string(64, 'm'), std::string(1000, '\0')})
+        EXPECT_EQ(provider.authenticationCode(message), keyedHash(key, message)) << message.size();
+    // A copy shares the prepared pads and gives the same codes.
+    const auto copy = provider;
+    EXPECT_EQ(copy.authenticationCode("Hi There"), keyedHash(key, "Hi There"));
+}
+
 TEST(DeltaBlameIdentityTest, ProviderWantsExactly32KeyBytes) {
     for (size_t length : {0u, 16u, 31u, 33u, 64u}) {
         auto made = DeltaBlameIdentityHMACProvider::make(std::string(length, 'k'));
