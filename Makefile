@@ -39,7 +39,7 @@ bench: setup
 	bench/run.sh
 	bench/dups.sh 2000 build/release
 
-# The history loader and the preference-blob decoders (ignore list, kept folders, home grant,
+# The history loader, the scan-snapshot loader and the preference-blob decoders (ignore list, kept folders, home grant,
 # metric history) under libFuzzer (clang, AddressSanitizer, UBSan) for FUZZ_SECONDS each,
 # starting from the seeds in fuzz/corpus and fuzz/<blob>-corpus; new inputs they find are kept
 # in build/fuzz/corpus and build/fuzz/<blob>-corpus.
@@ -51,6 +51,9 @@ fuzz: setup
 	mkdir -p build/fuzz/corpus
 	build/fuzz/bin/audit_loader_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
 		build/fuzz/corpus fuzz/corpus
+	mkdir -p build/fuzz/delta-blame-corpus
+	build/fuzz/bin/delta_blame_loader_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
+		build/fuzz/delta-blame-corpus fuzz/delta-blame-corpus
 	mkdir -p build/fuzz/ignore-list-corpus
 	build/fuzz/bin/ignore_list_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
 		build/fuzz/ignore-list-corpus fuzz/ignore-list-corpus

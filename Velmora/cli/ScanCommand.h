@@ -1,10 +1,12 @@
 #pragma once
-// `velmora scan`: a read-only cleanup scan printed as a table or as JSON.
+// `velmora scan`: a cleanup scan printed as a table or as JSON. It changes none of the scanned
+// items; a completed scan is kept as a privacy-preserving snapshot in Velmora's data folder.
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "CleanerCore/workflows/ScanSetup.h"
+#include "CleanerCore/workflows/SnapshotCapture.h"
 #include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora::cli {
@@ -31,8 +33,12 @@ void warnScanningInStandardMode(AppLanguage language);
 ScanReport scanWithProgress(const ScanSetup& setup, bool quiet, const CancellationToken& cancel,
                             AppLanguage language);
 
-/// Runs the scan and prints it. Exit status: 0 done, 2 refused input (nothing scanned),
-/// 130 cancelled (the partial report is still printed).
+/// Says on standard error what went wrong when a finished scan's snapshot was kept: a snapshot
+/// store that had to be set aside, or a snapshot that could not be saved. Silent otherwise.
+void explainSnapshotCapture(const SnapshotCaptureOutcome& outcome, AppLanguage language);
+
+/// Runs the scan and prints it; a completed scan is also kept as a snapshot. Exit status: 0 done, 2
+/// refused input (nothing scanned), 130 cancelled (the partial report is still printed).
 int runScanCommand(const ScanCommandOptions& options);
 
 }  // namespace velmora::cli

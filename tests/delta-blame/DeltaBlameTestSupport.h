@@ -1,0 +1,69 @@
+#pragma once
+// Fixed keys, scan reports and captured snapshots for the delta-blame tests.
+#include <string>
+#include <vector>
+
+#include "CleanerCore/delta-blame/DeltaBlameDraftBuilder.h"
+#include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
+
+namespace velmora::test {
+
+/// A provider under 32 bytes of `fill`.
+inline DeltaBlameIdentityHMACProvider providerFilledWith(char fill) {
+    return *DeltaBlameIdentityHMACProvider::make(std::string(32, fill));
+}
+
+inline CleanupCandidate candidateAt(const std::string& path, CleanupCategory category, int64_t size,
+                                    std::optional<std::string> resource = {}) {
+    CleanupCandidate c;
+    c.url = FileURL(path);
+    c.displayName = lastPathComponent(path);
+    c.category = category;
+    c.sizeBytes = size;
+    c.lastModified = 700'000'000.1234567;
+    if (resource) {
+        FileResourceIdentity identity;
+        identity.fileResourceIdentifier = *resource;
+        identity.isDirectory = true;
+        identity.creationDate = 690'000'000.5;
+        c.resourceIdentity = identity;
+    }
+    return c;
+}
+
+/// Two roots, three categories, five candidates (one without a resource identity).
+inline ScanReport sampleReport() {
+    ScanReport r;
+    r.scannedAt = 700'000'100;
+    r.hasCompletedScan = true;
+    r.scannedRoots = {FileURL::directory("/home/u/.cache"), FileURL::directory("/tmp/scratch")};
+    r.candidates = {
+        candidateAt("/home/u/.cache/pip", CleanupCategory::packageManagerCaches, 500, "2049:11"),
+        candidateAt("/home/u/.cache/thumbnails", CleanupCategory::userCaches, 300, "2049:12"),
+        candidateAt("/home/u/.cache/mesa", CleanupCategory::userCaches, 300, "2049:13"),
+        candidateAt("/home/u/.cache/fontconfig", CleanupCategory::userCaches, 100),
+        candidateAt("/tmp/scratch/build-1", CleanupCategory::temporaryFiles, 900, "2050:7"),
+    };
+    return r;
+}
+
+inline DeltaBlameCaptureRequest sampleRequest(DeltaBlameLimits limits = {}) {
+    DeltaBlameCaptureRequest q;
+    q.snapshotID = "7F3C2A10-5B6D-4E8F-9A0B-1C2D3E4F5A6B";
+    q.scanRunID = "0A1B2C3D-4E5F-4A6B-8C7D-9E0F1A2B3C4D";
+    q.capturedAt = 700'000'200.25;
+    q.scanMode = CleanupScanMode::standard;
+    q.policyRevision = "cleanup-policy/3";
+    q.limits = limits;
+    return q;
+}
+
+inline DeltaBlameSnapshotDraftEnvelope sampleEnvelope(DeltaBlameLimits limits = {},
+                                                      char keyFill = 'k') {
+    auto built = captureDeltaBlameSnapshot(sampleReport(), sampleRequest(limits),
+                                           providerFilledWith(keyFill));
+    if (!built) throw std::runtime_error(built.error().description());
+    return *built;
+}
+
+}  // namespace velmora::test
