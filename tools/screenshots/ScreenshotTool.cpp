@@ -1,6 +1,7 @@
 // Takes a picture of each section of the desktop application in one language, on a sample
 // home built for the purpose (never the person's own): the dashboard after a scan, the
-// review, the confirmation dialog, the history after a cleanup, the settings, the insights
+// review, the confirmation dialog, the history after a cleanup, the settings, a scan after the
+// cleanup, the insights
 // (storage map as treemap and flame graph, duplicates, system panel) and resource relief over
 // made-up applications (a picture must not show what runs on the machine that takes it).
 //
@@ -239,6 +240,11 @@ int main(int argc, char** argv) {
         status |= !save(window, prefix + "-history.png");
         window.showSection(MainWindow::Section::settings);
         status |= !save(window, prefix + "-settings.png");
+        // A scan after the cleanup says whether what was cleaned came back.
+        session.cleaner().startScan(CleanupScanMode::direct);
+        waitFor(&session.cleaner(), &CleanerViewModel::reportChanged);
+        window.showSection(MainWindow::Section::dashboard);
+        status |= !save(window, prefix + "-rescanned.png");
 
         window.showSection(MainWindow::Section::insights);
         InsightsPage* insights = window.insights();
