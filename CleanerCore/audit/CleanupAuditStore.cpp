@@ -15,6 +15,7 @@
 #include "CleanerCore/audit/CleanupAuditDigest.h"
 #include "CleanerCore/audit/CleanupAuditJson.h"
 #include "CleanerCore/audit/CleanupAuditMarkers.h"
+#include "CleanerCore/platform/CappedFileRead.h"
 #include "CleanerCore/platform/ExclusiveFileLock.h"
 #include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/platform/UniqueFd.h"
@@ -29,58 +30,6 @@ std::mutex& auditQueue() {
     return queue;
 }
 
-enum class ReadState { missing, data, oversized, unreadable, unavailable };
-
-struct ReadOutcome {
-    ReadState state = ReadState::missing;
-    std::string data;
-};
-
-// Errors that describe the process, not the file: the file must not be moved aside for them.
-bool isTransient(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR ||
-           error == EAGAIN;
-}
-
-ReadOutcome readCapped(const std::string& path) {
-    constexpr auto kCap = static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes);
-    // O_NONBLOCK: a FIFO planted at the path must not block the open.
-    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!fd) {
-        if (errno == ENOENT || errno == ENOTDIR) return {ReadState::missing, {}};
-        return {isTransient(errno) ? ReadState::unavailable : ReadState::unreadable, {}};
-    }
-    struct stat st {};
-    if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) return {ReadState::unreadable, {}};
-    if (st.st_size > static_cast<off_t>(kCap)) return {ReadState::oversized, {}};
-
-    // The size may change under us: read up to one byte past the cap to know.
-    std::string data(static_cast<size_t>(st.st_size) + 1, '\0');
-    size_t got = 0;
-    while (got <= kCap) {
-        if (got == data.size()) data.resize(std::min(2 * data.size(), kCap + 1));
-        const ssize_t n = ::read(fd.get(), data.data() + got, data.size() - got);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return {ReadState::unreadable, {}};
-        }
-        if (n == 0) break;
-        got += static_cast<size_t>(n);
-    }
-    if (got > kCap) return {ReadState::oversized, {}};
-    data.resize(got);
-    return {ReadState::data, std::move(data)};
-}
-
-// Moves the file aside in its folder. The new path, or nullopt when it could not be moved.
-std::optional<std::string> backUp(const std::string& path, std::string_view reason) {
-    std::string aside = path + "." + std::string(reason) + "-" +
-                        std::to_string(static_cast<long long>(::time(nullptr))) + "-" +
-                        makeUUIDString();
-    if (::rename(path.c_str(), aside.c_str()) != 0) return std::nullopt;
-    return aside;
-}
-
 struct LoadedHistory {
     std::vector<CleanupAuditEntry> entries;
     std::optional<std::string> fileText;  ///< the bytes read, when they decoded strictly
@@ -91,26 +40,27 @@ struct LoadedHistory {
 
 LoadedHistory load(const std::string& path, bool mayModify) {
     LoadedHistory out;
-    ReadOutcome read = readCapped(path);
+    CappedRead read =
+        readFileCapped(path, static_cast<size_t>(CleanupAuditStore::kMaximumFileBytes));
     auto setAside = [&](std::string_view reason) {
         out.damage = std::string(reason);
-        if (mayModify) out.backupPath = backUp(path, reason);
+        if (mayModify) out.backupPath = setFileAside(path, reason);
         out.mayWrite = out.backupPath.has_value();
     };
     switch (read.state) {
-        case ReadState::missing:
+        case CappedReadState::missing:
             return out;
-        case ReadState::unavailable:
+        case CappedReadState::unavailable:
             out.mayWrite = false;
             out.damage = "unavailable";
             return out;
-        case ReadState::oversized:
+        case CappedReadState::oversized:
             setAside("oversized");
             return out;
-        case ReadState::unreadable:
+        case CappedReadState::unreadable:
             setAside("unreadable");
             return out;
-        case ReadState::data:
+        case CappedReadState::data:
             break;
     }
     if (read.data.empty()) return out;  // an empty history, left as it is

@@ -12,6 +12,7 @@
 
 #include "CleanerCore/base/FileURL.h"
 #include "CleanerCore/delta-blame/DeltaBlameValidation.h"
+#include "CleanerCore/platform/CappedFileRead.h"
 #include "CleanerCore/platform/ExclusiveFileLock.h"
 #include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/platform/UniqueFd.h"
@@ -25,55 +26,6 @@ using json = nlohmann::json;
 std::mutex& storeQueue() {
     static std::mutex queue;
     return queue;
-}
-
-enum class ReadState { missing, data, oversized, unreadable, unavailable };
-
-struct ReadOutcome {
-    ReadState state = ReadState::missing;
-    std::string data;
-};
-
-// Errors that describe the process, not the file: the file must not be set aside for them.
-bool isTransient(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR ||
-           error == EAGAIN;
-}
-
-ReadOutcome readCapped(const std::string& path, size_t cap) {
-    // O_NONBLOCK: a FIFO planted at the path must not block the open.
-    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!fd) {
-        if (errno == ENOENT || errno == ENOTDIR) return {ReadState::missing, {}};
-        return {isTransient(errno) ? ReadState::unavailable : ReadState::unreadable, {}};
-    }
-    struct stat st {};
-    if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) return {ReadState::unreadable, {}};
-    if (st.st_size > static_cast<off_t>(cap)) return {ReadState::oversized, {}};
-    // The size may change under us: read up to one byte past the cap to know.
-    std::string data(static_cast<size_t>(st.st_size) + 1, '\0');
-    size_t got = 0;
-    while (got <= cap) {
-        if (got == data.size()) data.resize(std::min(2 * data.size(), cap + 1));
-        const ssize_t n = ::read(fd.get(), data.data() + got, data.size() - got);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return {ReadState::unreadable, {}};
-        }
-        if (n == 0) break;
-        got += static_cast<size_t>(n);
-    }
-    if (got > cap) return {ReadState::oversized, {}};
-    data.resize(got);
-    return {ReadState::data, std::move(data)};
-}
-
-std::optional<std::string> setAside(const std::string& path, std::string_view reason) {
-    std::string aside = path + "." + std::string(reason) + "-" +
-                        std::to_string(static_cast<long long>(::time(nullptr))) + "-" +
-                        makeUUIDString();
-    if (::rename(path.c_str(), aside.c_str()) != 0) return std::nullopt;
-    return aside;
 }
 
 // One snapshot as it is kept: the value and, once it is needed for writing, its encoded text.
@@ -138,24 +90,24 @@ Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
     auto startAnew = [&](DeltaBlameStoreIssue issue) {
         out.kept.clear();
         out.state.issue = issue;
-        if (mayModify) out.state.backupPath = setAside(path, rawValue(issue));
+        if (mayModify) out.state.backupPath = setFileAside(path, rawValue(issue));
         out.mayWrite = out.state.backupPath.has_value();
     };
-    ReadOutcome read = readCapped(path, static_cast<size_t>(limits.maximumEncodedStoreBytes));
+    CappedRead read = readFileCapped(path, static_cast<size_t>(limits.maximumEncodedStoreBytes));
     switch (read.state) {
-        case ReadState::missing:
+        case CappedReadState::missing:
             return out;
-        case ReadState::unavailable:
+        case CappedReadState::unavailable:
             out.state.issue = DeltaBlameStoreIssue::unavailable;
             out.mayWrite = false;
             return out;
-        case ReadState::oversized:
+        case CappedReadState::oversized:
             startAnew(DeltaBlameStoreIssue::oversized);
             return out;
-        case ReadState::unreadable:
+        case CappedReadState::unreadable:
             startAnew(DeltaBlameStoreIssue::unreadable);
             return out;
-        case ReadState::data:
+        case CappedReadState::data:
             break;
     }
 
@@ -186,7 +138,7 @@ Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
     }
     if (out.state.droppedSnapshots > 0) {
         out.state.issue = DeltaBlameStoreIssue::invalidSnapshots;
-        if (mayModify) out.state.backupPath = setAside(path, rawValue(*out.state.issue));
+        if (mayModify) out.state.backupPath = setFileAside(path, rawValue(*out.state.issue));
         out.mayWrite = out.state.backupPath.has_value();
         out.changed = true;
     }
