@@ -54,4 +54,16 @@ std::string integritySentence(const CleanupAuditChainReport& report) {
            "was written.";
 }
 
+std::string_view rawValue(CleanupAuditChainStatus status) {
+    switch (status) {
+        case CleanupAuditChainStatus::intact:
+            return "intact";
+        case CleanupAuditChainStatus::unverifiable:
+            return "unverifiable";
+        case CleanupAuditChainStatus::broken:
+            break;
+    }
+    return "broken";
+}
+
 }  // namespace velmora

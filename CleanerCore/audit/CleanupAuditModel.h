@@ -54,6 +54,7 @@ struct CleanupAuditEntry {
 };
 
 enum class CleanupAuditChainStatus { intact, unverifiable, broken };
+std::string_view rawValue(CleanupAuditChainStatus);
 
 struct CleanupAuditChainReport {
     CleanupAuditChainStatus status = CleanupAuditChainStatus::intact;

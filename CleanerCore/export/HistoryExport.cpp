@@ -110,18 +110,6 @@ void putOptional(nlohmann::json& j, const char* key, const std::optional<T>& val
 
 }  // namespace
 
-std::string_view rawValue(CleanupAuditChainStatus status) {
-    switch (status) {
-        case CleanupAuditChainStatus::intact:
-            return "intact";
-        case CleanupAuditChainStatus::unverifiable:
-            return "unverifiable";
-        case CleanupAuditChainStatus::broken:
-            break;
-    }
-    return "broken";
-}
-
 CleanupAuditExportPayload makeCleanupAuditExport(const std::vector<CleanupAuditEntry>& newestFirst,
                                                  const ExportSettings& settings) {
     const Tokens tokens{settings.redactor};

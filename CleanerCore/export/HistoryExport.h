@@ -114,8 +114,6 @@ CleanupAuditExportPayload makeCleanupAuditExport(const std::vector<CleanupAuditE
 std::string exportCleanupHistory(const std::vector<CleanupAuditEntry>& newestFirst,
                                  const ExportSettings& settings);
 
-std::string_view rawValue(CleanupAuditChainStatus status);
-
 void to_json(nlohmann::json&, const CleanupAuditCleanedItemExportRow&);
 void from_json(const nlohmann::json&, CleanupAuditCleanedItemExportRow&);
 void to_json(nlohmann::json&, const CleanupAuditExportRow&);

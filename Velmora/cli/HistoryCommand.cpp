@@ -19,18 +19,6 @@ namespace velmora::cli {
 
 namespace {
 
-std::string_view rawValue(CleanupAuditChainStatus status) {
-    switch (status) {
-        case CleanupAuditChainStatus::intact:
-            return "intact";
-        case CleanupAuditChainStatus::unverifiable:
-            return "unverifiable";
-        case CleanupAuditChainStatus::broken:
-            break;
-    }
-    return "broken";
-}
-
 // Whether `head` (the newest entry the last append wrote) is still in the history unchanged.
 bool holdsHead(const std::vector<CleanupAuditEntry>& entries, const CleanupAuditHead& head) {
     for (const auto& e : entries) {
