@@ -198,6 +198,9 @@ class ItemMatcher {
             const auto it = byResource.find(resourceKey(o));
             if (it == byResource.end() || !earlierLeft_.count(it->second)) continue;
             const auto& e = earlier_.evidence[it->second];
+            // A file number is reused once its file is gone: another birth time means another
+            // item that happens to have the old number.
+            if (e.creationDate && o.creationDate && *e.creationDate != *o.creationDate) continue;
             const bool samePlace = e.rootDescriptorID == o.rootDescriptorID &&
                                    e.pathToken == o.pathToken && e.categoryKey == o.categoryKey;
             matched(it->second, l,

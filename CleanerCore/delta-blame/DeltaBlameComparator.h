@@ -25,9 +25,10 @@
 // evidence was cut); root rows sum a root's aggregates.
 //
 // Items: the evidence of compared roots, matched in three passes.
-//   1. The same resource token with the same corroborator, in any compared root: the same
-//      item. At the same root and path token (or without path tokens) and in the same category
-//      it is unchanged, grown or shrunk by bytes; elsewhere it is a probableMove.
+//   1. The same resource token with the same corroborator, in any compared root, and the same
+//      creation date where both sides know it (a file number is reused once its file is gone):
+//      the same item. At the same root and path token (or without path tokens) and in the same
+//      category it is unchanged, grown or shrunk by bytes; elsewhere it is a probableMove.
 //   2. The same root and path token: the same place, so the same item as far as a person can
 //      tell (a cache file rewritten under the same name): unchanged, grown or shrunk.
 //   3. What is left: an earlier and a later item in the same category, of the same byte count,

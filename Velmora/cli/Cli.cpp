@@ -13,6 +13,7 @@
 #include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/ExportCommand.h"
 #include "Velmora/cli/FoldersCommand.h"
+#include "Velmora/cli/GrowthCommand.h"
 #include "Velmora/cli/HistoryCommand.h"
 #include "Velmora/cli/IgnoreCommand.h"
 #include "Velmora/cli/InsightsCommand.h"
@@ -140,6 +141,10 @@ int run(int argc, char** argv) {
     ReliefCommandOptions relief;
     CLI::App* reliefCommand = nullptr;
     CLI::App* reliefQuitCommand = nullptr;
+    GrowthCommandOptions growth;
+    SnapshotsCommandOptions snapshots;
+    CLI::App* growthCommand = nullptr;
+    CLI::App* snapshotsCommand = nullptr;
     ExportCommandOptions exported;
     ScanFlags exportFlags;
     CLI::App* exportCommand = nullptr;
@@ -458,6 +463,28 @@ int run(int argc, char** argv) {
         remindCommand->add_flag("--json", remind.json,
                                 copy.text("Print the result as JSON", "결과를 JSON으로 출력"));
 
+        growthCommand = app.add_subcommand(
+            "growth", copy.text("What grew between two scans, by category and folder, from the "
+                                "kept scan snapshots (read-only)",
+                                "보관된 검사 스냅샷으로 두 검사 사이에 범주와 폴더별로 무엇이 "
+                                "늘었는지 표시 (읽기 전용)"));
+        growthCommand
+            ->add_option("--since", growth.sinceDays,
+                         copy.text("Compare with the scan from this many days ago (default: the "
+                                   "scan before the newest)",
+                                   "이만큼 며칠 전의 검사와 비교 (기본값: 마지막 검사 바로 앞의 "
+                                   "검사)"))
+            ->check(CLI::Range(0, 36500))
+            ->type_name("DAYS");
+        growthCommand->add_flag("--json", growth.json,
+                                copy.text("Print the comparison as JSON", "비교를 JSON으로 출력"));
+        snapshotsCommand = app.add_subcommand(
+            "snapshots", copy.text("List the kept scan snapshots, oldest first (read-only)",
+                                   "보관된 검사 스냅샷을 오래된 것부터 나열 (읽기 전용)"));
+        snapshotsCommand->add_flag(
+            "--json", snapshots.json,
+            copy.text("Print the snapshots as JSON", "스냅샷을 JSON으로 출력"));
+
         reliefCommand = app.add_subcommand(
             "relief",
             copy.text("Running apps ranked by CPU and memory, with their ids and whether they "
@@ -673,6 +700,17 @@ int run(int argc, char** argv) {
             exported.subject = ExportSubject::history;
         }
         return runExportCommand(exported);
+    }
+    if (growthCommand->parsed()) {
+        growth.homeOverride = home;
+        growth.runLanguage = chosenLanguage;
+        growth.catalogue = chosen;
+        return runGrowthCommand(growth);
+    }
+    if (snapshotsCommand->parsed()) {
+        snapshots.homeOverride = home;
+        snapshots.runLanguage = chosenLanguage;
+        return runSnapshotsCommand(snapshots);
     }
     if (historyCommand->parsed()) {
         history.homeOverride = home;

@@ -83,6 +83,14 @@ TEST(DeltaBlameComparatorTest, ClassifiesEachItemByTokenPlaceAndShape) {
          [](auto& c) { c[1].url = FileURL(kCache + "/thumbs-old"); },
          {{Kind::unchanged, 3}, {Kind::probableMove, 1}},
          0},
+        {"a gone item's number reused by a new one",
+         [](auto& c) {
+             c[2].url = FileURL(kCache + "/go-build");
+             c[2].resourceIdentity->creationDate = 700'000'000;
+             c[2].sizeBytes = 350;
+         },
+         {{Kind::unchanged, 3}, {Kind::noLongerObserved, 1}, {Kind::added, 1}},
+         50},
         {"rewritten under the same name with a new resource",
          [](auto& c) {
              c[0].resourceIdentity->fileResourceIdentifier = "2049:99";
