@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <deque>
 #include <mutex>
@@ -28,17 +29,11 @@ std::mutex& storeQueue() {
     return queue;
 }
 
-// One snapshot as it is kept: the value and, once it is needed for writing, its encoded text.
+// One snapshot as it is kept: its encoded text and, when it was decoded, its value.
 struct Kept {
-    DeltaBlameSnapshotDraftEnvelope envelope;
-    std::string encoded;  ///< empty until `encodeAll`
+    std::optional<DeltaBlameSnapshotDraftEnvelope> envelope;
+    std::string encoded;
 };
-
-// Loading only reads; the texts are made when a file is to be written.
-void encodeAll(std::deque<Kept>& kept) {
-    for (auto& k : kept)
-        if (k.encoded.empty()) k.encoded = deltaBlameEnvelopeToJson(k.envelope).dump();
-}
 
 struct Loaded {
     std::deque<Kept> kept;
@@ -47,32 +42,77 @@ struct Loaded {
     bool changed = false;        ///< the file should be rewritten
 };
 
+// The layout this store writes: the header (through "[") on the first line, one snapshot per
+// line, each but the last followed by a comma, and "]}" on the last line. A snapshot's compact
+// JSON never holds a raw line break, so a save can carry the snapshots of such a file over as
+// lines without decoding them (which costs far more than the scan it follows); a load decodes
+// and validates every one.
+constexpr std::string_view kFooter = "]}\n";
+
+std::string header(const std::string& keyCheck) {
+    return "{\"keyCheck\":" + json(keyCheck).dump() +
+           ",\"schemaVersion\":" + std::to_string(kDeltaBlameSchemaVersion) + ",\"snapshots\":[\n";
+}
+
 std::string document(const std::string& keyCheck, const std::deque<Kept>& kept) {
-    std::string out = "{\"keyCheck\":" + json(keyCheck).dump() +
-                      ",\"schemaVersion\":" + std::to_string(kDeltaBlameSchemaVersion) +
-                      ",\"snapshots\":[";
+    std::string out = header(keyCheck);
     for (size_t i = 0; i < kept.size(); ++i) {
-        if (i) out += ',';
         out += kept[i].encoded;
+        if (i + 1 < kept.size()) out += ',';
+        out += '\n';
     }
-    out += "]}";
+    out += kFooter;
     return out;
 }
 
+// The snapshots of a file in this store's own layout under `keyCheck`, as lines; nullopt for
+// anything else (another layout, another key, a cut line), which then goes through the parser.
+std::optional<std::deque<Kept>> ownLayoutLines(std::string_view data, const std::string& keyCheck) {
+    const std::string head = header(keyCheck);
+    if (data.size() < head.size() + kFooter.size() || !data.starts_with(head) ||
+        !data.ends_with(kFooter))
+        return std::nullopt;
+    std::string_view body = data.substr(head.size(), data.size() - head.size() - kFooter.size());
+    std::deque<Kept> kept;
+    while (!body.empty()) {
+        const size_t end = body.find('\n');
+        if (end == std::string_view::npos) return std::nullopt;
+        std::string_view line = body.substr(0, end);
+        body.remove_prefix(end + 1);
+        if (!body.empty()) {
+            if (!line.ends_with(',')) return std::nullopt;
+            line.remove_suffix(1);
+        }
+        if (line.size() < 2 || line.front() != '{' || line.back() != '}') return std::nullopt;
+        kept.push_back({std::nullopt, std::string(line)});
+    }
+    return kept;
+}
+
+bool holdsSnapshot(const Kept& kept, const std::string& snapshotID) {
+    if (kept.envelope) return kept.envelope->draft.snapshotID == snapshotID;
+    const std::string needle = "\"snapshotID\":" + json(snapshotID).dump();
+    // memmem: a line is a few hundred kilobytes, and a save looks through every one.
+    return ::memmem(kept.encoded.data(), kept.encoded.size(), needle.data(), needle.size()) !=
+           nullptr;
+}
+
 size_t documentSize(const std::string& keyCheck, const std::deque<Kept>& kept) {
-    size_t size = document(keyCheck, {}).size();
-    for (const auto& k : kept) size += k.encoded.size();
+    size_t size = header(keyCheck).size() + kFooter.size();
+    for (const auto& k : kept) size += k.encoded.size() + 1;
     return size + (kept.empty() ? 0 : kept.size() - 1);
 }
 
-// Drops the oldest until the count and the size hold. True when something was dropped.
-bool trim(std::deque<Kept>& kept, const DeltaBlameLimits& limits, const std::string& keyCheck) {
-    bool dropped = false;
-    while (!kept.empty() &&
-           (static_cast<int64_t>(kept.size()) > limits.maximumSnapshots ||
-            static_cast<int64_t>(documentSize(keyCheck, kept)) > limits.maximumEncodedStoreBytes)) {
+// Drops the oldest until the count and the size hold; returns them, oldest first.
+std::deque<Kept> trim(std::deque<Kept>& kept, const DeltaBlameLimits& limits,
+                      const std::string& keyCheck) {
+    std::deque<Kept> dropped;
+    size_t size = documentSize(keyCheck, kept);
+    while (!kept.empty() && (static_cast<int64_t>(kept.size()) > limits.maximumSnapshots ||
+                             static_cast<int64_t>(size) > limits.maximumEncodedStoreBytes)) {
+        size -= kept.front().encoded.size() + 1 + (kept.size() > 1 ? 1 : 0);
+        dropped.push_back(std::move(kept.front()));
         kept.pop_front();
-        dropped = true;
     }
     return dropped;
 }
@@ -84,8 +124,9 @@ DeltaBlameLimits clamped(DeltaBlameLimits limits) {
     return limits;
 }
 
+// `forSave`: the snapshots of a file in the store's own layout are carried over undecoded.
 Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
-                const std::string& keyCheck, bool mayModify) {
+                const std::string& keyCheck, bool mayModify, bool forSave = false) {
     Loaded out;
     auto startAnew = [&](DeltaBlameStoreIssue issue) {
         out.kept.clear();
@@ -110,6 +151,12 @@ Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
         case CappedReadState::data:
             break;
     }
+    if (forSave) {
+        if (auto lines = ownLayoutLines(read.data, keyCheck)) {
+            out.kept = std::move(*lines);
+            return out;
+        }
+    }
 
     json doc = json::parse(read.data, nullptr, /*allow_exceptions=*/false);
     const bool wellFormed = doc.is_object() && doc.contains("keyCheck") &&
@@ -131,7 +178,8 @@ Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
                 ++out.state.droppedSnapshots;
                 continue;
             }
-            out.kept.push_back({std::move(envelope), {}});
+            // A valid snapshot's document is its encoding (sorted keys, whole numbers only).
+            out.kept.push_back({std::move(envelope), item.dump()});
         } catch (const std::exception&) {
             ++out.state.droppedSnapshots;
         }
@@ -153,7 +201,8 @@ Loaded loadFile(const std::string& path, const DeltaBlameLimits& limits,
 DeltaBlameStoreState finish(Loaded& loaded) {
     DeltaBlameStoreState state = std::move(loaded.state);
     state.snapshots.clear();
-    for (auto& k : loaded.kept) state.snapshots.push_back(std::move(k.envelope));
+    for (auto& k : loaded.kept)
+        if (k.envelope) state.snapshots.push_back(std::move(*k.envelope));
     return state;
 }
 
@@ -212,10 +261,8 @@ DeltaBlameStoreState DeltaBlameSnapshotStore::load() const {
     const auto lock = ExclusiveFileLock::acquire(filePath_ + ".lock");
     const std::string keyCheck = provider_.storeKeyCheck();
     Loaded loaded = loadFile(filePath_, limits_, keyCheck, lock.has_value());
-    if (lock && loaded.changed && loaded.mayWrite) {
-        encodeAll(loaded.kept);
+    if (lock && loaded.changed && loaded.mayWrite)
         (void)writeFileAtomically(filePath_, document(keyCheck, loaded.kept));
-    }
     return finish(loaded);
 }
 
@@ -228,7 +275,8 @@ DeltaBlameStoreSaveResult DeltaBlameSnapshotStore::save(
     auto readOnly = [&] {
         std::lock_guard guard(storeQueue());
         Loaded loaded = loadFile(filePath_, limits_, keyCheck, /*mayModify=*/false);
-        return finish(loaded);
+        result.keptSnapshots = static_cast<int64_t>(loaded.kept.size());
+        return std::move(loaded.state);
     };
     if (auto e = validateDeltaBlameDraft(envelope.draft, envelope.limits)) {
         result.refused = Refusal{*e};
@@ -252,23 +300,25 @@ DeltaBlameStoreSaveResult DeltaBlameSnapshotStore::save(
     std::lock_guard guard(storeQueue());
     const bool haveFolder = createFolders(deletingLastPathComponent(filePath_), 0700);
     const auto lock = ExclusiveFileLock::acquire(filePath_ + ".lock");
-    Loaded loaded = loadFile(filePath_, limits_, keyCheck, lock.has_value());
+    Loaded loaded = loadFile(filePath_, limits_, keyCheck, lock.has_value(), /*forSave=*/true);
     if (!haveFolder || !lock || !loaded.mayWrite) {
-        result.state = finish(loaded);
+        result.keptSnapshots = static_cast<int64_t>(loaded.kept.size());
+        result.state = std::move(loaded.state);
         return result;
     }
-    std::erase_if(loaded.kept, [&](const Kept& k) {
-        return k.envelope.draft.snapshotID == envelope.draft.snapshotID;
-    });
-    encodeAll(loaded.kept);
-    std::deque<Kept> next = loaded.kept;
-    next.push_back({envelope, std::move(*encoded)});
-    trim(next, limits_, keyCheck);
-    result.writeFailure = writeFileAtomically(filePath_, document(keyCheck, next));
+    std::erase_if(loaded.kept,
+                  [&](const Kept& k) { return holdsSnapshot(k, envelope.draft.snapshotID); });
+    loaded.kept.push_back({std::nullopt, std::move(*encoded)});
+    auto dropped = trim(loaded.kept, limits_, keyCheck);
+    result.writeFailure = writeFileAtomically(filePath_, document(keyCheck, loaded.kept));
     result.written = !result.writeFailure;
-    // After a failed write the file still holds what was loaded.
-    if (result.written) loaded.kept = std::move(next);
-    result.state = finish(loaded);
+    if (!result.written) {  // the file still holds what was there
+        loaded.kept.pop_back();
+        loaded.kept.insert(loaded.kept.begin(), std::make_move_iterator(dropped.begin()),
+                           std::make_move_iterator(dropped.end()));
+    }
+    result.keptSnapshots = static_cast<int64_t>(loaded.kept.size());
+    result.state = std::move(loaded.state);
     return result;
 }
 

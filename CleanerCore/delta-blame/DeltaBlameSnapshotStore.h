@@ -12,6 +12,13 @@
 // another key can never match this key's, so a file whose check differs (the key was replaced,
 // say because its file was damaged) is of no use for comparisons.
 //
+// The file has the header through "[" on its first line, one snapshot per line and "]}" on the
+// last. A save carries the snapshots of a file in exactly that layout, under this key, over as
+// they are, without decoding them: decoding twenty snapshots costs many times the scan a
+// snapshot is saved after. Any other file (another layout, another key, a cut line) is loaded
+// as below first. A snapshot damaged inside its line is therefore caught by the next load, which
+// drops it and sets the file aside.
+//
 // Loading, in order:
 //   - a missing file is an empty store; nothing is created;
 //   - a file larger than `maximumEncodedStoreBytes`, one that cannot be read (a link, a folder,
@@ -61,7 +68,10 @@ struct DeltaBlameStoreState {
 };
 
 struct DeltaBlameStoreSaveResult {
-    DeltaBlameStoreState state;  ///< what the store holds now (or still, when nothing changed)
+    /// What happened to the file on the way (issue, backup). A save does not decode what it
+    /// keeps, so `state.snapshots` is empty: `load` them when they are needed.
+    DeltaBlameStoreState state;
+    int64_t keptSnapshots = 0;  ///< how many the store holds now (or still, when nothing changed)
     /// Why the snapshot was refused: it does not validate, or cannot be encoded or fit alone.
     std::optional<std::variant<DeltaBlameValidationError, DeltaBlameTemporaryCodecError>> refused;
     std::optional<AtomicWriteFailure> writeFailure;

@@ -47,7 +47,7 @@ SnapshotCaptureOutcome captureScanSnapshot(const ScanReport& report, CleanupScan
     auto saved = store.save(*envelope);
     out.storeIssue = saved.state.issue;
     out.storeNotice = saved.state.notice();
-    out.keptSnapshots = static_cast<int64_t>(saved.state.snapshots.size());
+    out.keptSnapshots = saved.keptSnapshots;
     out.saved = saved.written;
     if (saved.refused)
         out.failure = SnapshotCaptureFailure::refused;

@@ -206,3 +206,35 @@ TEST_F(DeltaBlameSnapshotStoreTest, KeyIsNeverWritten) {
 
 }  // namespace
 }  // namespace velmora
+
+namespace velmora {
+namespace {
+
+// A save carries the kept snapshots over as lines without decoding them: a file in another
+// layout still goes through the parser, and a snapshot damaged inside its line is caught by the
+// next load rather than lost or trusted.
+TEST_F(DeltaBlameSnapshotStoreTest, ASaveCarriesLinesOverAndTheNextLoadStillChecksThem) {
+    saveNumbered({1, 2});
+    // The same document on one line, as an older build wrote it.
+    auto doc = nlohmann::json::parse(readFile(file()));
+    writeFile(file(), doc.dump());
+    saveNumbered({3});
+    EXPECT_EQ(ids(store().load()),
+              (std::vector{uuidNumbered(1), uuidNumbered(2), uuidNumbered(3)}));
+
+    // Damage the second snapshot inside its line: the layout still holds.
+    std::string text = readFile(file());
+    const size_t line = text.rfind('\n', text.find(uuidNumbered(2)));
+    text.replace(text.find("\"byteCount\":", line), 12, "\"byteCount\":-");
+    writeFile(file(), text);
+    const auto saved = store().save(envelopeNumbered(4));
+    EXPECT_TRUE(saved.written);
+    EXPECT_EQ(saved.keptSnapshots, 4);
+    const auto state = store().load();
+    EXPECT_EQ(ids(state), (std::vector{uuidNumbered(1), uuidNumbered(3), uuidNumbered(4)}));
+    EXPECT_EQ(state.issue, Issue::invalidSnapshots);
+    EXPECT_EQ(backups("invalidSnapshots").size(), 1u);
+}
+
+}  // namespace
+}  // namespace velmora
