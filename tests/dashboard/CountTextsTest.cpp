@@ -42,6 +42,11 @@ TEST(CountTextsTest, OneIsSingularInEveryLanguage) {
         {localized("8 processors, 1 active", L::french), "8 processeurs, actifs : 1"},
         {localized("1 of 3 items moved, 1.0 kB of 3.0 kB", L::french),
          "1 élément sur 3 déplacé, 1.0 kB sur 3.0 kB"},
+        {localized("Record integrity: 1 records carry no link information, so they cannot be "
+                   "checked.",
+                   L::spanish),
+         "Integridad del registro: 1 registro no tiene información de enlace, así que no se "
+         "puede comprobar."},
         {localized("1 of 3 items moved, 1.0 kB of 3.0 kB", L::german),
          "1 von 3 Objekten verschoben, 1.0 kB von 3.0 kB"},
     };
