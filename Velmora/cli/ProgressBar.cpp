@@ -42,9 +42,11 @@ void ProgressBar::show(const StorageScanProgress& p) {
     const int filled = static_cast<int>(p.fractionCompleted * kBarWidth + 0.5);
     std::string bar = std::string(static_cast<size_t>(filled), '#') +
                       std::string(static_cast<size_t>(kBarWidth - filled), '-');
+    // i18n-example: "1 item  0 found"
     // i18n-example: "1234 items  5 found"
     const std::string counts = VelmoraCopy{language_}.text(
-        fmt::format("{} items  {} found", p.completedItems, p.foundCandidates),
+        fmt::format("{} {}  {} found", p.completedItems, p.completedItems == 1 ? "item" : "items",
+                    p.foundCandidates),
         fmt::format("항목 {}개  후보 {}개", p.completedItems, p.foundCandidates));
     std::string head = fmt::format("[{}] {:3.0f}%  {}  ", bar, p.fractionCompleted * 100, counts);
     const size_t columns = terminalColumns() - 1;

@@ -13,6 +13,7 @@
 #include "Velmora/cli/ProgressBar.h"
 #include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
+#include "VelmoraUI/dashboard/SnapshotTexts.h"
 #include "VelmoraUI/localization/Localizer.h"
 #include "VelmoraUI/state/IgnoredCandidates.h"
 
@@ -48,50 +49,8 @@ void warnScanningInStandardMode(AppLanguage language) {
 }
 
 void explainSnapshotCapture(const SnapshotCaptureOutcome& outcome, AppLanguage language) {
-    const VelmoraCopy copy{language};
-    if (outcome.storeIssue) {
-        switch (*outcome.storeIssue) {
-            case DeltaBlameStoreIssue::oversized:
-            case DeltaBlameStoreIssue::unreadable:
-            case DeltaBlameStoreIssue::undecodable:
-                std::cerr << "velmora: "
-                          << copy.text(
-                                 "the saved scan snapshots could not be read; they were "
-                                 "set aside and new snapshots start now.",
-                                 "저장된 검사 스냅샷을 읽을 수 없어 따로 보관했습니다. "
-                                 "이제 새 스냅샷부터 시작합니다.")
-                          << "\n";
-                break;
-            case DeltaBlameStoreIssue::otherKey:
-                std::cerr << "velmora: "
-                          << copy.text(
-                                 "the saved scan snapshots were made with another "
-                                 "installation key and can no longer be compared; they "
-                                 "were set aside and new snapshots start now.",
-                                 "저장된 검사 스냅샷은 다른 설치 키로 만들어져 더 이상 "
-                                 "비교할 수 없습니다. 따로 보관했으며 이제 새 스냅샷부터 "
-                                 "시작합니다.")
-                          << "\n";
-                break;
-            case DeltaBlameStoreIssue::invalidSnapshots:
-                std::cerr << "velmora: "
-                          << copy.text(
-                                 "some saved scan snapshots were damaged and were left "
-                                 "out; the file as it was has been set aside.",
-                                 "저장된 검사 스냅샷 일부가 손상되어 제외했습니다. 원래 "
-                                 "파일은 따로 보관했습니다.")
-                          << "\n";
-                break;
-            case DeltaBlameStoreIssue::unavailable:
-                break;
-        }
-    }
-    if (outcome.failure && *outcome.failure != SnapshotCaptureFailure::notCompleted) {
-        std::cerr << "velmora: "
-                  << copy.text("the snapshot of this scan could not be saved.",
-                               "이번 검사의 스냅샷을 저장할 수 없습니다.")
-                  << "\n";
-    }
+    for (const std::string& sentence : snapshotCaptureSentences(outcome, language))
+        std::cerr << "velmora: " << sentence << "\n";
 }
 
 int runScanCommand(const ScanCommandOptions& options) {

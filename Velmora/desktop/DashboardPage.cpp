@@ -180,14 +180,8 @@ void DashboardPage::refresh() {
                       "아직 검사하지 않았습니다. 검사 모드를 고르고 검사를 "
                       "시작하세요. 검사는 아무것도 바꾸지 않습니다."));
     } else if (!scanning) {
-        const int64_t bytes = cleaner.reclaimableBytes();
-        const int64_t count = int64_t(cleaner.report().candidates.size());
-        const std::string size = bytesText(bytes, language);
-        const std::string n = std::to_string(count);
-        // i18n-example: "Last scan: 12 items, 1.4 GB can be reclaimed."
-        QString text =
-            copy.text("Last scan: " + n + " items, " + size + " can be reclaimed.",
-                      "마지막 검사: 항목 " + n + "개, " + size + "를 확보할 수 있습니다.");
+        QString text = qs(lastScanSummaryText(int64_t(cleaner.report().candidates.size()),
+                                              cleaner.reclaimableBytes(), language));
         if (cleaner.scanWasCancelled()) {
             text += " " + copy.text(
                               "The scan was cancelled; this is what it found before it "
@@ -210,11 +204,8 @@ void DashboardPage::showProgress() {
     if (!p) return;
     progress_->setValue(int(p->fractionCompleted * 1000));
     const AppLanguage language = session_.language();
-    const std::string items = std::to_string(p->completedItems);
-    const std::string found = std::to_string(p->foundCandidates);
-    // i18n-example: "1234 items looked at, 5 found"
-    QString text = UiCopy{language}.text(items + " items looked at, " + found + " found",
-                                         "항목 " + items + "개 확인, " + found + "개 찾음");
+    QString text = qs(
+        scanProgressCountsText(int64_t(p->completedItems), int64_t(p->foundCandidates), language));
     if (p->currentURL) {
         text += "\n" + qs(printable(displayPath(p->currentURL->path, session_.cleaner().home())));
     }

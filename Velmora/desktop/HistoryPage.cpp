@@ -1,6 +1,12 @@
 #include "Velmora/desktop/HistoryPage.h"
 
+#include <QCheckBox>
+#include <QComboBox>
 #include <QDateTime>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDir>
+#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -16,6 +22,7 @@
 #include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/Formatting.h"
+#include "VelmoraUI/dashboard/HistoryExportViewModel.h"
 #include "VelmoraUI/dashboard/HistoryTexts.h"
 
 namespace velmora::desktop {
@@ -90,7 +97,9 @@ HistoryPage::HistoryPage(DesktopSession& session, QWidget* parent)
       restoreAll_(new QPushButton),
       restoreChecked_(new QPushButton),
       reload_(new QPushButton),
-      message_(new QLabel) {
+      export_(new QPushButton),
+      message_(new QLabel),
+      exportMessage_(new QLabel) {
     setObjectName("historyPage");
     table_->setObjectName("historyTable");
     restoreAll_->setObjectName("restoreAllButton");
@@ -98,8 +107,10 @@ HistoryPage::HistoryPage(DesktopSession& session, QWidget* parent)
     items_->setObjectName("historyItems");
     integrity_->setObjectName("integritySentence");
     message_->setObjectName("historyMessage");
+    export_->setObjectName("historyExportButton");
+    exportMessage_->setObjectName("historyExportMessage");
     markHeading(heading_, 1);
-    for (QLabel* l : {explanation_, integrity_, damage_, entryHeading_, message_}) {
+    for (QLabel* l : {explanation_, integrity_, damage_, entryHeading_, message_, exportMessage_}) {
         l->setWordWrap(true);
         l->setTextInteractionFlags(Qt::TextSelectableByMouse);
     }
@@ -113,6 +124,7 @@ HistoryPage::HistoryPage(DesktopSession& session, QWidget* parent)
     buttons->addWidget(restoreAll_);
     buttons->addWidget(restoreChecked_);
     buttons->addStretch(1);
+    buttons->addWidget(export_);
     buttons->addWidget(reload_);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(heading_);
@@ -124,6 +136,7 @@ HistoryPage::HistoryPage(DesktopSession& session, QWidget* parent)
     layout->addWidget(items_, 1);
     layout->addLayout(buttons);
     layout->addWidget(message_);
+    layout->addWidget(exportMessage_);
 
     HistoryViewModel& history = session_.history();
     connect(&history, &HistoryViewModel::entriesChanged, this, &HistoryPage::refresh);
@@ -135,6 +148,13 @@ HistoryPage::HistoryPage(DesktopSession& session, QWidget* parent)
     connect(restoreAll_, &QPushButton::clicked, this, [this] { restore(false); });
     connect(restoreChecked_, &QPushButton::clicked, this, [this] { restore(true); });
     connect(reload_, &QPushButton::clicked, &history, &HistoryViewModel::reload);
+    HistoryExportViewModel& exports = session_.historyExport();
+    connect(&exports, &HistoryExportViewModel::busyChanged, this, &HistoryPage::showExportState);
+    connect(&exports, &HistoryExportViewModel::exportFinished, this, &HistoryPage::showExportState);
+    connect(export_, &QPushButton::clicked, this, &HistoryPage::startExport);
+    exportDialog_ = [&session](QWidget* owner, AppLanguage language) {
+        return askForHistoryExport(owner, language, qs(session.history().home()));
+    };
     // Refreshing the selected entry's items when the list is read again.
     connect(model_, &QAbstractItemModel::modelReset, this, &HistoryPage::showEntry);
     retranslate();
@@ -153,9 +173,67 @@ void HistoryPage::retranslate() {
     restoreAll_->setText(copy.text("Put the whole cleanup back", "정리 전체 되돌리기"));
     restoreChecked_->setText(copy.text("Put checked items back", "선택한 항목 되돌리기"));
     reload_->setText(copy.text("Refresh", "새로 고침"));
+    export_->setText(copy.text("Export…", "내보내기…"));
     model_->retranslate();
     showEntry();
     refresh();
+    showExportState();
+}
+
+void HistoryPage::showExportState() {
+    const HistoryExportViewModel& exports = session_.historyExport();
+    export_->setEnabled(!exports.isBusy());
+    const auto text = exports.message(session_.language());
+    exportMessage_->setVisible(text.has_value() && !exports.isBusy());
+    if (text) exportMessage_->setText(qs(*text));
+}
+
+void HistoryPage::startExport() {
+    if (session_.historyExport().isBusy()) return;
+    const auto choice = exportDialog_(this, session_.language());
+    if (!choice || choice->path.isEmpty()) return;
+    session_.historyExport().startExport(choice->format, choice->redacted,
+                                         choice->path.toStdString());
+}
+
+std::optional<HistoryExportChoice> askForHistoryExport(QWidget* parent, AppLanguage language,
+                                                       const QString& home) {
+    const UiCopy copy{language};
+    QDialog dialog(parent);
+    dialog.setObjectName("historyExportDialog");
+    dialog.setWindowTitle(copy.text("Export the history", "기록 내보내기"));
+    auto* format = new QComboBox;
+    format->setObjectName("historyExportFormat");
+    format->addItem(copy.text("JSON (every field, for tools)", "JSON (모든 필드, 도구용)"));
+    format->addItem(copy.text("CSV (one row per item, for spreadsheets)",
+                              "CSV (항목마다 한 줄, 스프레드시트용)"));
+    auto* redacted = new QCheckBox(copy.text("Redacted", "가림 처리"));
+    redacted->setObjectName("historyExportRedacted");
+    auto* explanation = new QLabel(qs(redactedExportExplanation(language)));
+    explanation->setWordWrap(true);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
+    buttons->addButton(copy.text("Choose the file…", "파일 고르기…"), QDialogButtonBox::AcceptRole);
+    QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    auto* layout = new QVBoxLayout(&dialog);
+    layout->addWidget(format);
+    layout->addWidget(redacted);
+    layout->addWidget(explanation);
+    layout->addWidget(buttons);
+    if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+
+    HistoryExportChoice choice;
+    choice.format = format->currentIndex() == 1 ? ExportFormat::csv : ExportFormat::json;
+    choice.redacted = redacted->isChecked();
+    const QString suffix = choice.format == ExportFormat::csv ? "csv" : "json";
+    const QString suggested = QDir(home).filePath(
+        QString(choice.redacted ? "velmora-history-redacted." : "velmora-history.") + suffix);
+    choice.path = QFileDialog::getSaveFileName(
+        parent, copy.text("Export the history", "기록 내보내기"), suggested,
+        suffix == "csv" ? copy.text("CSV files (*.csv)", "CSV 파일 (*.csv)")
+                        : copy.text("JSON files (*.json)", "JSON 파일 (*.json)"));
+    if (choice.path.isEmpty()) return std::nullopt;
+    return choice;
 }
 
 void HistoryPage::refresh() {

@@ -7,9 +7,11 @@
 #include "CleanerCore/scanning/DistinctBytes.h"
 #include "CleanerCore/workflows/ScanReappearance.h"
 #include "CleanerCore/workflows/ScanSession.h"
+#include "CleanerCore/workflows/SnapshotCapture.h"
 #include "VelmoraUI/dashboard/CleanupTexts.h"
 #include "VelmoraUI/dashboard/CoreTexts.h"
 #include "VelmoraUI/dashboard/ScanProgressCoalescer.h"
+#include "VelmoraUI/dashboard/SnapshotTexts.h"
 #include "VelmoraUI/localization/Localizer.h"
 #include "VelmoraUI/state/CleanupIgnoreStore.h"
 #include "VelmoraUI/state/CleanupReviewPreferencesStore.h"
@@ -119,10 +121,24 @@ bool CleanerViewModel::startScan(CleanupScanMode mode,
         coalescer->finish();
         // Read here, off the interface thread, and before ignored candidates are hidden.
         auto reappearance = observeReappearance(*setup, report);
+        // The snapshot holds the whole scan (the ignore list only hides candidates from view);
+        // a cancelled scan keeps none.
+        std::optional<SnapshotCaptureOutcome> snapshot;
+        if (report.hasCompletedScan) {
+            const auto scanMode =
+                setup->fellBackToStandard ? CleanupScanMode::standard : request.mode;
+            snapshot = captureScanSnapshot(report, scanMode, setup->environment);
+        }
         postTo(this, [this, setup = std::move(*setup), report = std::move(report),
-                      reappearance = std::move(reappearance), hidesIgnored]() mutable {
+                      reappearance = std::move(reappearance), snapshot = std::move(snapshot),
+                      hidesIgnored]() mutable {
             finishScan(std::move(setup), std::move(report), std::move(reappearance), {},
                        hidesIgnored);
+            if (snapshot && snapshotCaptureNotice(*snapshot, AppLanguage::english)) {
+                setMessage([outcome = std::move(*snapshot)](AppLanguage language) {
+                    return *snapshotCaptureNotice(outcome, language);
+                });
+            }
         });
     });
     return true;

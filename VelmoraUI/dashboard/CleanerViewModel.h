@@ -7,7 +7,8 @@
 // as selected by default start selected. The person adjusts the selection, ignores items, and
 // confirms; the cleanup then runs on a background task against the same locations, each item
 // validated again, and reports every item's result as it is known. The history entry is written
-// by the cleanup run itself.
+// by the cleanup run itself. A completed scan also keeps its privacy-preserving snapshot, in
+// the same background work; only trouble with the snapshot store becomes a message.
 //
 // Threading: a QObject of the UI thread; every member is called there and every signal is
 // emitted there. One background task at a time: a scan and a cleanup never overlap, and
@@ -133,8 +134,9 @@ class CleanerViewModel final : public QObject {
     /// The selection's total when the last cleanup started (the figure its summary compares).
     int64_t cleanupRequestedBytes() const { return cleanupRequestedBytes_; }
 
-    /// The latest sentence for the person: a refused scan, a failed save, a cleanup that
-    /// could not be recorded; none when all is well.
+    /// The latest sentence for the person: a refused scan, a failed save, a scan snapshot that
+    /// could not be kept (or a snapshot store set aside), a cleanup that could not be recorded;
+    /// none when all is well.
     std::optional<std::string> message(AppLanguage language) const;
 
   signals:

@@ -75,6 +75,24 @@ std::string scanFinishedText(int64_t folders, AppLanguage language) {
                     folders));
 }
 
+std::string lastScanSummaryText(int64_t candidates, int64_t bytes, AppLanguage language) {
+    const std::string size = bytesText(bytes, language);
+    // i18n-example: "Last scan: 1 item, 12.0 kB can be reclaimed."
+    // i18n-example: "Last scan: 12 items, 1.4 GB can be reclaimed."
+    return VelmoraCopy{language}.text(
+        fmt::format("Last scan: {} {}, {} can be reclaimed.", candidates,
+                    pick(candidates, "item", "items"), size),
+        fmt::format("마지막 검사: 항목 {}개, {}를 확보할 수 있습니다.", candidates, size));
+}
+
+std::string scanProgressCountsText(int64_t lookedAt, int64_t found, AppLanguage language) {
+    // i18n-example: "1 item looked at, 0 found"
+    // i18n-example: "1234 items looked at, 5 found"
+    return VelmoraCopy{language}.text(
+        fmt::format("{} {} looked at, {} found", lookedAt, pick(lookedAt, "item", "items"), found),
+        fmt::format("항목 {}개 확인, {}개 찾음", lookedAt, found));
+}
+
 std::string selectionSummaryText(int64_t count, int64_t bytes, AppLanguage language) {
     const std::string size = bytesText(bytes, language);
     // i18n-example: "1 item, 12.0 kB selected."

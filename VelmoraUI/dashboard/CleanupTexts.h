@@ -28,6 +28,12 @@ std::string skippedHeadingText(int64_t count, AppLanguage language);
 /// "5 folders scanned. Nothing was changed; use `velmora clean` to move items to the Trash."
 std::string scanFinishedText(int64_t folders, AppLanguage language);
 
+/// "Last scan: 12 items, 1.4 GB can be reclaimed.", the dashboard's summary of a report.
+std::string lastScanSummaryText(int64_t candidates, int64_t bytes, AppLanguage language);
+
+/// "1234 items looked at, 5 found", the dashboard's progress of a running scan.
+std::string scanProgressCountsText(int64_t lookedAt, int64_t found, AppLanguage language);
+
 /// "3 items, 1.2 MB selected."
 std::string selectionSummaryText(int64_t count, int64_t bytes, AppLanguage language);
 

@@ -108,8 +108,10 @@ std::string reviewProfileFootnote(const CleanupReviewProfile& profile, AppLangua
 
 std::string reviewProfileHiddenItems(int64_t count, AppLanguage language) {
     const std::string n = std::to_string(count);
+    const VelmoraCopy copy{language};
+    if (count == 1) return copy.text("1 ignored/snoozed item", "1개 항목 무시/일시 숨김");
     // i18n-example: "4 ignored/snoozed items"
-    return VelmoraCopy{language}.text(n + " ignored/snoozed items", n + "개 항목 무시/일시 숨김");
+    return copy.text(n + " ignored/snoozed items", n + "개 항목 무시/일시 숨김");
 }
 
 std::string encodeCleanupReviewProfile(const CleanupReviewProfile& profile) {

@@ -3,11 +3,15 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <functional>
 #include <set>
 
+#include "CleanerCore/platform/InstallationKey.h"
 #include "CleanerCore/scanning/ModelJson.h"
+#include "CleanerCore/workflows/SnapshotCapture.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "cli/CommandRunner.h"
+#include "support/Files.h"
 
 namespace velmora {
 namespace {
@@ -165,6 +169,40 @@ TEST(ScanCommandTest, AScanAfterACleanupSaysWhatCameBack) {
     EXPECT_NE(table.out.find("is back at the same paths: part of it regenerates"),
               std::string::npos)
         << table.out;
+}
+
+// Trouble with the snapshot store is said on the error stream, one line per thing that
+// happened, in the exact words the command has always used; the scan itself goes on.
+TEST(ScanCommandTest, SnapshotStoreTroubleIsSaidOnTheErrorStream) {
+    struct Case {
+        const char* name;
+        std::function<void(test::CommandHome&)> damage;
+        const char* line;
+    };
+    const std::vector<Case> cases = {
+        {"undecodable store",
+         [](test::CommandHome& h) {
+             test::writeFile(DeltaBlameSnapshotStore::defaultFilePath(h.dataHome), "{broken");
+         },
+         "velmora: the saved scan snapshots could not be read; they were set aside and new "
+         "snapshots start now.\n"},
+        {"replaced installation key",
+         [](test::CommandHome& h) {
+             h.scan();
+             test::writeFile(installationKeyPath(h.dataHome), "short");
+         },
+         "velmora: the saved scan snapshots were made with another installation key and can no "
+         "longer be compared; they were set aside and new snapshots start now.\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        test::CommandHome h;
+        h.oldCacheFile("app/data", "x");
+        c.damage(h);
+        const Outcome o = h.velmora({"scan", "--quiet"});
+        EXPECT_EQ(o.status, 0) << o.err;
+        EXPECT_EQ(o.err, c.line);
+    }
 }
 
 }  // namespace

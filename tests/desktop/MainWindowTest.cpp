@@ -134,6 +134,36 @@ TEST_F(MainWindowTest, ScanConfirmMoveToTrashAndPutBack) {
     EXPECT_EQ(history->model()->rowCount(), 2);
 }
 
+// The history page's export: the person's choice of format, form and file (answered here
+// without a real dialog) is exported off the interface thread, and the page says where.
+TEST_F(MainWindowTest, TheHistoryPageExportsToTheChosenFile) {
+    window->show();
+    window->showSection(MainWindow::Section::history);
+    auto* page = find<HistoryPage>("historyPage");
+    ASSERT_NE(page, nullptr);
+    const std::string path = tree.dir("exports") + "/history.csv";
+    int asked = 0;
+    page->setExportDialog([&](QWidget*, AppLanguage) -> std::optional<HistoryExportChoice> {
+        if (++asked == 1) return std::nullopt;  // the person cancels the first time
+        return HistoryExportChoice{ExportFormat::csv, true, QString::fromStdString(path)};
+    });
+    auto* button = find<QPushButton>("historyExportButton");
+    QTest::mouseClick(button, Qt::LeftButton);
+    EXPECT_FALSE(session->historyExport().isBusy());
+    EXPECT_FALSE(fs::exists(path));
+
+    QTest::mouseClick(button, Qt::LeftButton);
+    EXPECT_EQ(asked, 2);
+    EXPECT_FALSE(button->isEnabled());  // one export at a time
+    ASSERT_TRUE(waitFor(&session->historyExport(), &HistoryExportViewModel::exportFinished));
+    EXPECT_TRUE(button->isEnabled());
+    EXPECT_TRUE(fs::exists(path));
+    auto* message = find<QLabel>("historyExportMessage");
+    EXPECT_FALSE(message->isHidden());
+    EXPECT_EQ(message->text().toStdString(),
+              "The redacted history was exported to " + path + "; review it before sharing.");
+}
+
 // A scan after a cleanup says, above the list, how much of the cleaned material is back.
 TEST_F(MainWindowTest, AScanAfterACleanupSaysWhatCameBack) {
     oldCache("browser/data", std::string(20'000, 'b'));
