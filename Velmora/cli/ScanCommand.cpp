@@ -1,5 +1,6 @@
 #include "Velmora/cli/ScanCommand.h"
 
+#include <future>
 #include <iostream>
 
 #include "CleanerCore/platform/FileSystem.h"
@@ -65,17 +66,25 @@ int runScanCommand(const ScanCommandOptions& options) {
     ScanReport report = scanWithProgress(*setup, options.quiet, cancel, options.language);
     // Before the ignored candidates are hidden: what came back is back, shown or not.
     const auto reappearance = observeReappearance(*setup, report);
-    // The snapshot holds the whole scan: the ignore list only hides candidates from view.
+    // The snapshot holds the whole scan: the ignore list only hides candidates from view. It is
+    // kept on a thread of its own while the report is written (both only read the scan, and
+    // saving costs about as much as writing), unless hiding must change the report first.
+    std::future<SnapshotCaptureOutcome> snapshot;
     if (report.hasCompletedScan) {
         const auto mode =
             setup->fellBackToStandard ? CleanupScanMode::standard : options.request.mode;
-        explainSnapshotCapture(captureScanSnapshot(report, mode, setup->environment),
-                               options.language);
+        snapshot = std::async(std::launch::async, [&report, mode, &setup] {
+            return captureScanSnapshot(report, mode, setup->environment);
+        });
     }
+    const auto finishSnapshot = [&] {
+        if (snapshot.valid()) explainSnapshotCapture(snapshot.get(), options.language);
+    };
     size_t hidden = 0;
     if (options.hidesIgnored) {
-        hidden = hideIgnoredCandidates(
-            report, loadActiveIgnoreList(options.request.homeOverride, options.language).ids);
+        const auto ignored = loadActiveIgnoreList(options.request.homeOverride, options.language);
+        if (!ignored.ids.empty()) finishSnapshot();
+        hidden = hideIgnoredCandidates(report, ignored.ids);
     }
 
     if (options.json) {
@@ -92,6 +101,7 @@ int runScanCommand(const ScanCommandOptions& options) {
         }
     }
     std::cout.flush();
+    finishSnapshot();
     if (!report.hasCompletedScan) {
         std::cerr << "velmora: "
                   << VelmoraCopy{options.language}.text(
