@@ -1,7 +1,8 @@
 // `velmora export` run as a user runs it, against a throw-away home whose folder and file names
 // are distinctive: a redacted export of each kind, in each format, holds no byte sequence of
 // any of those names nor of the home path; tokens stay the same from one export to the next;
-// `-o` writes the file and refuses links, FIFOs and folders without touching them.
+// `export insights` takes the insight scan's limits; `-o` writes the file and refuses links, FIFOs
+// and folders without touching them.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -110,6 +111,29 @@ TEST_F(ExportCommandTest, TokensAreStableAcrossPlacesAndRuns) {
         EXPECT_EQ(c.at("proofCard").at("policyVersion"), "cleanup-proof-v1");
     }
     EXPECT_EQ(a.at("report").at("candidates").size(), 2u) << first.out;
+}
+
+// `export insights` takes the limits of `velmora insights`: a lower large-file size lists the
+// two 21 MiB files, a higher duplicate size leaves their group out, a bad value is refused.
+TEST_F(ExportCommandTest, InsightExportTakesTheInsightLimits) {
+    struct Case {
+        std::vector<std::string> options;
+        size_t largeFiles, duplicateGroups;
+    };
+    for (const auto& c :
+         std::vector<Case>{{{}, 0, 1},
+                           {{"--large-file-size", "20MiB"}, 2, 1},
+                           {{"--duplicate-size", "22MiB"}, 0, 0},
+                           {{"--large-file-size", "1MiB", "--duplicate-size", "22MiB"}, 2, 0}}) {
+        const Outcome o = exportOf("insights", c.options);
+        ASSERT_EQ(o.status, 0) << o.err;
+        const auto report = nlohmann::json::parse(o.out).at("report");
+        EXPECT_EQ(report.at("largeFiles").size(), c.largeFiles) << o.out;
+        EXPECT_EQ(report.at("duplicateGroups").size(), c.duplicateGroups) << o.out;
+    }
+    const Outcome refused = exportOf("insights", {"--visit-limit", "0"});
+    EXPECT_EQ(refused.status, 2) << refused.err;
+    EXPECT_EQ(refused.out, "");
 }
 
 TEST_F(ExportCommandTest, OutputFileIsWrittenAndNothingButARegularFileIsReplaced) {
