@@ -22,23 +22,13 @@ class ExportCommandTest : public ::testing::Test {
   protected:
     CommandHome h;
     // Every name below is distinctive, so finding its bytes anywhere in an export is a leak.
-    const std::vector<std::string> names = {
-        "QuokkaMarmalade",
-        "ZebraTurnip",
-        "Vex\xff"
-        "Fennel",
-        "WombatLedger",
-        "NarwhalReceipt",
-        "PangolinNotes",
-    };
+    const std::vector<std::string> names = {"QuokkaMarmalade", "ZebraTurnip",    "Vex\377Fennel",
+                                            "WombatLedger",    "NarwhalReceipt", "PangolinNotes"};
 
     void SetUp() override {
         const double old = unixNow() - 3 * 86400;
         h.oldCacheFile("QuokkaMarmalade,\"odd\"\nname/ZebraTurnip.bin", "x");
-        h.oldCacheFile(
-            "Vex\xff"
-            "Fennel/inner",
-            "y");
+        h.oldCacheFile("Vex\377Fennel/inner", "y");
         // Duplicates above the insight scan's 20 MiB floor (sparse, so cheap to make).
         for (const char* folder : {"Downloads", "Documents"}) {
             const std::string path = h.homePath(std::string(folder) + "/WombatLedger.iso");

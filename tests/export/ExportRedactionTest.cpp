@@ -14,6 +14,7 @@
 #include "CleanerCore/export/InsightExport.h"
 #include "CleanerCore/export/ScanExport.h"
 #include "audit/AuditTestSupport.h"
+#include "support/Candidates.h"
 
 namespace velmora {
 namespace {
@@ -91,13 +92,9 @@ TEST(ExportRedactionTest, ScanExportUsesOneTokenPerPath) {
     report.scannedAt = 790000000;
     report.hasCompletedScan = true;
     report.scannedRoots = {FileURL::directory("/h/.cache")};
-    CleanupCandidate c;
-    c.url = FileURL::directory("/h/.cache/Secret");
-    c.displayName = "Secret";
-    c.category = CleanupCategory::customFolder;
-    c.safety = CleanupSafety::caution;
-    c.sizeBytes = 4096;
-    report.candidates = {c};
+    report.candidates = {
+        test::candidateAt("/h/.cache/Secret", CleanupCategory::customFolder, 4096)};
+    report.candidates[0].safety = CleanupSafety::caution;
     report.skippedItems = {{FileURL("/h/.cache/locked"), "Permission denied: /h/.cache/locked"}};
 
     const auto settings = redacted();
