@@ -35,7 +35,7 @@ void BM_ExportScan(benchmark::State& state) {
     const ScanReport report = reportOf(state.range(0));
     ExportSettings settings;
     settings.format = state.range(1) != 0 ? ExportFormat::csv : ExportFormat::json;
-    if (state.range(2) != 0) settings.redactor.emplace(InstallationKey{});
+    if (state.range(2) != 0) settings.redactor = ExportRedactor::forNewExport(InstallationKey{});
     size_t bytes = 0;
     for (auto _ : state) {
         const std::string text = exportScanReport(report, Catalogue::linux, settings);

@@ -2,18 +2,24 @@
 
 #include <cctype>
 
+#include "CleanerCore/platform/RandomBytes.h"
+
 namespace velmora {
 
 namespace {
 
 constexpr size_t kTokenDigits = 16;
 
-std::string token(const InstallationKey& key, std::string_view kind, std::string_view input) {
-    // "velmora-export-v1/<kind>" and a NUL ahead of the input: the kind separates the domains,
-    // the NUL keeps a kind from running into an input.
-    std::string message = "velmora-export-v1/";
+std::string token(const InstallationKey& key, const ExportSalt& salt, std::string_view kind,
+                  std::string_view input) {
+    // "velmora-export-v2/<kind>", a NUL, the salt and then the input: the label keeps these
+    // HMACs apart from every other use of the key (the snapshot tokens among them), the kind
+    // separates paths from texts, the NUL keeps a kind from running into the salt, and the salt
+    // has a fixed length, so no two (salt, input) pairs give the same message.
+    std::string message = "velmora-export-v2/";
     message += kind;
     message += '\0';
+    message.append(reinterpret_cast<const char*>(salt.data()), salt.size());
     message += input;
     return "<" + std::string(kind) + ":" +
            hexString(keyedHash(key, message)).substr(0, kTokenDigits) + ">";
@@ -39,13 +45,19 @@ bool isUUIDText(std::string_view text) {
     return true;
 }
 
+ExportRedactor ExportRedactor::forNewExport(const InstallationKey& key) {
+    ExportSalt salt;
+    fillRandomBytes(salt);
+    return ExportRedactor(key, salt);
+}
+
 std::string ExportRedactor::path(std::string_view standardizedPath) const {
-    return token(key_, "path", standardizedPath);
+    return token(key_, salt_, "path", standardizedPath);
 }
 
 std::string ExportRedactor::text(std::string_view text) const {
     if (text.empty()) return {};
-    return token(key_, "text", text);
+    return token(key_, salt_, "text", text);
 }
 
 std::string ExportRedactor::identifier(std::string_view id) const {

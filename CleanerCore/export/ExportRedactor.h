@@ -3,13 +3,19 @@
 // words: "<path:" + 16 lower-case hexadecimal digits + ">" for a path (and for a file name, which
 // is tokenized as the path of the item it names) and "<text:" + 16 hex digits + ">" for free
 // text. The digits are the first eight bytes of HMAC-SHA-256 under the installation key over a
-// message that names the kind first, so a path and a text with the same bytes give different
-// tokens. Without the key a token reveals nothing of its input; with it, the same input always
-// gives the same token, so a path that appears in several places of one export (and in another
-// export of this installation) is recognisably the same.
+// message that names the derivation and the kind first, then the export's salt, then the input:
+// a path and a text with the same bytes give different tokens.
+//
+// Each export draws its own 32-byte salt from the system's random source; the salt is never
+// written anywhere. Within one export the same input always gives the same token, so a path that
+// appears in several places of it is recognisably the same; two exports of the same files share
+// no token, so exports handed to different people cannot be matched to each other. Without the
+// key a token reveals nothing of its input.
 //
 // Numbers, dates, enumerations, categories and safety levels are never tokenized; the callers
-// decide what is what. Pure, thread-safe.
+// decide what is what. Pure after construction, thread-safe.
+#include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,9 +23,14 @@
 
 namespace velmora {
 
+using ExportSalt = std::array<uint8_t, 32>;
+
 class ExportRedactor {
   public:
-    explicit ExportRedactor(const InstallationKey& key) : key_(key) {}
+    /// The redactor of one new export: a fresh random salt.
+    static ExportRedactor forNewExport(const InstallationKey& key);
+    /// A redactor under a given salt (tests and benchmarks use fixed ones).
+    ExportRedactor(const InstallationKey& key, const ExportSalt& salt) : key_(key), salt_(salt) {}
 
     /// The token of a standardized path.
     std::string path(std::string_view standardizedPath) const;
@@ -32,6 +43,7 @@ class ExportRedactor {
 
   private:
     InstallationKey key_;
+    ExportSalt salt_;
 };
 
 /// True for the canonical 8-4-4-4-12 hexadecimal form of a UUID (either case).

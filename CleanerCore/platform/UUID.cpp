@@ -1,28 +1,13 @@
 #include "CleanerCore/platform/UUID.h"
 
-#include <openssl/rand.h>
-#include <sys/random.h>
-
 #include <array>
-#include <cstdio>
-#include <cstdlib>
+#include <cstdint>
+
+#include "CleanerCore/platform/RandomBytes.h"
 
 namespace velmora {
 
 namespace {
-
-void fillRandom(unsigned char* bytes, size_t count) {
-    if (RAND_bytes(bytes, static_cast<int>(count)) == 1) return;
-    size_t done = 0;
-    while (done < count) {
-        const ssize_t n = ::getrandom(bytes + done, count - done, 0);
-        if (n <= 0) {
-            std::fputs("velmora: no source of random numbers is available\n", stderr);
-            std::abort();
-        }
-        done += static_cast<size_t>(n);
-    }
-}
 
 bool isHexDigit(char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
@@ -31,8 +16,8 @@ bool isHexDigit(char c) {
 }  // namespace
 
 std::string makeUUIDString() {
-    std::array<unsigned char, 16> b{};
-    fillRandom(b.data(), b.size());
+    std::array<uint8_t, 16> b{};
+    fillRandomBytes(b);
     b[6] = static_cast<unsigned char>((b[6] & 0x0F) | 0x40);  // version 4
     b[8] = static_cast<unsigned char>((b[8] & 0x3F) | 0x80);  // RFC 4122 variant
     static constexpr char kHex[] = "0123456789ABCDEF";

@@ -17,7 +17,7 @@ Result<ExportSettings, ExportFailure> makeExportSettings(const UserEnvironment& 
         const std::string keyPath = installationKeyPath(environment.xdgDataHome);
         auto key = loadOrCreateInstallationKey(keyPath);
         if (!key) return Failure{ExportFailure{ExportProblem::keyUnavailable, keyPath, 0}};
-        settings.redactor.emplace(key->key);
+        settings.redactor = ExportRedactor::forNewExport(key->key);
     }
     return settings;
 }

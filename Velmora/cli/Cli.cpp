@@ -369,44 +369,53 @@ int run(int argc, char** argv) {
                       "중복 묶음마다 남길 것으로 제안하는 사본을 출력"));
         insightsCommand->add_flag("--quiet", insights.quiet,
                                   copy.text("No progress display", "진행 상황을 표시하지 않음"));
-        // The scan's limits, for a home larger than the defaults expect.
-        auto count = [&](const char* name, std::optional<int64_t>& to, const std::string& help) {
-            insightsCommand->add_option(name, to, help)->type_name("N")->check(CLI::PositiveNumber);
+        // The insight scan's limits, for a home larger than the defaults expect: `insights` and
+        // `export insights` take the same ones.
+        auto addInsightLimitOptions = [&copy](CLI::App* command,
+                                              InsightConfigurationOverrides& overrides) {
+            auto count = [command](const char* name, std::optional<int64_t>& to,
+                                   const std::string& help) {
+                command->add_option(name, to, help)->type_name("N")->check(CLI::PositiveNumber);
+            };
+            auto size = [command](const char* name, std::optional<int64_t>& to,
+                                  const std::string& help) {
+                command->add_option(name, to, help)
+                    ->type_name("SIZE")
+                    ->transform(CLI::AsSizeValue(false));
+            };
+            count("--visit-limit", overrides.visitLimit,
+                  copy.text("Most items walked under one folder of the storage map (linux default "
+                            "10000000, macos 8000)",
+                            "저장 공간 지도에서 폴더 하나 아래로 살펴볼 최대 항목 수 (linux 기본값 "
+                            "10000000, macos 8000)"));
+            count("--result-limit", overrides.resultLimit,
+                  copy.text("Most entries in each list (default 250)",
+                            "목록마다 최대 항목 수 (기본값 250)"));
+            size("--large-file-size", overrides.largeFileBytes,
+                 copy.text("Smallest file listed as large, e.g. 500MiB (default 100MiB)",
+                           "큰 파일로 나열할 최소 크기, 예: 500MiB (기본값 100MiB)"));
+            size("--duplicate-size", overrides.duplicateFileBytes,
+                 copy.text("Smallest file compared for duplicates (default 20MiB)",
+                           "중복을 비교할 최소 파일 크기 (기본값 20MiB)"));
+            size("--duplicate-budget", overrides.duplicateBudget,
+                 copy.text("Most bytes read in all to confirm duplicates (default 1GiB)",
+                           "중복을 확인하려고 읽을 전체 최대 바이트 수 (기본값 1GiB)"));
+            size("--duplicate-file-budget", overrides.duplicateFileBudget,
+                 copy.text("Largest file read to confirm a duplicate (default 512MiB)",
+                           "중복을 확인하려고 읽을 최대 파일 크기 (기본값 512MiB)"));
+            count("--duplicate-files", overrides.duplicateFiles,
+                  copy.text("Most files read to confirm duplicates (default 500)",
+                            "중복을 확인하려고 읽을 최대 파일 수 (기본값 500)"));
+            size("--fingerprint-budget", overrides.fingerprintBudget,
+                 copy.text(
+                     "Most bytes sampled to fingerprint duplicate candidates (default 256MiB)",
+                     "중복 후보의 지문을 만들려고 표본으로 읽을 최대 바이트 수 (기본값 256MiB)"));
+            count(
+                "--fingerprint-files", overrides.fingerprintFiles,
+                copy.text("Most files sampled to fingerprint duplicate candidates (default 2000)",
+                          "중복 후보의 지문을 만들려고 표본으로 읽을 최대 파일 수 (기본값 2000)"));
         };
-        auto size = [&](const char* name, std::optional<int64_t>& to, const std::string& help) {
-            insightsCommand->add_option(name, to, help)
-                ->type_name("SIZE")
-                ->transform(CLI::AsSizeValue(false));
-        };
-        count("--visit-limit", insights.request.overrides.visitLimit,
-              copy.text("Most items walked under one folder of the storage map (linux default "
-                        "10000000, macos 8000)",
-                        "저장 공간 지도에서 폴더 하나 아래로 살펴볼 최대 항목 수 (linux 기본값 "
-                        "10000000, macos 8000)"));
-        count("--result-limit", insights.request.overrides.resultLimit,
-              copy.text("Most entries in each list (default 250)",
-                        "목록마다 최대 항목 수 (기본값 250)"));
-        size("--large-file-size", insights.request.overrides.largeFileBytes,
-             copy.text("Smallest file listed as large, e.g. 500MiB (default 100MiB)",
-                       "큰 파일로 나열할 최소 크기, 예: 500MiB (기본값 100MiB)"));
-        size("--duplicate-size", insights.request.overrides.duplicateFileBytes,
-             copy.text("Smallest file compared for duplicates (default 20MiB)",
-                       "중복을 비교할 최소 파일 크기 (기본값 20MiB)"));
-        size("--duplicate-budget", insights.request.overrides.duplicateBudget,
-             copy.text("Most bytes read in all to confirm duplicates (default 1GiB)",
-                       "중복을 확인하려고 읽을 전체 최대 바이트 수 (기본값 1GiB)"));
-        size("--duplicate-file-budget", insights.request.overrides.duplicateFileBudget,
-             copy.text("Largest file read to confirm a duplicate (default 512MiB)",
-                       "중복을 확인하려고 읽을 최대 파일 크기 (기본값 512MiB)"));
-        count("--duplicate-files", insights.request.overrides.duplicateFiles,
-              copy.text("Most files read to confirm duplicates (default 500)",
-                        "중복을 확인하려고 읽을 최대 파일 수 (기본값 500)"));
-        size("--fingerprint-budget", insights.request.overrides.fingerprintBudget,
-             copy.text("Most bytes sampled to fingerprint duplicate candidates (default 256MiB)",
-                       "중복 후보의 지문을 만들려고 표본으로 읽을 최대 바이트 수 (기본값 256MiB)"));
-        count("--fingerprint-files", insights.request.overrides.fingerprintFiles,
-              copy.text("Most files sampled to fingerprint duplicate candidates (default 2000)",
-                        "중복 후보의 지문을 만들려고 표본으로 읽을 최대 파일 수 (기본값 2000)"));
+        addInsightLimitOptions(insightsCommand, insights.request.overrides);
 
         languageCommand = app.add_subcommand(
             "language",
@@ -543,6 +552,7 @@ int run(int argc, char** argv) {
         exportInsightsCommand = exportCommand->add_subcommand(
             "insights", copy.text("Export a storage insight scan (read-only)",
                                   "저장 공간 인사이트 검사 내보내기 (읽기 전용)"));
+        addInsightLimitOptions(exportInsightsCommand, exported.insightRequest.overrides);
         addExportOptions(exportInsightsCommand);
         addExportOptions(exportCommand->add_subcommand(
             "history", copy.text("Export the cleanup history", "정리 기록 내보내기")));

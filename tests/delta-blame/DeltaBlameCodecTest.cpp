@@ -13,59 +13,56 @@ namespace {
 using CK = DeltaBlameTemporaryCodecError::Kind;
 constexpr int64_t kMax = kDeltaBlameMaximumEncodedBytes;
 
-TEST(DeltaBlameCodecTest, MaximumOutsideOneToFourMebibytesIsRefusedFirst) {
-    const auto envelope = test::sampleEnvelope();
-    for (int64_t maximum : {int64_t{0}, int64_t{-5}, kMax + 1}) {
-        auto encoded = DeltaBlameTemporaryCodec::encode(envelope, maximum);
-        ASSERT_FALSE(encoded);
-        EXPECT_EQ(encoded.error().kind, CK::invalidMaximumEncodedBytes);
-        EXPECT_EQ(encoded.error().maximum, maximum);
-        auto decoded = DeltaBlameTemporaryCodec::decode("", maximum);
-        ASSERT_FALSE(decoded);
-        EXPECT_EQ(decoded.error().kind, CK::invalidMaximumEncodedBytes);
-    }
-    EXPECT_TRUE(DeltaBlameTemporaryCodec::encode(envelope, kMax));
-}
-
-TEST(DeltaBlameCodecTest, SizeAndEmptinessBounds) {
-    const auto bytes = *DeltaBlameTemporaryCodec::encode(test::sampleEnvelope(), kMax);
-    const auto size = static_cast<int64_t>(bytes.size());
-    auto tooSmall = DeltaBlameTemporaryCodec::encode(test::sampleEnvelope(), size - 1);
-    ASSERT_FALSE(tooSmall);
-    EXPECT_EQ(tooSmall.error(),
-              (DeltaBlameTemporaryCodecError{CK::encodedPayloadTooLarge, size, size - 1, {}}));
-    EXPECT_TRUE(DeltaBlameTemporaryCodec::encode(test::sampleEnvelope(), size));
-
-    auto longInput = DeltaBlameTemporaryCodec::decode(bytes, size - 1);
-    ASSERT_FALSE(longInput);
-    EXPECT_EQ(longInput.error().kind, CK::encodedPayloadTooLarge);
-    EXPECT_EQ(longInput.error().actual, size);
-    auto empty = DeltaBlameTemporaryCodec::decode("", kMax);
-    ASSERT_FALSE(empty);
-    EXPECT_EQ(empty.error().kind, CK::emptyPayload);
-}
-
-TEST(DeltaBlameCodecTest, RoundTripIsExactAndBytesAreStable) {
-    DeltaBlameLimits limits;
-    limits.maximumEvidenceEntries = 2;  // residuals and a bounded coverage too
-    const auto envelope = test::sampleEnvelope(limits);
-    const auto first = *DeltaBlameTemporaryCodec::encode(envelope, kMax);
-    const auto second = *DeltaBlameTemporaryCodec::encode(envelope, kMax);
-    EXPECT_EQ(first, second);
-    auto decoded = DeltaBlameTemporaryCodec::decode(first, kMax);
-    ASSERT_TRUE(decoded) << decoded.error().description();
-    EXPECT_EQ(*decoded, envelope);
-    EXPECT_EQ(*DeltaBlameTemporaryCodec::encode(*decoded, kMax), first);
-}
-
-TEST(DeltaBlameCodecTest, SortedKeysMillisecondDatesAndPlainSlashes) {
+// The maximum is checked before anything else, then emptiness, then the size.
+TEST(DeltaBlameCodecTest, BoundsAndTheirErrors) {
     const auto envelope = test::sampleEnvelope();
     const auto bytes = *DeltaBlameTemporaryCodec::encode(envelope, kMax);
+    const auto size = static_cast<int64_t>(bytes.size());
+    using E = DeltaBlameTemporaryCodecError;
+    const struct {
+        bool encodes;
+        std::string input;  // for decoding
+        int64_t maximum;
+        std::optional<E> expected;
+    } cases[] = {
+        {true, "", 0, E{CK::invalidMaximumEncodedBytes, 0, 0, {}}},
+        {true, "", -5, E{CK::invalidMaximumEncodedBytes, 0, -5, {}}},
+        {true, "", kMax + 1, E{CK::invalidMaximumEncodedBytes, 0, kMax + 1, {}}},
+        {false, "", 0, E{CK::invalidMaximumEncodedBytes, 0, 0, {}}},
+        {false, "", kMax + 1, E{CK::invalidMaximumEncodedBytes, 0, kMax + 1, {}}},
+        {true, "", size - 1, E{CK::encodedPayloadTooLarge, size, size - 1, {}}},
+        {true, "", size, std::nullopt},
+        {false, bytes, size - 1, E{CK::encodedPayloadTooLarge, size, size - 1, {}}},
+        {false, "", kMax, E{CK::emptyPayload, 0, 0, {}}},
+    };
+    const auto errorOf = [](const auto& result) {
+        return result ? std::nullopt : std::optional(result.error());
+    };
+    for (const auto& c : cases) {
+        const std::optional<E> found =
+            c.encodes ? errorOf(DeltaBlameTemporaryCodec::encode(envelope, c.maximum))
+                      : errorOf(DeltaBlameTemporaryCodec::decode(c.input, c.maximum));
+        EXPECT_EQ(found, c.expected) << (c.encodes ? "encode " : "decode ") << c.maximum;
+    }
+}
+
+TEST(DeltaBlameCodecTest, StableSortedBytesWithMillisecondDatesThatReadBackExactly) {
+    DeltaBlameLimits bounded;
+    bounded.maximumEvidenceEntries = 2;  // residuals and a bounded coverage too
+    for (const auto& envelope : {test::sampleEnvelope(bounded), test::sampleEnvelope()}) {
+        const auto bytes = *DeltaBlameTemporaryCodec::encode(envelope, kMax);
+        EXPECT_EQ(*DeltaBlameTemporaryCodec::encode(envelope, kMax), bytes);
+        auto decoded = DeltaBlameTemporaryCodec::decode(bytes, kMax);
+        ASSERT_TRUE(decoded) << decoded.error().description();
+        EXPECT_EQ(*decoded, envelope);
+        EXPECT_EQ(*DeltaBlameTemporaryCodec::encode(*decoded, kMax), bytes);
+    }
+
+    const auto bytes = *DeltaBlameTemporaryCodec::encode(test::sampleEnvelope(), kMax);
     EXPECT_EQ(bytes.rfind("{\"draft\":{\"aggregates\":", 0), 0u) << bytes.substr(0, 40);
     EXPECT_LT(bytes.find("\"draft\""), bytes.find("\"limits\""));
     EXPECT_NE(bytes.find("\"policyRevision\":\"cleanup-policy/3\""), std::string::npos);
     EXPECT_EQ(bytes.find("\\/"), std::string::npos);
-
     const auto json = nlohmann::json::parse(bytes);
     // 700000200.25 s after 2001 is 1678307400250 ms after 1970.
     EXPECT_EQ(json["draft"]["capturedAt"], 1'678'307'400'250);

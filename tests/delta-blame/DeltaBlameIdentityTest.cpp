@@ -1,5 +1,5 @@
 // Keyed tokens: determinism under one key, separation by key and by label, unambiguous
-// messages, the token form, and root descriptors.
+// messages, the HMAC itself, the token form, and root descriptors.
 #include <gtest/gtest.h>
 
 #include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
@@ -10,40 +10,32 @@ namespace {
 
 using test::providerFilledWith;
 
-TEST(DeltaBlameIdentityTest, TokensAreKeyedAndSeparatedByLabel) {
+TEST(DeltaBlameIdentityTest, TokenIsTheKeyedHmacOfTheLengthPrefixedMessage) {
     const auto a = providerFilledWith('a');
-    const auto b = providerFilledWith('b');
     EXPECT_EQ(a.pathToken("pip/wheels"), a.pathToken("pip/wheels"));
-    EXPECT_NE(a.pathToken("pip/wheels"), b.pathToken("pip/wheels"));
+    EXPECT_NE(a.pathToken("pip/wheels"), providerFilledWith('b').pathToken("pip/wheels"));
     EXPECT_NE(a.pathToken("2049:11").rawValue, a.resourceToken("2049:11").rawValue);
     EXPECT_TRUE(isValidDeltaBlameToken(a.pathToken("").rawValue));
-    // No part of the key shows in a token.
-    EXPECT_EQ(a.pathToken("x").rawValue.find("6161616161"), std::string::npos);
-}
 
-TEST(DeltaBlameIdentityTest, TokenIsTheHmacOfTheLengthPrefixedMessage) {
-    const auto p = providerFilledWith('a');
     const std::string label(DeltaBlameLabel::kRelativePath);
     const std::string message = deltaBlameMessage({label, "ab"});
     ASSERT_EQ(message.size(), 8 + label.size() + 8 + 2);
     EXPECT_EQ(message.substr(0, 8), std::string("\0\0\0\0\0\0\0", 7) + char(label.size()));
-    EXPECT_EQ(p.pathToken("ab").rawValue,
-              std::string(kDeltaBlameTokenPrefix) + hexString(p.authenticationCode(message)));
+    EXPECT_EQ(a.pathToken("ab").rawValue,
+              std::string(kDeltaBlameTokenPrefix) + hexString(a.authenticationCode(message)));
     // ("ab" under L) and ("b" under L + "a") concatenate alike but are different messages.
-    EXPECT_NE(deltaBlameMessage({"L", "ab"}), deltaBlameMessage({"La", "b"}));
-    EXPECT_NE(p.token({"L", "ab"}), p.token({"La", "b"}));
-}
+    EXPECT_NE(a.token({"L", "ab"}), a.token({"La", "b"}));
 
-TEST(DeltaBlameIdentityTest, AuthenticationCodeIsHmacSha256) {
+    // The provider's own HMAC (prepared pads, shared by copies) agrees with OpenSSL's.
     InstallationKey key;
     for (size_t i = 0; i < key.bytes.size(); ++i) key.bytes[i] = static_cast<uint8_t>(i * 7);
     const DeltaBlameIdentityHMACProvider provider(key);
-    for (const std::string& message :
-         {std::string(), std::string("x"), std::string(64, 'm'), std::string(1000, '\0')})
-        EXPECT_EQ(provider.authenticationCode(message), keyedHash(key, message)) << message.size();
-    // A copy shares the prepared pads and gives the same codes.
     const auto copy = provider;
-    EXPECT_EQ(copy.authenticationCode("Hi There"), keyedHash(key, "Hi There"));
+    for (const std::string& m :
+         {std::string(), std::string("x"), std::string(64, 'm'), std::string(1000, '\0')}) {
+        EXPECT_EQ(provider.authenticationCode(m), keyedHash(key, m)) << m.size();
+        EXPECT_EQ(copy.authenticationCode(m), keyedHash(key, m)) << m.size();
+    }
 }
 
 TEST(DeltaBlameIdentityTest, ProviderWantsExactly32KeyBytes) {

@@ -5,30 +5,13 @@
 
 #include "CleanerCore/delta-blame/DeltaBlameDraftBuilder.h"
 #include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
+#include "support/Candidates.h"
 
 namespace velmora::test {
 
 /// A provider under 32 bytes of `fill`.
 inline DeltaBlameIdentityHMACProvider providerFilledWith(char fill) {
     return *DeltaBlameIdentityHMACProvider::make(std::string(32, fill));
-}
-
-inline CleanupCandidate candidateAt(const std::string& path, CleanupCategory category, int64_t size,
-                                    std::optional<std::string> resource = {}) {
-    CleanupCandidate c;
-    c.url = FileURL(path);
-    c.displayName = lastPathComponent(path);
-    c.category = category;
-    c.sizeBytes = size;
-    c.lastModified = 700'000'000.1234567;
-    if (resource) {
-        FileResourceIdentity identity;
-        identity.fileResourceIdentifier = *resource;
-        identity.isDirectory = true;
-        identity.creationDate = 690'000'000.5;
-        c.resourceIdentity = identity;
-    }
-    return c;
 }
 
 /// Two roots, three categories, five candidates (one without a resource identity).

@@ -12,30 +12,24 @@ namespace velmora {
 namespace {
 
 using K = DeltaBlameValidationError::Kind;
+using E = DeltaBlameValidationError;
 using test::sampleEnvelope;
 
-struct Mutation {
-    const char* name;
-    std::function<void(DeltaBlameSnapshotDraft&, DeltaBlameLimits&)> apply;
-    DeltaBlameValidationError expected;
-};
-
-DeltaBlameValidationError err(K kind) {
-    DeltaBlameValidationError e;
+E err(K kind) {
+    E e;
     e.kind = kind;
     return e;
 }
-DeltaBlameValidationError withField(K kind, std::string field, int64_t maximum = 0) {
-    auto e = err(kind);
-    e.field = std::move(field);
+// An error of `kind` whose payload `Member` is `value` (and, for a bound, `maximum`).
+template <auto Member, class V>
+E err(K kind, V value, int64_t maximum = 0) {
+    E e = err(kind);
+    e.*Member = value;
     e.maximum = maximum;
     return e;
 }
-DeltaBlameValidationError withCounts(K kind, int64_t actual, int64_t maximum) {
-    auto e = err(kind);
-    e.actual = actual;
-    e.maximum = maximum;
-    return e;
+E counts(K kind, int64_t actual, int64_t maximum) {
+    return err<&E::actual>(kind, actual, maximum);
 }
 
 TEST(DeltaBlameValidationTest, BuiltDraftIsValid) {
@@ -46,143 +40,120 @@ TEST(DeltaBlameValidationTest, BuiltDraftIsValid) {
 
 TEST(DeltaBlameValidationTest, EachCheckReportsItsError) {
     const auto base = sampleEnvelope();
-    const auto& firstRoot = base.draft.provenance.completionMetadata.rootDescriptors[0];
-    const auto rootErr = [&](K kind) {
-        auto e = err(kind);
-        e.rootDescriptorID = firstRoot.id;
-        return e;
-    };
+    const auto root = base.draft.provenance.completionMetadata.rootDescriptors[0].id;
     const auto firstKey = base.draft.aggregates[0].key;
-    const std::vector<Mutation> cases = {
-        {"schema", [](auto& d, auto&) { d.schemaVersion = 2; },
-         [] {
-             auto e = err(K::invalidSchemaVersion);
-             e.version = 2;
-             return e;
-         }()},
+    const DeltaBlameAggregateKey strayKey{base.draft.evidence[0].rootDescriptorID,
+                                          {"buildArchives"}};
+    using T = DeltaBlameIdentityTier;
+    using Draft = DeltaBlameSnapshotDraft;
+    using Limits = DeltaBlameLimits;
+    const struct {
+        const char* name;
+        std::function<void(Draft&, Limits&)> apply;
+        E expected;
+    } cases[] = {
+        {"schema", [](Draft& d, Limits&) { d.schemaVersion = 2; },
+         err<&E::version>(K::invalidSchemaVersion, 2)},
         {"descriptor schema",
-         [](auto& d, auto&) {
+         [](Draft& d, Limits&) {
              d.provenance.completionMetadata.rootDescriptors[1].schemaVersion = 0;
          },
-         [] {
-             auto e = err(K::invalidSchemaVersion);
-             e.version = 0;
-             return e;
-         }()},
-        {"zero limit", [](auto&, auto& l) { l.maximumEvidenceEntries = 0; },
-         withField(K::invalidLimit, "maximumEvidenceEntries")},
-        {"negative limit", [](auto&, auto& l) { l.maximumSnapshots = -1; },
-         withField(K::invalidLimit, "maximumSnapshots")},
-        {"store beyond 4 MiB", [](auto&, auto& l) { l.maximumEncodedStoreBytes = 4'194'305; },
-         withField(K::invalidLimit, "maximumEncodedStoreBytes")},
-        {"opaque shorter than a token", [](auto&, auto& l) { l.maximumOpaqueValueLength = 78; },
-         withField(K::invalidLimit, "maximumOpaqueValueLength")},
-        {"categories", [](auto&, auto& l) { l.maximumCategories = 2; },
-         withCounts(K::tooManyCategories, 3, 2)},
-        {"source observations", [](auto&, auto& l) { l.maximumSourceObservations = 4; },
-         withCounts(K::tooManySourceObservations, 5, 4)},
+         err<&E::version>(K::invalidSchemaVersion, 0)},
+        {"zero limit", [](Draft&, Limits& l) { l.maximumEvidenceEntries = 0; },
+         err<&E::field>(K::invalidLimit, "maximumEvidenceEntries")},
+        {"negative limit", [](Draft&, Limits& l) { l.maximumSnapshots = -1; },
+         err<&E::field>(K::invalidLimit, "maximumSnapshots")},
+        {"store beyond 4 MiB", [](Draft&, Limits& l) { l.maximumEncodedStoreBytes = 4'194'305; },
+         err<&E::field>(K::invalidLimit, "maximumEncodedStoreBytes")},
+        {"opaque shorter than a token", [](Draft&, Limits& l) { l.maximumOpaqueValueLength = 78; },
+         err<&E::field>(K::invalidLimit, "maximumOpaqueValueLength")},
+        {"categories", [](Draft&, Limits& l) { l.maximumCategories = 2; },
+         counts(K::tooManyCategories, 3, 2)},
+        {"source observations", [](Draft&, Limits& l) { l.maximumSourceObservations = 4; },
+         counts(K::tooManySourceObservations, 5, 4)},
         {"duplicate root id",
-         [&](auto& d, auto&) {
-             d.provenance.completionMetadata.rootDescriptors[1].id = firstRoot.id;
-         },
-         rootErr(K::duplicateRootDescriptorID)},
+         [&](Draft& d, Limits&) { d.provenance.completionMetadata.rootDescriptors[1].id = root; },
+         err<&E::rootDescriptorID>(K::duplicateRootDescriptorID, root)},
         {"duplicate outcome",
-         [](auto& d, auto&) { d.provenance.rootOutcomes.push_back(d.provenance.rootOutcomes[0]); },
-         rootErr(K::duplicateRootOutcome)},
+         [](Draft& d, Limits&) {
+             d.provenance.rootOutcomes.push_back(d.provenance.rootOutcomes[0]);
+         },
+         err<&E::rootDescriptorID>(K::duplicateRootOutcome, root)},
         {"missing outcome",
-         [](auto& d, auto&) { d.provenance.rootOutcomes.erase(d.provenance.rootOutcomes.begin()); },
-         rootErr(K::missingRootOutcome)},
+         [](Draft& d, Limits&) {
+             d.provenance.rootOutcomes.erase(d.provenance.rootOutcomes.begin());
+         },
+         err<&E::rootDescriptorID>(K::missingRootOutcome, root)},
         {"unknown root in aggregate",
-         [](auto& d, auto&) { d.aggregates[0].key.rootDescriptorID = {"root-elsewhere"}; },
-         [] {
-             auto e = err(K::unknownRootReference);
-             e.rootDescriptorID = {"root-elsewhere"};
-             return e;
-         }()},
+         [](Draft& d, Limits&) {
+             d.aggregates[0].key.rootDescriptorID = DeltaBlameRootDescriptorID{"root-elsewhere"};
+         },
+         err<&E::rootDescriptorID>(K::unknownRootReference,
+                                   DeltaBlameRootDescriptorID{"root-elsewhere"})},
         {"root token mismatch",
-         [&](auto& d, auto&) {
+         [&](Draft& d, Limits&) {
              for (auto& o : d.evidence)
-                 if (o.rootDescriptorID == firstRoot.id)
+                 if (o.rootDescriptorID == root)
                      o.rootToken = d.provenance.completionMetadata.rootDescriptors[1].rootToken;
          },
-         rootErr(K::rootTokenMismatch)},
+         err<&E::rootDescriptorID>(K::rootTokenMismatch, root)},
         {"fingerprint",
-         [](auto& d, auto&) {
+         [](Draft& d, Limits&) {
              auto& c = d.provenance.rootSetFingerprint.components;
              std::swap(c[0], c[1]);
          },
          err(K::rootFingerprintMismatch)},
-        {"duplicate aggregate", [](auto& d, auto&) { d.aggregates.push_back(d.aggregates[0]); },
-         [&] {
-             auto e = err(K::duplicateAggregateKey);
-             e.key = firstKey;
-             return e;
-         }()},
-        {"missing aggregate", [](auto& d, auto&) { d.evidence[0].categoryKey = {"buildArchives"}; },
-         [&] {
-             auto e = err(K::missingAggregateKey);
-             e.key = {base.draft.evidence[0].rootDescriptorID, {"buildArchives"}};
-             return e;
-         }()},
+        {"duplicate aggregate", [](Draft& d, Limits&) { d.aggregates.push_back(d.aggregates[0]); },
+         err<&E::key>(K::duplicateAggregateKey, firstKey)},
+        {"missing aggregate",
+         [](Draft& d, Limits&) { d.evidence[0].categoryKey = {"buildArchives"}; },
+         err<&E::key>(K::missingAggregateKey, strayKey)},
         {"duplicate ordinal",
-         [](auto& d, auto&) { d.evidence[1].evidenceOrdinal = d.evidence[0].evidenceOrdinal; },
-         [&] {
-             auto e = err(K::duplicateEvidenceOrdinal);
-             e.ordinal = base.draft.evidence[0].evidenceOrdinal;
-             return e;
-         }()},
+         [](Draft& d, Limits&) { d.evidence[1].evidenceOrdinal = d.evidence[0].evidenceOrdinal; },
+         err<&E::ordinal>(K::duplicateEvidenceOrdinal, base.draft.evidence[0].evidenceOrdinal)},
         {"strong tier without resource",
-         [](auto& d, auto&) { d.evidence[0].resourceToken.reset(); },
-         [] {
-             auto e = err(K::invalidIdentityTokens);
-             e.tier = DeltaBlameIdentityTier::strongSameRootResource;
-             return e;
-         }()},
+         [](Draft& d, Limits&) { d.evidence[0].resourceToken.reset(); },
+         err<&E::tier>(K::invalidIdentityTokens, T::strongSameRootResource)},
         {"path tier with resource",
-         [](auto& d, auto&) { d.evidence[0].identityTier = DeltaBlameIdentityTier::scopedPath; },
-         [] {
-             auto e = err(K::invalidIdentityTokens);
-             e.tier = DeltaBlameIdentityTier::scopedPath;
-             return e;
-         }()},
+         [](Draft& d, Limits&) { d.evidence[0].identityTier = T::scopedPath; },
+         err<&E::tier>(K::invalidIdentityTokens, T::scopedPath)},
         {"no identity with path token",
-         [](auto& d, auto&) {
-             d.evidence[0].identityTier = DeltaBlameIdentityTier::noStableIdentity;
+         [](Draft& d, Limits&) {
+             d.evidence[0].identityTier = T::noStableIdentity;
              d.evidence[0].resourceToken.reset();
          },
-         [] {
-             auto e = err(K::invalidIdentityTokens);
-             e.tier = DeltaBlameIdentityTier::noStableIdentity;
-             return e;
-         }()},
-        {"negative", [](auto& d, auto&) { d.residuals[0].residualBytes = -1; },
+         err<&E::tier>(K::invalidIdentityTokens, T::noStableIdentity)},
+        {"negative", [](Draft& d, Limits&) { d.residuals[0].residualBytes = -1; },
          err(K::negativeByteCount)},
         {"overflow",
-         [](auto& d, auto&) {
+         [](Draft& d, Limits&) {
              d.aggregates[0].byteCount = std::numeric_limits<int64_t>::max();
              d.aggregates[1].byteCount = std::numeric_limits<int64_t>::max();
          },
          err(K::byteCountOverflow)},
-        {"coverage sum", [](auto& d, auto&) { d.evidenceCoverage.residualBytes += 1; },
+        {"coverage sum", [](Draft& d, Limits&) { d.evidenceCoverage.residualBytes += 1; },
          err(K::invalidEvidenceCoverage)},
-        {"evidence over its limit", [](auto&, auto& l) { l.maximumEvidenceEntries = 4; },
+        {"evidence over its limit", [](Draft&, Limits& l) { l.maximumEvidenceEntries = 4; },
          err(K::invalidEvidenceCoverage)},
         {"residual out of step with its aggregate",
-         [](auto& d, auto&) { d.residuals[0].totalBytes += 1; }, err(K::invalidEvidenceCoverage)},
+         [](Draft& d, Limits&) { d.residuals[0].totalBytes += 1; },
+         err(K::invalidEvidenceCoverage)},
         {"coverage kind",
-         [](auto& d, auto&) { d.evidenceCoverage.kind = DeltaBlameCoverageKind::boundedEvidence; },
+         [](Draft& d, Limits&) {
+             d.evidenceCoverage.kind = DeltaBlameCoverageKind::boundedEvidence;
+         },
          err(K::invalidEvidenceCoverage)},
         {"scope not disjoint",
-         [](auto& d, auto&) {
+         [](Draft& d, Limits&) {
              d.comparableScope.excludedRootDescriptorIDs.push_back(
                  d.comparableScope.includedRootDescriptorIDs[0]);
          },
          err(K::invalidComparableScope)},
         {"trust claimed for a cancelled scan",
-         [](auto& d, auto&) { d.provenance.disposition = DeltaBlameScanDisposition::cancelled; },
+         [](Draft& d, Limits&) { d.provenance.disposition = DeltaBlameScanDisposition::cancelled; },
          err(K::invalidComparableScope)},
         {"long category",
-         [](auto& d, auto&) {
+         [](Draft& d, Limits&) {
              const std::string name(300, 'c');
              for (auto& a : d.aggregates)
                  if (a.key == d.residuals[0].key) a.key.categoryKey = {name};
@@ -192,19 +163,16 @@ TEST(DeltaBlameValidationTest, EachCheckReportsItsError) {
                      o.categoryKey = {name};
              d.residuals[0].key.categoryKey = {name};
          },
-         withField(K::opaqueValueOutOfBounds, "aggregates.key.categoryKey", 256)},
+         err<&E::field>(K::opaqueValueOutOfBounds, "aggregates.key.categoryKey", 256)},
         {"reason with a space",
-         [](auto& d, auto&) { d.rejectionReasons.push_back({"not canonical"}); },
-         withField(K::opaqueValueNotCanonical, "rejectionReasons")},
+         [](Draft& d, Limits&) { d.rejectionReasons.push_back({"not canonical"}); },
+         err<&E::field>(K::opaqueValueNotCanonical, "rejectionReasons")},
         {"upper-case token prefix",
-         [](auto& d, auto&) {
-             auto& t = d.evidence[0].pathToken->rawValue;
-             t.replace(0, 4, "HMAC");
-         },
-         withField(K::opaqueValueNotCanonical, "evidence.pathToken")},
+         [](Draft& d, Limits&) { d.evidence[0].pathToken->rawValue.replace(0, 4, "HMAC"); },
+         err<&E::field>(K::opaqueValueNotCanonical, "evidence.pathToken")},
         {"short policy fingerprint",
-         [](auto& d, auto&) { d.provenance.policyFingerprint.rawValue.pop_back(); },
-         withField(K::opaqueValueNotCanonical, "provenance.policyFingerprint")},
+         [](Draft& d, Limits&) { d.provenance.policyFingerprint.rawValue.pop_back(); },
+         err<&E::field>(K::opaqueValueNotCanonical, "provenance.policyFingerprint")},
     };
     for (const auto& c : cases) {
         auto draft = base.draft;
@@ -228,85 +196,35 @@ TEST(DeltaBlameValidationTest, SixtyFiveRootsAreTooManyUnderDefaultLimits) {
                                            test::providerFilledWith('k'));
     ASSERT_TRUE(built) << built.error().description();
     EXPECT_EQ(validateDeltaBlameDraft(built->draft, DeltaBlameLimits{}),
-              withCounts(K::tooManyRoots, 65, 64));
+              counts(K::tooManyRoots, 65, 64));
 }
 
 TEST(DeltaBlameValidationTest, TrustAndComparabilityFollowTheOutcomes) {
     using O = DeltaBlameRootOutcomeKind;
     using T = DeltaBlameSnapshotTrust;
     using C = DeltaBlameComparability::Kind;
+    using D = DeltaBlameScanDisposition;
+    const std::vector<O> done = {O::complete, O::complete};
+    const O excluded = O::policyExcludedButComplete, failed = O::enumerationFailed;
+    const C scoped = C::scopedComparable;
     const struct {
         const char* name;
         std::vector<O> outcomes;
-        DeltaBlameScanDisposition disposition;
-        std::string policy;
         T trust;
         C comparability;
         size_t excluded;
+        D disposition = D::accepted;
+        std::string policy = "p";
     } cases[] = {
-        {"all complete",
-         {O::complete, O::complete},
-         DeltaBlameScanDisposition::accepted,
-         "p",
-         T::eligible,
-         C::comparable,
-         0},
-        {"missing counts as seen",
-         {O::complete, O::missing},
-         DeltaBlameScanDisposition::accepted,
-         "p",
-         T::eligible,
-         C::comparable,
-         0},
-        {"denied root scoped out",
-         {O::complete, O::accessDenied},
-         DeltaBlameScanDisposition::accepted,
-         "p",
-         T::eligible,
-         C::scopedComparable,
-         1},
-        {"policy-excluded scoped out",
-         {O::policyExcludedButComplete, O::complete},
-         DeltaBlameScanDisposition::accepted,
-         "p",
-         T::eligible,
-         C::scopedComparable,
-         1},
-        {"nothing in scope",
-         {O::enumerationFailed, O::accessDenied},
-         DeltaBlameScanDisposition::accepted,
-         "p",
-         T::hardIncomplete,
-         C::incomplete,
-         2},
-        {"root cancelled",
-         {O::complete, O::cancelled},
-         DeltaBlameScanDisposition::accepted,
-         "p",
-         T::hardIncomplete,
-         C::incomplete,
-         1},
-        {"scan cancelled",
-         {O::complete, O::complete},
-         DeltaBlameScanDisposition::cancelled,
-         "p",
-         T::cancelled,
-         C::incomplete,
-         0},
-        {"superseded",
-         {O::complete, O::complete},
-         DeltaBlameScanDisposition::superseded,
-         "p",
-         T::superseded,
-         C::incomplete,
-         0},
-        {"unknown policy",
-         {O::complete, O::complete},
-         DeltaBlameScanDisposition::accepted,
-         "",
-         T::policyUnknown,
-         C::unavailable,
-         0},
+        {"all complete", {O::complete, O::complete}, T::eligible, C::comparable, 0},
+        {"missing counts as seen", {O::complete, O::missing}, T::eligible, C::comparable, 0},
+        {"denied root scoped out", {O::complete, O::accessDenied}, T::eligible, scoped, 1},
+        {"policy-excluded scoped out", {excluded, O::complete}, T::eligible, scoped, 1},
+        {"nothing in scope", {failed, O::accessDenied}, T::hardIncomplete, C::incomplete, 2},
+        {"root cancelled", {O::complete, O::cancelled}, T::hardIncomplete, C::incomplete, 1},
+        {"scan cancelled", done, T::cancelled, C::incomplete, 0, D::cancelled},
+        {"superseded", done, T::superseded, C::incomplete, 0, D::superseded},
+        {"unknown policy", done, T::policyUnknown, C::unavailable, 0, D::accepted, ""},
     };
     const auto roots = makeDeltaBlameRootDescriptors(test::providerFilledWith('k'), {"/a", "/b"});
     for (const auto& c : cases) {

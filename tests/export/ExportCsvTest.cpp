@@ -53,18 +53,8 @@ TEST(ExportCsvTest, TablesEndRowsWithCRLFAndFormatValues) {
 
 TEST(ExportCsvTest, HostileCandidateNamesKeepTheirColumns) {
     const std::vector<std::string> names = {
-        "a,b",
-        "q\"uote",
-        "multi\nline",
-        "cr\rname",
-        "=cmd|'/c calc'!A0",
-        "+plus",
-        "-minus",
-        "@at",
-        "\ttab",
-        "bad\xff"
-        "byte",
-    };
+        "a,b",   "q\"uote", "multi\nline", "cr\rname", "=cmd|'/c calc'!A0",
+        "+plus", "-minus",  "@at",         "\ttab",    "bad\377byte"};
     ScanReport report;
     for (const auto& name : names) {
         CleanupCandidate c;

@@ -9,22 +9,11 @@
 #include "CleanerCore/export/HistoryExport.h"
 #include "CleanerCore/export/ScanExport.h"
 #include "audit/AuditTestSupport.h"
+#include "support/Candidates.h"
 #include "support/TestTree.h"
 
 namespace velmora {
 namespace {
-
-CleanupCandidate candidate(const std::string& path, CleanupCategory category,
-                           CleanupSafety safety) {
-    CleanupCandidate c;
-    c.url = FileURL::directory(path);
-    c.displayName = c.url.lastComponent();
-    c.category = category;
-    c.safety = safety;
-    c.sizeBytes = 123456789;
-    c.lastModified = 780000000.123456;
-    return c;
-}
 
 TEST(ExportJsonTest, ScanExportReadsBackWithItsProofCards) {
     ScanReport report;
@@ -32,9 +21,9 @@ TEST(ExportJsonTest, ScanExportReadsBackWithItsProofCards) {
     report.hasCompletedScan = true;
     report.scannedRoots = {FileURL::directory("/h/.cache"), FileURL::directory("/h/work")};
     report.candidates = {
-        candidate("/h/.cache/app", CleanupCategory::userCaches, CleanupSafety::safe),
-        candidate("/h/.cache/na\xffme,\"q\"\n", CleanupCategory::userCaches, CleanupSafety::safe),
-        candidate("/h/work/build", CleanupCategory::customFolder, CleanupSafety::safe),
+        test::candidateAt("/h/.cache/app", CleanupCategory::userCaches, 123456789),
+        test::candidateAt("/h/.cache/na\xffme,\"q\"\n", CleanupCategory::userCaches, 123456789),
+        test::candidateAt("/h/work/build", CleanupCategory::customFolder, 123456789),
     };
     FileResourceIdentity identity;
     identity.fileResourceIdentifier = "2049:77";

@@ -1,6 +1,7 @@
 // Redaction: the token forms, which identifiers keep what, and that one path gets one token
 // wherever it appears in an export (a candidate's id, URL and name; a finding's folder and the
-// storage-map root that is that folder; a history sample and the cleaned item it samples).
+// storage-map root that is that folder; a history sample and the cleaned item it samples), and
+// that two exports share no token.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include "CleanerCore/export/InsightExport.h"
 #include "CleanerCore/export/ScanExport.h"
 #include "audit/AuditTestSupport.h"
+#include "support/Candidates.h"
 
 namespace velmora {
 namespace {
@@ -21,6 +23,13 @@ InstallationKey keyOf(uint8_t fill) {
     InstallationKey key;
     key.bytes.fill(fill);
     return key;
+}
+
+// A redactor with a fixed salt, so that the expectations below can name its tokens.
+ExportRedactor redactorOf(uint8_t keyFill, uint8_t saltFill = 0) {
+    ExportSalt salt;
+    salt.fill(saltFill);
+    return ExportRedactor(keyOf(keyFill), salt);
 }
 
 // "<" + kind + ":" + 16 lower-case hex digits + ">".
@@ -36,25 +45,33 @@ bool isToken(const std::string& text, const std::string& kind) {
 ExportSettings redacted(ExportFormat format = ExportFormat::json) {
     ExportSettings settings;
     settings.format = format;
-    settings.redactor.emplace(keyOf(7));
+    settings.redactor = redactorOf(7);
     settings.exportedAt = 800000000;
     return settings;
 }
 
-TEST(ExportRedactionTest, TokensAreKeyedAndSeparatedByKind) {
-    const ExportRedactor r(keyOf(7));
+TEST(ExportRedactionTest, TokensAreKeyedSaltedAndSeparatedByKind) {
+    const ExportRedactor r = redactorOf(7);
     EXPECT_TRUE(isToken(r.path("/h/a"), "path")) << r.path("/h/a");
     EXPECT_TRUE(isToken(r.text("/h/a"), "text")) << r.text("/h/a");
     EXPECT_EQ(r.path("/h/a"), r.path("/h/a"));
     EXPECT_NE(r.path("/h/a"), r.path("/h/b"));
     // Same bytes, different kinds: the digits differ too, not only the prefix.
     EXPECT_NE(r.path("/h/a").substr(6), r.text("/h/a").substr(6));
-    EXPECT_NE(r.path("/h/a"), ExportRedactor(keyOf(8)).path("/h/a"));
+    EXPECT_NE(r.path("/h/a"), redactorOf(8).path("/h/a"));
+    EXPECT_NE(r.path("/h/a"), redactorOf(7, 1).path("/h/a"));
     EXPECT_EQ(r.text(""), "");
+
+    // Each new export draws its own salt: stable within it, unlinkable between two.
+    const ExportRedactor first = ExportRedactor::forNewExport(keyOf(7));
+    const ExportRedactor second = ExportRedactor::forNewExport(keyOf(7));
+    EXPECT_EQ(first.path("/h/a"), first.path("/h/a"));
+    EXPECT_NE(first.path("/h/a"), second.path("/h/a"));
+    EXPECT_NE(first.text("/h/a"), second.text("/h/a"));
 }
 
 TEST(ExportRedactionTest, IdentifiersKeepOnlyWhatIsNotAPath) {
-    const ExportRedactor r(keyOf(7));
+    const ExportRedactor r = redactorOf(7);
     struct Case {
         std::string id, expected;
     };
@@ -75,13 +92,9 @@ TEST(ExportRedactionTest, ScanExportUsesOneTokenPerPath) {
     report.scannedAt = 790000000;
     report.hasCompletedScan = true;
     report.scannedRoots = {FileURL::directory("/h/.cache")};
-    CleanupCandidate c;
-    c.url = FileURL::directory("/h/.cache/Secret");
-    c.displayName = "Secret";
-    c.category = CleanupCategory::customFolder;
-    c.safety = CleanupSafety::caution;
-    c.sizeBytes = 4096;
-    report.candidates = {c};
+    report.candidates = {
+        test::candidateAt("/h/.cache/Secret", CleanupCategory::customFolder, 4096)};
+    report.candidates[0].safety = CleanupSafety::caution;
     report.skippedItems = {{FileURL("/h/.cache/locked"), "Permission denied: /h/.cache/locked"}};
 
     const auto settings = redacted();

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "CleanerCore/review/CleanupReappearance.h"
+#include "support/Candidates.h"
 
 namespace velmora {
 namespace {
@@ -13,11 +14,7 @@ using A = CleanupReappearanceObservation::Assessment;
 using C = CleanupCategory;
 
 CleanupCandidate candidate(const std::string& path, int64_t bytes, C category = C::userCaches) {
-    CleanupCandidate c;
-    c.url = FileURL::directory(path);
-    c.sizeBytes = bytes;
-    c.category = category;
-    return c;
+    return test::candidateAt(path, category, bytes);
 }
 
 CleanupAuditEntry cleanup(std::string id, Date at, std::vector<CleanupCandidate> items,
@@ -64,140 +61,58 @@ TEST(CleanupReappearanceTest, Assessments) {
         const char* name;
         std::vector<CleanupAuditEntry> history;
         std::vector<CleanupCandidate> found;
-        Date observedAt;
         A expected;
         int64_t samePathBytes, samePathCount;
+        Date observedAt = 500;
     };
     const std::string other = "/home/p/.cache/other";
-    auto cancelled = standardCleanup();
+    const auto S = standardCleanup();
+    auto cancelled = S;
     cancelled.wasCancelled = true;
     cancelled.occurredAt = 200;
     auto nothingCleaned = cleanup("C0000000-0000-4000-8000-000000000001", 200, {});
     nothingCleaned.failedItemCount = 3;
-    auto noDetail = standardCleanup();
+    auto noDetail = S;
     noDetail.cleanedItems.clear();
     // As a hand-edited record could carry it.
     auto spelledDifferently = candidate(kA, 600, C::appContainerCaches);
     spelledDifferently.url.path = " /home/p/.cache//a/\t";
+    const auto a600 = candidate(kA, 600);
+    const auto a100 = candidate(kA, 100), a900 = candidate(kA, 900), b900 = candidate(kB, 900);
+    const auto restoredA = restore("R1", 150, {" " + kA + "/"});
+    const auto restoredB = restore("R1", 150, {kB}), restoredOther = restore("R1", 150, {other});
+    const auto restoredBefore = restore("R1", 50, {kA}),
+               restoreFailed = restore("R1", 150, {kA}, 0);
+    using enum CleanupReappearanceObservation::Assessment;
     const Case cases[] = {
-        {"empty history", {}, {candidate(kA, 600)}, 500, A::noRecentCleanup, 0, 0},
-        {"only a restore", {restore("R1", 90, {kA})}, {}, 500, A::noRecentCleanup, 0, 0},
+        {"empty history", {}, {a600}, noRecentCleanup, 0, 0},
+        {"only a restore", {restore("R1", 90, {kA})}, {}, noRecentCleanup, 0, 0},
         // A cancelled run is never the one compared, even when it is the newest.
-        {"only cancelled", {cancelled}, {candidate(kA, 600)}, 500, A::noRecentCleanup, 0, 0},
-        {"cancelled newer is skipped",
-         {cancelled, standardCleanup()},
-         {candidate(kA, 600)},
-         500,
-         A::substantialReappearance,
-         600,
-         1},
+        {"only cancelled", {cancelled}, {a600}, noRecentCleanup, 0, 0},
+        {"cancelled newer is skipped", {cancelled, S}, {a600}, substantialReappearance, 600, 1},
         // A run whose every item failed cleaned nothing: the one before it is compared.
-        {"failed run is skipped",
-         {nothingCleaned, standardCleanup()},
-         {},
-         500,
-         A::noSamePathReappearance,
-         0,
-         0},
-        {"no item detail", {noDetail}, {candidate(kA, 600)}, 500, A::noRecordedCleanedItems, 0, 0},
+        {"failed run is skipped", {nothingCleaned, S}, {}, noSamePathReappearance, 0, 0},
+        {"no item detail", {noDetail}, {a600}, noRecordedCleanedItems, 0, 0},
         // The scan started before the cleanup was recorded (or at the same instant).
-        {"scan before cleanup",
-         {standardCleanup()},
-         {candidate(kA, 600)},
-         99,
-         A::awaitingFollowupScan,
-         0,
-         0},
-        {"scan at cleanup time",
-         {standardCleanup()},
-         {candidate(kA, 600)},
-         100,
-         A::awaitingFollowupScan,
-         0,
-         0},
-        {"nothing back",
-         {standardCleanup()},
-         {candidate(other, 5000)},
-         500,
-         A::noSamePathReappearance,
-         0,
-         0},
+        {"scan before cleanup", {S}, {a600}, awaitingFollowupScan, 0, 0, 99},
+        {"scan at cleanup time", {S}, {a600}, awaitingFollowupScan, 0, 0, 100},
+        {"nothing back", {S}, {candidate(other, 5000)}, noSamePathReappearance, 0, 0},
         // 499 of 1000 bytes is partial; exactly half is substantial.
-        {"just under half",
-         {standardCleanup()},
-         {candidate(kA, 499)},
-         500,
-         A::partialReappearance,
-         499,
-         1},
-        {"exactly half",
-         {standardCleanup()},
-         {candidate(kA, 500)},
-         500,
-         A::substantialReappearance,
-         500,
-         1},
-        {"all back and more",
-         {standardCleanup()},
-         {candidate(kA, 900), candidate(kB, 900)},
-         500,
-         A::substantialReappearance,
-         1800,
-         2},
+        {"just under half", {S}, {candidate(kA, 499)}, partialReappearance, 499, 1},
+        {"exactly half", {S}, {candidate(kA, 500)}, substantialReappearance, 500, 1},
+        {"more back than cleaned", {S}, {a900, b900}, substantialReappearance, 1800, 2},
         // An empty log back at its path is reappearance, however small.
-        {"zero-byte item back",
-         {standardCleanup()},
-         {candidate(kLog, 0, C::userLogs)},
-         500,
-         A::partialReappearance,
-         0,
-         1},
+        {"zero-byte item back", {S}, {candidate(kLog, 0, C::userLogs)}, partialReappearance, 0, 1},
         // Paths compare standardized and trimmed; a different category at the path still counts.
-        {"path spelled differently",
-         {standardCleanup()},
-         {spelledDifferently},
-         500,
-         A::substantialReappearance,
-         600,
-         1},
+        {"path spelled differently", {S}, {spelledDifferently}, substantialReappearance, 600, 1},
         // A restore of the cleanup's items after it makes the figures ambiguous.
-        {"restored afterwards",
-         {restore("R1", 150, {kB}), standardCleanup()},
-         {candidate(kA, 600)},
-         500,
-         A::ambiguousAfterRestore,
-         600,
-         1},
-        {"restored afterwards, nothing back",
-         {restore("R1", 150, {" " + kA + "/"}), standardCleanup()},
-         {},
-         500,
-         A::ambiguousAfterRestore,
-         0,
-         0},
+        {"restored afterwards", {restoredB, S}, {a600}, ambiguousAfterRestore, 600, 1},
+        {"restored afterwards, nothing back", {restoredA, S}, {}, ambiguousAfterRestore, 0, 0},
         // Restores that do not cover the compared cleanup's items do not count: one before
         // it, one of other items, one that put nothing back.
-        {"restore before the cleanup",
-         {standardCleanup(), restore("R1", 50, {kA})},
-         {candidate(kA, 600)},
-         500,
-         A::substantialReappearance,
-         600,
-         1},
-        {"restore of other items",
-         {restore("R1", 150, {other}), standardCleanup()},
-         {candidate(kA, 100)},
-         500,
-         A::partialReappearance,
-         100,
-         1},
-        {"restore that failed",
-         {restore("R1", 150, {kA}, 0), standardCleanup()},
-         {candidate(kA, 100)},
-         500,
-         A::partialReappearance,
-         100,
-         1},
+        {"earlier restore", {S, restoredBefore}, {a600}, substantialReappearance, 600, 1},
+        {"other items restored", {restoredOther, S}, {a100}, partialReappearance, 100, 1},
+        {"failed restore", {restoreFailed, S}, {a100}, partialReappearance, 100, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -206,8 +121,8 @@ TEST(CleanupReappearanceTest, Assessments) {
         EXPECT_EQ(o.observedAt, c.observedAt);
         EXPECT_EQ(o.samePathReappearedBytes, c.samePathBytes);
         EXPECT_EQ(o.samePathReappearedItemCount, c.samePathCount);
-        EXPECT_EQ(o.cleanedAt.has_value(), c.expected != A::noRecentCleanup);
-        EXPECT_EQ(o.cleanupSource.has_value(), c.expected != A::noRecentCleanup);
+        EXPECT_EQ(o.cleanedAt.has_value(), c.expected != noRecentCleanup);
+        EXPECT_EQ(o.cleanupSource.has_value(), c.expected != noRecentCleanup);
     }
 }
 
@@ -237,9 +152,12 @@ TEST(CleanupReappearanceTest, FiguresOfTheComparedCleanup) {
     const nlohmann::json j = o;
     EXPECT_EQ(j.at("assessment"), "partialReappearance");
     EXPECT_EQ(j.at("cleanupSource"), "macInsights");
-    EXPECT_EQ(j.at("cleanedAt"), 100.0);
     EXPECT_EQ(j.at("reappearedFraction"), 0.3);
-    EXPECT_EQ(j.at("categoryReappearedItemCount"), 3);
+
+    // More back than was cleaned is still the whole of it.
+    auto more = o;
+    more.samePathReappearedBytes = 2500;
+    EXPECT_EQ(more.reappearedFraction(), 1.0);
 }
 
 TEST(CleanupReappearanceTest, NothingToCompareCarriesNoFigures) {
@@ -247,9 +165,7 @@ TEST(CleanupReappearanceTest, NothingToCompareCarriesNoFigures) {
     noDetail.cleanedItems.clear();
     noDetail.affectedBytes = -5;  // a damaged record never yields negative bytes
     const auto o = CleanupReappearanceObservation::observe({noDetail}, {candidate(kA, 600)}, 500);
-    EXPECT_EQ(o.assessment, A::noRecordedCleanedItems);
     EXPECT_EQ(o.recordedCleanedBytes, 0);
-    EXPECT_EQ(o.recordedCleanedItemCount, 0);
     EXPECT_EQ(o.categoryReappearedItemCount, 0);
     EXPECT_EQ(o.reappearedFraction(), std::nullopt);
 
@@ -258,20 +174,8 @@ TEST(CleanupReappearanceTest, NothingToCompareCarriesNoFigures) {
     expected.observedAt = 500;
     EXPECT_EQ(none, expected);
     const nlohmann::json j = none;
-    EXPECT_FALSE(j.contains("cleanedAt"));
-    EXPECT_FALSE(j.contains("cleanupSource"));
-    EXPECT_FALSE(j.contains("reappearedFraction"));
-}
-
-TEST(CleanupReappearanceTest, FractionIsClamped) {
-    CleanupReappearanceObservation o;
-    o.recordedCleanedBytes = 1000;
-    o.samePathReappearedBytes = 2500;
-    EXPECT_EQ(o.reappearedFraction(), 1.0);
-    o.samePathReappearedBytes = 500;
-    EXPECT_EQ(o.reappearedFraction(), 0.5);
-    o.recordedCleanedBytes = 0;
-    EXPECT_EQ(o.reappearedFraction(), std::nullopt);
+    for (const char* absent : {"cleanedAt", "cleanupSource", "reappearedFraction"})
+        EXPECT_FALSE(j.contains(absent)) << absent;
 }
 
 }  // namespace

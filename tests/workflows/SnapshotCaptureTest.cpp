@@ -4,6 +4,7 @@
 
 #include "CleanerCore/platform/InstallationKey.h"
 #include "CleanerCore/workflows/SnapshotCapture.h"
+#include "support/Candidates.h"
 #include "support/Files.h"
 #include "support/TestTree.h"
 
@@ -20,11 +21,8 @@ class SnapshotCaptureTest : public ::testing::Test {
         ScanReport r;
         r.hasCompletedScan = completed;
         r.scannedRoots = {FileURL::directory(environment.home + "/.cache")};
-        CleanupCandidate c;
-        c.url = FileURL::directory(environment.home + "/.cache/pip");
-        c.category = CleanupCategory::packageManagerCaches;
-        c.sizeBytes = 4096;
-        r.candidates = {c};
+        r.candidates = {test::candidateAt(environment.home + "/.cache/pip",
+                                          CleanupCategory::packageManagerCaches, 4096)};
         return r;
     }
     std::string storeFile() const {
