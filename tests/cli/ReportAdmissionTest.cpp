@@ -14,6 +14,7 @@
 #include "CleanerCore/base/FileURL.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "cli/CommandRunner.h"
+#include "support/Files.h"
 
 namespace velmora {
 namespace {
@@ -31,12 +32,6 @@ const json& candidateAt(const json& report, const std::string& path) {
     ADD_FAILURE() << "no candidate " << path;
     static const json none;
     return none;
-}
-
-int64_t allocatedBytes(const std::string& path) {
-    struct stat st {};
-    EXPECT_EQ(::lstat(path.c_str(), &st), 0) << path;
-    return static_cast<int64_t>(st.st_blocks) * 512;
 }
 
 TEST(ReportAdmissionTest, AnEditedReportCannotSelectWhatTheScanWouldNotOffer) {
@@ -190,7 +185,7 @@ TEST(ReportAdmissionTest, HardLinksToOneFileCountItsBytesOnce) {
         ASSERT_EQ(::link(file.c_str(), h.cache("links/" + std::to_string(i)).c_str()), 0);
     }
     h.tree.setMtimeRecursive("home/.cache/links", test::unixNow() - 3 * 86400);
-    const int64_t once = allocatedBytes(file);
+    const int64_t once = test::allocatedBytes(file);
     const json report = h.scan();
     EXPECT_EQ(candidateAt(report, h.cache("links"))["sizeBytes"], once);
 

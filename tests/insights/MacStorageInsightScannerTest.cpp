@@ -440,18 +440,6 @@ TEST_F(InsightScannerTest, HardLinkedFileCountsOnce) {
     EXPECT_EQ(scan(smallConfig(), Catalogue::linux, 4), r);
 }
 
-// The visit limit of the linux defaults maps an ordinary photo folder completely.
-TEST_F(InsightScannerTest, LinuxDefaultsMapALargeFolderCompletely) {
-    for (int i = 0; i < 8'001; ++i) tree.file("home/Pictures/p" + std::to_string(i), 0);
-    const auto r = scan(Config::forCatalogue(Catalogue::linux), Catalogue::linux);
-    EXPECT_FALSE(r.isTruncated);
-    for (const auto& i : r.heatmapItems) {
-        if (i.displayName == "~/Pictures") {
-            EXPECT_EQ(i.itemCount, 8'001);
-        }
-    }
-}
-
 TEST(InsightScanRootsTest, ParsesUserDirsAssignments) {
     struct Row {
         std::string text;

@@ -139,13 +139,6 @@ class LanguagePreferenceTest : public ::testing::Test {
     std::optional<std::string> stored() const { return storedLanguage(settings); }
 };
 
-TEST_F(LanguagePreferenceTest, ResolvesFromTheStoredValue) {
-    settings.setValue("velmora.language", "zh_TW");
-    EXPECT_EQ(resolvedLanguage(settings), L::traditionalChinese);
-    settings.setValue("velmora.language", "pt-BR");
-    EXPECT_EQ(resolvedLanguage(settings, {"pt", "es-MX"}), L::spanish);
-}
-
 TEST_F(LanguagePreferenceTest, SeedsFromTheLaunchURLThenTheBuildDefault) {
     using O = std::optional<std::string>;
     struct Case {

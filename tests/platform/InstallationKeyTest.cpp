@@ -7,23 +7,15 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
+#include "support/Files.h"
 #include "support/TestTree.h"
 
 namespace velmora {
 namespace {
 
 using test::TestTree;
-
-std::string contents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 TEST(InstallationKeyTest, IsCreatedOnceThenLoaded) {
     TestTree tree;
@@ -71,7 +63,7 @@ TEST(InstallationKeyTest, ReplacesADamagedKeyAndRefusesWhatIsNotAFile) {
         ASSERT_EQ(outcome.has_value(), row.usable);
         if (!row.usable) continue;
         EXPECT_EQ(outcome->event, InstallationKeyEvent::replacedDamaged);
-        const std::string stored = contents(path);
+        const std::string stored = test::readFile(path);
         EXPECT_EQ(stored, std::string(outcome->key.bytes.begin(), outcome->key.bytes.end()));
     }
 }

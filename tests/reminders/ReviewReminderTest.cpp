@@ -1,5 +1,5 @@
 // The reminder decision: one reminder per due period, from the review loop's status and the
-// two reminder keys as the preference file holds them, and its texts in the person's language.
+// two reminder keys as the preference file holds them.
 #include <gtest/gtest.h>
 
 #include "VelmoraUI/reminders/ReviewReminder.h"
@@ -96,18 +96,6 @@ TEST(ReviewReminderTest, TheDeliveryIsWrittenAsSecondsSince1970AndReadBack) {
         << test::readFile(conf);
     const PreferenceFile file = openPreferenceFileAt(conf);
     EXPECT_EQ(readReviewReminderSettings(*file.settings).lastDeliveredAt, at);
-}
-
-TEST(ReviewReminderTest, TextsSpeakThePersonsLanguage) {
-    const auto english = reviewReminderTexts(AppLanguage::english);
-    EXPECT_EQ(english.title, "Time for a safety review");
-    EXPECT_EQ(english.body, "Safety review is due. Review candidates before choosing anything.");
-    EXPECT_EQ(reviewReminderTexts(AppLanguage::korean).openReviewLabel, "검토 열기");
-    const auto german = reviewReminderTexts(AppLanguage::german);
-    EXPECT_EQ(german.title, "Zeit für eine Sicherheitsprüfung");
-    EXPECT_EQ(german.openReviewLabel, "Prüfung öffnen");
-    EXPECT_EQ(reviewReminderVerdictMessage(Verdict::remindersOff, AppLanguage::japanese),
-              "リマインダーはオフになっているため、表示しませんでした。");
 }
 
 }  // namespace

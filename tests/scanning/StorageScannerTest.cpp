@@ -9,11 +9,13 @@
 #include <mutex>
 
 #include "CleanerCore/platform/FileIdentity.h"
+#include "support/Files.h"
 #include "support/TestTree.h"
 
 namespace velmora {
 namespace {
 
+using test::allocatedBytes;
 using test::TestTree;
 using Outcomes = std::map<std::string, std::string>;
 
@@ -24,11 +26,6 @@ struct stat lstatOf(const std::string& path) {
     struct stat st {};
     EXPECT_EQ(::lstat(path.c_str(), &st), 0) << path;
     return st;
-}
-
-// Disk usage as the file system reports it (not the logical length).
-int64_t allocated(const std::string& path) {
-    return static_cast<int64_t>(lstatOf(path).st_blocks) * 512;
 }
 
 ScanLocation location(const std::string& root, double age = 0,
@@ -115,7 +112,7 @@ TEST(StorageScannerTest, EachEntryGetsTheReasonItDeserves) {
     for (const auto& c : report.candidates) EXPECT_EQ(c.id(), "userCaches:" + c.url.path);
     // A link inside a candidate is neither followed nor counted.
     ASSERT_NE(findCandidate(report, "linking"), nullptr);
-    EXPECT_EQ(findCandidate(report, "linking")->sizeBytes, allocated(kept));
+    EXPECT_EQ(findCandidate(report, "linking")->sizeBytes, allocatedBytes(kept));
 }
 
 TEST(StorageScannerTest, AgeRuleLooksAtEverythingCounted) {
@@ -187,8 +184,9 @@ TEST(StorageScannerTest, HiddenItemsAndPackageContentsFollowTheLocation) {
             EXPECT_EQ(findCandidate(report, ".hidden") != nullptr, hidden);
             const CleanupCandidate* app = findCandidate(report, "app");
             ASSERT_NE(app, nullptr);
-            EXPECT_EQ(app->sizeBytes, allocated(visible) + (hidden ? allocated(dotFile) : 0) +
-                                          (packages ? allocated(packaged) : 0));
+            EXPECT_EQ(app->sizeBytes, allocatedBytes(visible) +
+                                          (hidden ? allocatedBytes(dotFile) : 0) +
+                                          (packages ? allocatedBytes(packaged) : 0));
         }
     }
 }
@@ -215,7 +213,7 @@ TEST(StorageScannerTest, CandidateRecordsWhatWasMeasured) {
     EXPECT_EQ(folder->safety, CleanupSafety::caution);
     EXPECT_FALSE(folder->isSelectedByDefault);
     EXPECT_EQ(folder->appCacheContext, loc.appCacheContext);
-    EXPECT_EQ(folder->sizeBytes, allocated(inner));
+    EXPECT_EQ(folder->sizeBytes, allocatedBytes(inner));
     // The newest date inside wins over the folder's own; the identity keeps the folder's own.
     EXPECT_EQ(folder->lastModified, dateFromTimespec(lstatOf(inner).st_mtim));
     EXPECT_EQ(folder->resourceIdentity, captureIdentity(tree.path("caches/folder")));
@@ -223,7 +221,7 @@ TEST(StorageScannerTest, CandidateRecordsWhatWasMeasured) {
     const CleanupCandidate* file = findCandidate(report, "one.bin");
     ASSERT_NE(file, nullptr);
     EXPECT_FALSE(file->url.isDirectory);
-    EXPECT_EQ(file->sizeBytes, allocated(one));
+    EXPECT_EQ(file->sizeBytes, allocatedBytes(one));
     EXPECT_EQ(file->resourceIdentity, captureIdentity(one));
     // What every candidate of a location or a volume has alike is held once, not per candidate.
     EXPECT_EQ(&*file->appCacheContext, &*folder->appCacheContext);
@@ -266,7 +264,7 @@ TEST(StorageScannerTest, ReportListsCandidatesBySafetyThenSizeAndSkipsInTheOrder
     EXPECT_EQ(names,
               (std::vector<std::string>{"large", "Derived", "zeta", "alpha", "small", "big", "r"}));
     ASSERT_NE(findCandidate(report, "Derived"), nullptr);
-    EXPECT_EQ(findCandidate(report, "Derived")->sizeBytes, allocated(derivedData));
+    EXPECT_EQ(findCandidate(report, "Derived")->sizeBytes, allocatedBytes(derivedData));
     std::vector<std::pair<std::string, std::string>> skipped;
     for (const auto& s : report.skippedItems) skipped.emplace_back(s.url.path, s.reason);
     EXPECT_EQ(

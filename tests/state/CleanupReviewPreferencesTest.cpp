@@ -174,14 +174,12 @@ TEST(CleanupReviewPreferencesTest, ProfilesOnlyNarrowAReviewAndReadBackFromJSON)
     const std::string footnotes[] = {"Saved profiles do not widen scan roots.",
                                      "Saved profiles do not widen scan roots.",
                                      "Aggressive review still does not auto-select items."};
-    const std::string titles[] = {"Balanced review", "Downloads review", "Developer caches"};
     for (size_t i = 0; i < profiles.size(); ++i) {
         const CleanupReviewProfile& p = profiles[i];
         EXPECT_FALSE(p.includesCustomFolders);
         EXPECT_TRUE(p.respectsIgnoreAndSnoozeRules);
         EXPECT_EQ(&CleanupReviewPreferencesStore::profile(p.id), &p);
         EXPECT_EQ(reviewProfileFootnote(p, AppLanguage::english), footnotes[i]);
-        EXPECT_EQ(reviewProfileTitle(p.id, AppLanguage::english), titles[i]);
         auto decoded = decodeCleanupReviewProfile(encodeCleanupReviewProfile(p));
         ASSERT_TRUE(decoded) << decoded.error();
         EXPECT_EQ(*decoded, p);

@@ -34,22 +34,19 @@ class CustomScanFoldersTest : public ::testing::Test {
 };
 
 TEST_F(CustomScanFoldersTest, RefusedFoldersLeaveTheListUnchangedWithTheirSentence) {
+    // Which folders are refused is the root checks' own table; here: what a refusal leaves, and
+    // that the rules built from the environment protect Velmora's own configuration folder.
     tree.file("home/notes.txt");
     tree.dir("home/.config/Velmora");
-    tree.symlink("home/link", folder("projects/build"));
     const std::string tooBroad = "Selected folder is too broad or protected for cleanup scanning: ";
     struct Case {
         std::string path;
         std::string message;
     };
     const Case cases[] = {
-        {"/", tooBroad + "/"},
-        {home, tooBroad + home},
         {home + "/", tooBroad + home},
-        {home + "/link", tooBroad + home + "/link"},
         {environment.xdgConfigHome, tooBroad + environment.xdgConfigHome},
         {home + "/notes.txt", "Selected item is not an accessible folder: " + home + "/notes.txt"},
-        {home + "/missing", "Selected item is not an accessible folder: " + home + "/missing"},
     };
     CustomScanFolderStore store(*file.settings, AppLanguage::english);
     for (const auto& c : cases) {

@@ -1,5 +1,6 @@
 #pragma once
 // Whole-file reads and writes and folder listings for checks and set-up.
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,5 +18,8 @@ std::string writeFile(TestTree& tree, const std::string& relative, const std::st
 bool exists(const std::string& path);
 /// The names in `folder`, sorted; none when it cannot be listed.
 std::vector<std::string> namesIn(const std::string& folder);
+/// What the item at `path` takes on disk (its blocks, not its length), as the scans count it;
+/// -1 when it cannot be read.
+int64_t allocatedBytes(const std::string& path);
 
 }  // namespace velmora::test

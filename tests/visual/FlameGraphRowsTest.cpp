@@ -2,18 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "visual/TreeSpecs.h"
+
 namespace velmora::visual {
 namespace {
 
+using test::fileSpec;
+using test::folderSpec;
 using Spec = StorageTree::Spec;
-using Kind = StorageTree::Kind;
-
-Spec fileSpec(std::string name, int64_t size) {
-    return {std::move(name), size, 1, Kind::file, false, {}};
-}
-Spec folderSpec(std::string name, std::vector<Spec> children) {
-    return {std::move(name), 0, 0, Kind::folder, false, std::move(children)};
-}
 
 class FlameGraphRowsTest : public ::testing::Test {
   protected:
@@ -26,13 +22,7 @@ class FlameGraphRowsTest : public ::testing::Test {
                                 folderSpec("B", many), fileSpec("C", 10), folderSpec("Empty", {})}),
             "/h");
     }();
-    StorageTree::Index named(const std::string& name) const {
-        for (size_t i = 0; i < tree.nodeCount(); ++i) {
-            const auto index = static_cast<StorageTree::Index>(i);
-            if (tree.node(index).name == name) return index;
-        }
-        return StorageTree::kNoNode;
-    }
+    StorageTree::Index named(const std::string& name) const { return test::nodeNamed(tree, name); }
 };
 
 TEST_F(FlameGraphRowsTest, ChildrenSpanTheirParentInProportion) {

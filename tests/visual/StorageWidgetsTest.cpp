@@ -11,12 +11,13 @@
 #include "Velmora/desktop/FlameGraphWidget.h"
 #include "Velmora/desktop/TreemapWidget.h"
 #include "VelmoraUI/dashboard/CleanupTexts.h"
+#include "visual/TreeSpecs.h"
 
 namespace velmora::desktop {
 namespace {
 
-using Spec = StorageTree::Spec;
-using Kind = StorageTree::Kind;
+using test::fileSpec;
+using test::folderSpec;
 
 QApplication& application() {
     static int argc = 1;
@@ -38,30 +39,14 @@ class StorageWidgetsTest : public ::testing::Test {
   protected:
     void SetUp() override { application(); }
 
-    std::shared_ptr<const StorageTree> tree = [] {
-        auto file = [](std::string name, int64_t size) {
-            return Spec{std::move(name), size, 1, Kind::file, false, {}};
-        };
-        Spec root{"home", 0, 0, Kind::folder, false, {}};
-        root.children = {
-            Spec{"Documents",
-                 0,
-                 0,
-                 Kind::folder,
-                 false,
-                 {file("a", 4000), Spec{"sub", 0, 0, Kind::folder, false, {file("c", 2000)}}}},
-            Spec{"Music", 0, 0, Kind::folder, false, {file("e", 3000)}},
-        };
-        return std::make_shared<const StorageTree>(StorageTree::fromSpec(root, "/h"));
-    }();
+    std::shared_ptr<const StorageTree> tree =
+        std::make_shared<const StorageTree>(StorageTree::fromSpec(
+            folderSpec("home", {folderSpec("Documents", {fileSpec("a", 4000),
+                                                         folderSpec("sub", {fileSpec("c", 2000)})}),
+                                folderSpec("Music", {fileSpec("e", 3000)})}),
+            "/h"));
 
-    StorageTree::Index named(const std::string& name) const {
-        for (size_t i = 0; i < tree->nodeCount(); ++i) {
-            const auto index = static_cast<StorageTree::Index>(i);
-            if (tree->node(index).name == name) return index;
-        }
-        return StorageTree::kNoNode;
-    }
+    StorageTree::Index named(const std::string& name) const { return test::nodeNamed(*tree, name); }
 };
 
 TEST_F(StorageWidgetsTest, TreemapHoversDrillsInAndGoesBack) {

@@ -5,19 +5,15 @@
 #include <algorithm>
 #include <limits>
 
+#include "visual/TreeSpecs.h"
+
 namespace velmora::visual {
 namespace {
 
+using test::fileSpec;
+using test::folderSpec;
 using Spec = StorageTree::Spec;
-using Kind = StorageTree::Kind;
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-
-Spec fileSpec(std::string name, int64_t size) {
-    return {std::move(name), size, 1, Kind::file, false, {}};
-}
-Spec folderSpec(std::string name, std::vector<Spec> children) {
-    return {std::move(name), 0, 0, Kind::folder, false, std::move(children)};
-}
 
 double area(const QRectF& r) {
     return std::max(r.width(), 0.0) * std::max(r.height(), 0.0);
