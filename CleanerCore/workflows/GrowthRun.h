@@ -19,6 +19,7 @@
 #include "CleanerCore/delta-blame/DeltaBlameComparator.h"
 #include "CleanerCore/delta-blame/DeltaBlameSnapshotStore.h"
 #include "CleanerCore/platform/Environment.h"
+#include "CleanerCore/workflows/ScanSetup.h"
 
 namespace velmora {
 
@@ -65,5 +66,11 @@ struct GrowthReport {
 };
 
 GrowthReport runGrowthComparison(const UserEnvironment& environment, const GrowthRequest& request);
+
+/// The folders a scan would look at now, in the standard and the aggressive mode alike: each
+/// root of `request` (its catalogue and custom folders) once, standard's first; the
+/// `knownRootPaths` of a request. A mode that `prepareScan` refuses adds nothing. Reads the
+/// file system.
+std::vector<std::string> currentScanRootPaths(ScanRequest request);
 
 }  // namespace velmora

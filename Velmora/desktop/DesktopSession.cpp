@@ -30,6 +30,7 @@ DesktopSession::DesktopSession(SessionOptions options) : options_(std::move(opti
     cleaner_ = std::make_unique<CleanerViewModel>(cleanerEnvironment, *ignoreStore_, *folderStore_,
                                                   *reviewStore_);
     history_ = std::make_unique<HistoryViewModel>(cleanerEnvironment, *folderStore_);
+    growth_ = std::make_unique<GrowthViewModel>(cleanerEnvironment, *folderStore_);
     InsightsEnvironment insightsEnvironment;
     insightsEnvironment.homeOverride = options_.homeOverride;
     insightsEnvironment.catalogue = options_.catalogue;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "VelmoraUI/dashboard/CleanerViewModel.h"
+#include "VelmoraUI/dashboard/GrowthViewModel.h"
 #include "VelmoraUI/dashboard/HistoryViewModel.h"
 #include "VelmoraUI/dashboard/InsightsViewModel.h"
 #include "VelmoraUI/dashboard/SettingsViewModel.h"
@@ -47,6 +48,7 @@ class DesktopSession {
     QSettings& settings() { return *preferences_.settings; }
     CleanerViewModel& cleaner() { return *cleaner_; }
     HistoryViewModel& history() { return *history_; }
+    GrowthViewModel& growth() { return *growth_; }
     InsightsViewModel& insights() { return *insights_; }
     ResourceReliefViewModel& relief() { return *relief_; }
     SettingsViewModel& settingsModel() { return *settingsModel_; }
@@ -62,6 +64,7 @@ class DesktopSession {
     std::unique_ptr<SettingsViewModel> settingsModel_;
     std::unique_ptr<CleanerViewModel> cleaner_;
     std::unique_ptr<HistoryViewModel> history_;
+    std::unique_ptr<GrowthViewModel> growth_;
     std::unique_ptr<InsightsViewModel> insights_;
     std::unique_ptr<MainThreadScheduler> scheduler_;
     std::unique_ptr<ResourceReliefViewModel> relief_;
