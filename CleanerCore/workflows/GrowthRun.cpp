@@ -77,7 +77,9 @@ GrowthReport runGrowthComparison(const UserEnvironment& environment, const Growt
 
 std::vector<std::string> currentScanRootPaths(ScanRequest request) {
     std::vector<std::string> paths;
-    for (auto mode : {CleanupScanMode::standard, CleanupScanMode::aggressive}) {
+    request.allowDirect = true;
+    for (auto mode :
+         {CleanupScanMode::standard, CleanupScanMode::aggressive, CleanupScanMode::direct}) {
         request.mode = mode;
         const auto setup = prepareScan(request, CancellationToken{});
         if (!setup) continue;

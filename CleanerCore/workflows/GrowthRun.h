@@ -67,10 +67,10 @@ struct GrowthReport {
 
 GrowthReport runGrowthComparison(const UserEnvironment& environment, const GrowthRequest& request);
 
-/// The folders a scan would look at now, in the standard and the aggressive mode alike: each
-/// root of `request` (its catalogue and custom folders) once, standard's first; the
-/// `knownRootPaths` of a request. A mode that `prepareScan` refuses adds nothing. Reads the
-/// file system.
+/// The folders a scan would look at now, in any mode (developer mode's too: naming a root is
+/// not scanning it): each root of `request` (its catalogue and custom folders) once, in the
+/// order of the modes; the `knownRootPaths` of a request. A mode that `prepareScan` refuses
+/// adds nothing. Reads the file system.
 std::vector<std::string> currentScanRootPaths(ScanRequest request);
 
 }  // namespace velmora

@@ -46,7 +46,7 @@ QSize StorageTrendWidget::sizeHint() const {
 }
 
 QSize StorageTrendWidget::minimumSizeHint() const {
-    return {200, fontMetrics().height() * 7};
+    return {200, fontMetrics().height() * 10};
 }
 
 QString StorageTrendWidget::byteLabel(int64_t bytes) const {
@@ -131,14 +131,22 @@ void StorageTrendWidget::paintEvent(QPaintEvent*) {
     QColor grid = text;
     grid.setAlphaF(0.15);
 
-    // The byte axis: a faint line and a label for every tick.
-    for (int64_t tick : timeline_.byteTicks()) {
-        const double y = timeline_.yFor(tick, plot);
+    // The byte axis: a faint line for every tick, and a label for as many as fit apart at this
+    // text size (every other one, or fewer, when the plot is low).
+    const auto& byteTicks = timeline_.byteTicks();
+    const double tickGap = byteTicks.size() > 1 ? timeline_.yFor(byteTicks[0], plot) -
+                                                      timeline_.yFor(byteTicks[1], plot)
+                                                : plot.height();
+    const size_t labelEvery =
+        tickGap > 0 ? std::max<size_t>(1, size_t(std::ceil(fm.height() * 1.1 / tickGap))) : 1;
+    for (size_t i = 0; i < byteTicks.size(); ++i) {
+        const double y = timeline_.yFor(byteTicks[i], plot);
         p.setPen(QPen(grid, 1));
         p.drawLine(QPointF(plot.left(), y), QPointF(plot.right(), y));
+        if (i % labelEvery != 0) continue;
         p.setPen(text);
         p.drawText(QRectF(0, y - fm.height() / 2, plot.left() - 8, fm.height()),
-                   Qt::AlignRight | Qt::AlignVCenter, byteLabel(tick));
+                   Qt::AlignRight | Qt::AlignVCenter, byteLabel(byteTicks[i]));
     }
     // The date axis: a short mark and a label centred under every tick.
     for (const auto& tick : timeline_.dateTicks()) {
@@ -147,11 +155,13 @@ void StorageTrendWidget::paintEvent(QPaintEvent*) {
         p.drawLine(QPointF(x, plot.bottom()), QPointF(x, plot.bottom() + 4));
         const QString label = dateLabel(tick);
         const double w = fm.horizontalAdvance(label);
+        // Centred under the tick, but never into the byte labels' column or past the edge.
+        const double left = std::clamp(x - w / 2, plot.left() - 4, std::max(0.0, width() - w));
         p.setPen(text);
-        p.drawText(QRectF(x - w / 2, plot.bottom() + 6, w, fm.height()), Qt::AlignCenter, label);
+        p.drawText(QRectF(left, plot.bottom() + 6, w, fm.height()), Qt::AlignCenter, label);
     }
 
-    const QColor line = storageFill(pal, 0, 1, false).darker(isDarkPalette(pal) ? 70 : 150);
+    const QColor line = pal.color(QPalette::Highlight);
     const size_t n = timeline_.points().size();
     if (n > 1) {
         QPainterPath path(pointPosition(0));
@@ -162,7 +172,7 @@ void StorageTrendWidget::paintEvent(QPaintEvent*) {
     }
     for (size_t i = 0; i < n; ++i) {
         const bool chosen = int(i) == current_;
-        p.setPen(QPen(chosen ? pal.color(QPalette::Highlight) : line, chosen ? 3 : 2));
+        p.setPen(QPen(chosen ? text : line, chosen ? 3 : 2));
         p.setBrush(pal.color(QPalette::Base));
         const double r = chosen ? kPointRadius + 2 : kPointRadius;
         p.drawEllipse(pointPosition(i), r, r);

@@ -101,7 +101,8 @@ void buildSampleHome(const fs::path& home) {
 
 /// A month of kept scans of the sample home: a scan of it now, and four weekly ones before in
 /// which its caches were smaller, the Spotify cache not there yet and an old download cache
-/// still there. False when the store could not be written.
+/// still there (so that the last week shows each kind of change). False when the store could not be
+/// written.
 bool keepSampleSnapshots(const fs::path& home) {
     ScanRequest request;
     request.homeOverride = home.string();
@@ -124,7 +125,7 @@ bool keepSampleSnapshots(const fs::path& home) {
         if (week > 0) {
             std::vector<CleanupCandidate> earlier;
             for (auto c : now.candidates) {
-                if (c.url.path.find("/spotify") != std::string::npos && week > 1) continue;
+                if (c.url.path.find("/spotify") != std::string::npos) continue;
                 c.sizeBytes = int64_t(double(c.sizeBytes) * shares[4 - week]);
                 earlier.push_back(std::move(c));
             }
