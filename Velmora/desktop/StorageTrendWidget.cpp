@@ -30,6 +30,7 @@ StorageTrendWidget::StorageTrendWidget(QWidget* parent) : QWidget(parent) {
 void StorageTrendWidget::setPoints(std::vector<visual::StorageTrendPoint> points) {
     timeline_ = visual::StorageTrendTimeline(std::move(points));
     current_ = -1;
+    setToolTip({});
     setAccessibleDescription({});
     updateGeometry();
     update();

@@ -43,7 +43,10 @@ void GrowthViewModel::setBusy(bool busy) {
 }
 
 bool GrowthViewModel::reload() {
-    if (busy_) return false;
+    if (busy_) {
+        reloadWhenDone_ = true;
+        return false;
+    }
     setBusy(true);
     ScanRequest request;
     request.homeOverride = environment_.homeOverride;
@@ -61,7 +64,7 @@ bool GrowthViewModel::reload() {
             home_ = std::move(loaded.home);
             emit reportChanged();
             setBusy(false);
-            // A choice made during the read asks for another one.
+            // Asked again during the read (a new choice, a scan that ended): read once more.
             if (reloadWhenDone_) {
                 reloadWhenDone_ = false;
                 reload();
@@ -74,7 +77,7 @@ bool GrowthViewModel::reload() {
 void GrowthViewModel::setSince(GrowthSince since) {
     if (since == since_) return;
     since_ = since;
-    if (!reload()) reloadWhenDone_ = true;
+    reload();
 }
 
 const DeltaBlameComparison* GrowthViewModel::comparedPair() const {

@@ -68,11 +68,12 @@ class GrowthViewModel final : public QObject {
     bool isBusy() const { return busy_; }
     /// Whether a read has ended since the model was made.
     bool hasLoaded() const { return report_.has_value(); }
-    /// Reads the store and compares again. False while a read runs.
+    /// Reads the store and compares again. While a read runs: false, and one more read follows
+    /// it (the store may have changed since that one began).
     bool reload();
 
     GrowthSince since() const { return since_; }
-    /// Chooses the earlier side and reads again (once the running read has ended).
+    /// Chooses the earlier side and reads again.
     void setSince(GrowthSince since);
 
     /// The headline of a comparison that was made; nullopt otherwise.

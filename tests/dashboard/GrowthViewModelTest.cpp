@@ -168,5 +168,21 @@ TEST_F(GrowthViewModelTest, SaysWhyNothingCanBeCompared) {
     EXPECT_EQ(model->timeline().size(), 0u);
 }
 
+// A scan that keeps a snapshot while a read runs is not lost: the reload asked for then
+// follows the running one.
+TEST_F(GrowthViewModelTest, AReloadAskedDuringAReadFollowsIt) {
+    keep(report({item("pip", CleanupCategory::packageManagerCaches, 100, "1:11")}, {root}),
+         kNow - 2 * kDay);
+    GrowthViewModel model(v.environment(), v.folders);
+    ASSERT_TRUE(model.reload());
+    keep(report({item("pip", CleanupCategory::packageManagerCaches, 200, "1:11")}, {root}),
+         kNow - kDay);
+    EXPECT_FALSE(model.reload()) << "busy until the first read is posted back";
+    ASSERT_TRUE(test::waitFor(&model, &GrowthViewModel::reportChanged));
+    ASSERT_TRUE(test::waitFor(&model, &GrowthViewModel::reportChanged)) << "the second read";
+    EXPECT_EQ(model.timeline().size(), 2u);
+    EXPECT_TRUE(model.headline(AppLanguage::english, day).has_value());
+}
+
 }  // namespace
 }  // namespace velmora
