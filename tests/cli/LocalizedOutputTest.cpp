@@ -20,10 +20,10 @@ using test::Outcome;
 // command syntax: in a run that is not in English, each one is an untranslated sentence.
 std::set<std::string> englishWords(const std::string& text) {
     static const std::set<std::string> kSyntax = {
-        "velmora",  "scan",     "clean",   "restore", "history", "last",     "json",
-        "yes",      "help",     "entry",   "allow",   "direct",  "defaults", "standard",
-        "insights", "language", "folders", "review",  "remind",  "ignore",   "unignore",
-        "list",     "all",      "sacn",    "relief",  "quit",    "export"};
+        "velmora", "scan",   "clean",  "restore", "history",  "last",     "json",     "yes",
+        "help",    "entry",  "allow",  "direct",  "defaults", "standard", "insights", "language",
+        "folders", "review", "remind", "ignore",  "unignore", "list",     "all",      "sacn",
+        "relief",  "quit",   "export", "growth",  "snapshots"};
     std::set<std::string> found;
     std::istringstream tokens(text);
     std::string token;

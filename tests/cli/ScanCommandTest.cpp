@@ -90,7 +90,8 @@ TEST(ScanCommandTest, RefusedInputExitsTwoAndPrintsNoReport) {
         {{"scan", "--mode", "reckless", "--frob"}, "not 'reckless'."},
         {{"frobnicate"},
          "unknown command 'frobnicate'. The commands are: scan, clean, restore, ignore, "
-         "unignore, history, insights, language, folders, review, remind, relief, export."},
+         "unignore, history, insights, language, folders, review, remind, growth, snapshots, "
+         "relief, export."},
         {{}, "velmora: "},  // a command is required
     };
     for (const auto& [args, message] : cases) {
