@@ -107,7 +107,8 @@ TEST(GrowthWidgetsTest, PageShowsTheHeadlineAndTheCategories) {
     EXPECT_TRUE(unavailable->isHidden());
     auto* headline = page.findChild<QLabel*>("growthHeadline");
     EXPECT_FALSE(headline->isHidden());
-    EXPECT_TRUE(headline->text().contains("cleanup candidates grew by")) << headline->text().toStdString();
+    EXPECT_TRUE(headline->text().contains("cleanup candidates grew by"))
+        << headline->text().toStdString();
     ASSERT_EQ(page.categories()->topLevelItemCount(), 1);
     const QTreeWidgetItem* row = page.categories()->topLevelItem(0);
     EXPECT_EQ(row->text(0), QString::fromStdString(signedBytes(3000)));
