@@ -1,5 +1,7 @@
 #include "CleanerCore/workflows/GrowthRun.h"
 
+#include <algorithm>
+
 #include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
 #include "CleanerCore/platform/InstallationKey.h"
 
@@ -71,6 +73,22 @@ GrowthReport runGrowthComparison(const UserEnvironment& environment, const Growt
     for (size_t i = 0; i < descriptors.size(); ++i)
         out.rootPaths.try_emplace(descriptors[i].id.rawValue, request.knownRootPaths[i]);
     return out;
+}
+
+std::vector<std::string> currentScanRootPaths(ScanRequest request) {
+    std::vector<std::string> paths;
+    request.allowDirect = true;
+    for (auto mode :
+         {CleanupScanMode::standard, CleanupScanMode::aggressive, CleanupScanMode::direct}) {
+        request.mode = mode;
+        const auto setup = prepareScan(request, CancellationToken{});
+        if (!setup) continue;
+        for (const auto& location : setup->locations) {
+            if (std::find(paths.begin(), paths.end(), location.rootURL.path) == paths.end())
+                paths.push_back(location.rootURL.path);
+        }
+    }
+    return paths;
 }
 
 }  // namespace velmora

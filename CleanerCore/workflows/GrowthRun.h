@@ -19,6 +19,7 @@
 #include "CleanerCore/delta-blame/DeltaBlameComparator.h"
 #include "CleanerCore/delta-blame/DeltaBlameSnapshotStore.h"
 #include "CleanerCore/platform/Environment.h"
+#include "CleanerCore/workflows/ScanSetup.h"
 
 namespace velmora {
 
@@ -65,5 +66,11 @@ struct GrowthReport {
 };
 
 GrowthReport runGrowthComparison(const UserEnvironment& environment, const GrowthRequest& request);
+
+/// The folders a scan would look at now, in any mode (developer mode's too: naming a root is
+/// not scanning it): each root of `request` (its catalogue and custom folders) once, in the
+/// order of the modes; the `knownRootPaths` of a request. A mode that `prepareScan` refuses
+/// adds nothing. Reads the file system.
+std::vector<std::string> currentScanRootPaths(ScanRequest request);
 
 }  // namespace velmora

@@ -19,23 +19,13 @@ namespace velmora::cli {
 
 namespace {
 
-// The folders a scan would look at now, in any mode, to name the compared roots.
+// The folders a scan would look at now, with the kept custom folders, to name the roots.
 std::vector<std::string> currentRootPaths(const GrowthCommandOptions& options) {
-    std::vector<std::string> paths;
-    for (auto mode : {CleanupScanMode::standard, CleanupScanMode::aggressive}) {
-        ScanRequest request;
-        request.homeOverride = options.homeOverride;
-        request.catalogue = options.catalogue;
-        request.mode = mode;
-        addKeptFolders(request, options.runLanguage);
-        const auto setup = prepareScan(request, CancellationToken{});
-        if (!setup) continue;
-        for (const auto& location : setup->locations) {
-            if (std::find(paths.begin(), paths.end(), location.rootURL.path) == paths.end())
-                paths.push_back(location.rootURL.path);
-        }
-    }
-    return paths;
+    ScanRequest request;
+    request.homeOverride = options.homeOverride;
+    request.catalogue = options.catalogue;
+    addKeptFolders(request, options.runLanguage);
+    return currentScanRootPaths(std::move(request));
 }
 
 // A store that had to be set aside is said once, on standard error, in the scan's words.

@@ -31,6 +31,7 @@ DesktopSession::DesktopSession(SessionOptions options) : options_(std::move(opti
                                                   *reviewStore_);
     history_ = std::make_unique<HistoryViewModel>(cleanerEnvironment, *folderStore_);
     historyExport_ = std::make_unique<HistoryExportViewModel>(cleanerEnvironment);
+    growth_ = std::make_unique<GrowthViewModel>(cleanerEnvironment, *folderStore_);
     InsightsEnvironment insightsEnvironment;
     insightsEnvironment.homeOverride = options_.homeOverride;
     insightsEnvironment.catalogue = options_.catalogue;

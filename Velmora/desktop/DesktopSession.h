@@ -10,6 +10,7 @@
 
 #include "VelmoraUI/dashboard/CleanerViewModel.h"
 #include "VelmoraUI/dashboard/HistoryExportViewModel.h"
+#include "VelmoraUI/dashboard/GrowthViewModel.h"
 #include "VelmoraUI/dashboard/HistoryViewModel.h"
 #include "VelmoraUI/dashboard/InsightsViewModel.h"
 #include "VelmoraUI/dashboard/SettingsViewModel.h"
@@ -49,6 +50,7 @@ class DesktopSession {
     CleanerViewModel& cleaner() { return *cleaner_; }
     HistoryViewModel& history() { return *history_; }
     HistoryExportViewModel& historyExport() { return *historyExport_; }
+    GrowthViewModel& growth() { return *growth_; }
     InsightsViewModel& insights() { return *insights_; }
     ResourceReliefViewModel& relief() { return *relief_; }
     SettingsViewModel& settingsModel() { return *settingsModel_; }
@@ -65,6 +67,7 @@ class DesktopSession {
     std::unique_ptr<CleanerViewModel> cleaner_;
     std::unique_ptr<HistoryViewModel> history_;
     std::unique_ptr<HistoryExportViewModel> historyExport_;
+    std::unique_ptr<GrowthViewModel> growth_;
     std::unique_ptr<InsightsViewModel> insights_;
     std::unique_ptr<MainThreadScheduler> scheduler_;
     std::unique_ptr<ResourceReliefViewModel> relief_;

@@ -12,12 +12,14 @@
 #include "Velmora/desktop/Appearance.h"
 #include "Velmora/desktop/DashboardPage.h"
 #include "Velmora/desktop/DesktopSession.h"
+#include "Velmora/desktop/GrowthPage.h"
 #include "Velmora/desktop/HistoryPage.h"
 #include "Velmora/desktop/InsightsPage.h"
 #include "Velmora/desktop/ReliefPage.h"
 #include "Velmora/desktop/ReviewPage.h"
 #include "Velmora/desktop/SettingsPage.h"
 #include "Velmora/desktop/UiText.h"
+#include "VelmoraUI/dashboard/GrowthTexts.h"
 
 namespace velmora::desktop {
 
@@ -73,6 +75,7 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
     pages_->addWidget(new QWidget);  // insights
     pages_->addWidget(new QWidget);  // relief
     pages_->addWidget(new QWidget);  // history
+    pages_->addWidget(new QWidget);  // growth
     pages_->addWidget(new QWidget);  // settings
 
     auto* central = new QWidget;
@@ -98,6 +101,9 @@ MainWindow::MainWindow(DesktopSession& session, QWidget* parent)
                 break;
             case Section::history:
                 history();
+                break;
+            case Section::growth:
+                growth();
                 break;
             case Section::settings:
                 settings();
@@ -131,7 +137,8 @@ void MainWindow::retranslateWindow() {
     const QString titles[] = {
         copy.text("Dashboard", "대시보드"), copy.text("Review", "검토"),
         copy.text("Insights", "인사이트"),  copy.text("Resource relief", "리소스 여유"),
-        copy.text("History", "기록"),       copy.text("Settings", "설정"),
+        copy.text("History", "기록"),       qs(growthHeading(language)),
+        copy.text("Settings", "설정"),
     };
     for (int i = 0; i < kSectionCount; ++i) sections_->item(i)->setText(titles[i]);
     const auto message = session_.startupMessage();
@@ -146,6 +153,7 @@ void MainWindow::retranslate() {
     if (insights_) insights_->retranslate();
     if (relief_) relief_->retranslate();
     if (history_) history_->retranslate();
+    if (growth_) growth_->retranslate();
     if (settings_) settings_->retranslate();
 }
 
@@ -173,6 +181,20 @@ ReliefPage* MainWindow::relief() {
 }
 HistoryPage* MainWindow::history() {
     return ensure(history_, Section::history);
+}
+GrowthPage* MainWindow::growth() {
+    if (growth_) return growth_;
+    ensure(growth_, Section::growth);
+    // The empty page's scan is the dashboard's, shown where its progress is.
+    connect(growth_, &GrowthPage::scanRequested, this, [this] {
+        showSection(Section::dashboard);
+        CleanerViewModel& cleaner = session_.cleaner();
+        if (cleaner.phase() != CleanerViewModel::Phase::scanning &&
+            cleaner.phase() != CleanerViewModel::Phase::cleaning)
+            cleaner.startScan(session_.settingsModel().scanMode(),
+                              session_.settingsModel().profile());
+    });
+    return growth_;
 }
 SettingsPage* MainWindow::settings() {
     return ensure(settings_, Section::settings);
@@ -203,7 +225,8 @@ std::optional<MainWindow::Section> MainWindow::sectionFromRaw(std::string_view r
     const std::pair<std::string_view, Section> names[] = {
         {"dashboard", Section::dashboard}, {"review", Section::review},
         {"insights", Section::insights},   {"relief", Section::relief},
-        {"history", Section::history},     {"settings", Section::settings},
+        {"history", Section::history},     {"growth", Section::growth},
+        {"settings", Section::settings},
     };
     for (const auto& [name, section] : names)
         if (name == raw) return section;

@@ -1,8 +1,8 @@
 #pragma once
 // The main window: a list of sections on the left (dashboard, review, insights, resource relief,
-// history and restore, settings) and the chosen section on the right. It wires the pages to the
-// session's view models, switches language and appearance at once, and shows a start-up sentence (a
-// damaged preference file set aside) above everything.
+// history and restore, what grew, settings) and the chosen section on the right. It wires the pages
+// to the session's view models, switches language and appearance at once, and shows a start-up
+// sentence (a damaged preference file set aside) above everything.
 #include <QMainWindow>
 
 class QLabel;
@@ -13,6 +13,7 @@ namespace velmora::desktop {
 
 class DashboardPage;
 class DesktopSession;
+class GrowthPage;
 class HistoryPage;
 class InsightsPage;
 class ReliefPage;
@@ -23,7 +24,7 @@ class MainWindow final : public QMainWindow {
     Q_OBJECT
 
   public:
-    enum class Section { dashboard, review, insights, relief, history, settings };
+    enum class Section { dashboard, review, insights, relief, history, growth, settings };
 
     explicit MainWindow(DesktopSession& session, QWidget* parent = nullptr);
 
@@ -33,7 +34,7 @@ class MainWindow final : public QMainWindow {
     void openReview();
     Section currentSection() const;
     /// The section named by its raw text ("dashboard", "review", "insights", "relief", "history",
-    /// "settings"); nothing for another text.
+    /// "growth", "settings"); nothing for another text.
     static std::optional<Section> sectionFromRaw(std::string_view raw);
 
     /// The pages other than the dashboard are built the first time they are needed, so that
@@ -43,6 +44,7 @@ class MainWindow final : public QMainWindow {
     InsightsPage* insights();
     ReliefPage* relief();
     HistoryPage* history();
+    GrowthPage* growth();
     SettingsPage* settings();
 
   private:
@@ -61,6 +63,7 @@ class MainWindow final : public QMainWindow {
     InsightsPage* insights_ = nullptr;
     ReliefPage* relief_ = nullptr;
     HistoryPage* history_ = nullptr;
+    GrowthPage* growth_ = nullptr;
     SettingsPage* settings_ = nullptr;
 };
 

@@ -79,7 +79,8 @@ int main(int argc, char** argv) {
                                   QStringLiteral("DIR"));
     const QCommandLineOption section(
         QStringLiteral("section"),
-        QStringLiteral("Section to open: dashboard, review, insights, relief, history, settings"),
+        QStringLiteral(
+            "Section to open: dashboard, review, insights, relief, history, growth, settings"),
         QStringLiteral("NAME"));
     // For the start-up benchmark: quit as soon as the window has painted once.
     QCommandLineOption exitAfterPaint(QStringLiteral("exit-after-first-paint"),

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "CleanerCore/delta-blame/DeltaBlameComparator.h"
+#include "CleanerCore/delta-blame/DeltaBlameSnapshotStore.h"
 #include "VelmoraUI/localization/AppLanguage.h"
 
 namespace velmora {
@@ -66,5 +67,17 @@ std::string keptSnapshotsSentence(size_t kept, int64_t maximum, AppLanguage lang
 std::string scanModeLabel(std::string_view scanMode, AppLanguage language);
 /// "1234 items"
 std::string snapshotItemsText(int64_t items, AppLanguage language);
+
+/// What the application's view adds to the command's texts.
+/// The choices of the earlier side: "Since the previous scan", "Since 7 days ago", ...
+std::string sincePreviousScanLabel(AppLanguage language);
+std::string sinceDaysAgoLabel(int days, AppLanguage language);  ///< 7 or 30
+/// The heading of the trend timeline.
+std::string trendTimelineHeading(AppLanguage language);
+/// "modified 18 Nov 2026" for an item row.
+std::string itemModifiedText(const std::string& date, AppLanguage language);
+/// What happened to the snapshot store on the way, as a sentence of its own; nullopt when
+/// nothing worth saying did.
+std::optional<std::string> snapshotStoreNotice(DeltaBlameStoreIssue issue, AppLanguage language);
 
 }  // namespace velmora

@@ -6,6 +6,11 @@
 #include "CleanerCore/delta-blame/DeltaBlameDraftBuilder.h"
 #include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
 #include "support/Candidates.h"
+#include "CleanerCore/delta-blame/DeltaBlameSnapshotStore.h"
+#include "CleanerCore/platform/Environment.h"
+#include "CleanerCore/platform/InstallationKey.h"
+#include "CleanerCore/platform/UUID.h"
+#include "CleanerCore/workflows/SnapshotCapture.h"
 
 namespace velmora::test {
 
@@ -47,6 +52,24 @@ inline DeltaBlameSnapshotDraftEnvelope sampleEnvelope(DeltaBlameLimits limits = 
                                            providerFilledWith(keyFill));
     if (!built) throw std::runtime_error(built.error().description());
     return *built;
+}
+
+/// Keeps a snapshot of `report` captured at `at` in the store of `environment`, under its
+/// installation key, as a scan does; false when it was not written.
+inline bool keepSnapshotAt(const UserEnvironment& environment, const ScanReport& report, Date at) {
+    const auto key = loadOrCreateInstallationKey(installationKeyPath(environment.xdgDataHome));
+    if (!key) return false;
+    const DeltaBlameIdentityHMACProvider provider(key->key);
+    DeltaBlameCaptureRequest request;
+    request.snapshotID = makeUUIDString();
+    request.scanRunID = makeUUIDString();
+    request.capturedAt = at;
+    request.policyRevision = kCleanupPolicyRevision;
+    const auto envelope = captureDeltaBlameSnapshot(report, request, provider);
+    if (!envelope) return false;
+    const DeltaBlameSnapshotStore store(
+        DeltaBlameSnapshotStore::defaultFilePath(environment.xdgDataHome), provider);
+    return store.save(*envelope).written;
 }
 
 }  // namespace velmora::test

@@ -2,8 +2,9 @@
 // home built for the purpose (never the person's own): the dashboard after a scan, the
 // review, the confirmation dialog, the history after a cleanup, the settings, a scan after the
 // cleanup, the insights
-// (storage map as treemap and flame graph, duplicates, system panel) and resource relief over
-// made-up applications (a picture must not show what runs on the machine that takes it).
+// (storage map as treemap and flame graph, duplicates, system panel), resource relief over
+// made-up applications (a picture must not show what runs on the machine that takes it) and
+// what grew over a month of kept scans made up from a scan of the sample home.
 //
 // Usage: velmora_screenshots OUTPUT_DIR LANGUAGE [standard|large|extraLarge] [light|dark]
 // Run it under a display server (scripts/screenshots.sh starts Xvfb).
@@ -19,8 +20,16 @@
 #include <fstream>
 #include <iostream>
 
+#include "CleanerCore/delta-blame/DeltaBlameDraftBuilder.h"
+#include "CleanerCore/delta-blame/DeltaBlameSnapshotStore.h"
+#include "CleanerCore/platform/InstallationKey.h"
+#include "CleanerCore/platform/UUID.h"
+#include "CleanerCore/workflows/ScanSession.h"
+#include "CleanerCore/workflows/ScanSetup.h"
+#include "CleanerCore/workflows/SnapshotCapture.h"
 #include "Velmora/desktop/Appearance.h"
 #include "Velmora/desktop/DesktopSession.h"
+#include "Velmora/desktop/GrowthPage.h"
 #include "Velmora/desktop/HistoryPage.h"
 #include "Velmora/desktop/InsightsPage.h"
 #include "Velmora/desktop/MainWindow.h"
@@ -88,6 +97,58 @@ void buildSampleHome(const fs::path& home) {
     const auto old = fs::file_time_type::clock::now() - std::chrono::hours(72);
     for (const auto& entry : fs::recursive_directory_iterator(home))
         fs::last_write_time(entry.path(), old);
+}
+
+/// A month of kept scans of the sample home: a scan of it now, and four weekly ones before in
+/// which its caches were smaller, the Spotify cache not there yet and an old download cache
+/// still there (so that the last week shows each kind of change). False when the store could not be
+/// written.
+bool keepSampleSnapshots(const fs::path& home) {
+    ScanRequest request;
+    request.homeOverride = home.string();
+    request.catalogue = Catalogue::linux;
+    request.mode = CleanupScanMode::direct;
+    request.allowDirect = true;
+    const auto setup = prepareScan(request, CancellationToken{});
+    if (!setup) return false;
+    const ScanReport now = runScanSession(*setup, {}, CancellationToken{});
+    const auto key =
+        loadOrCreateInstallationKey(installationKeyPath(setup->environment.xdgDataHome));
+    if (!key) return false;
+    const DeltaBlameIdentityHMACProvider provider(key->key);
+    const DeltaBlameSnapshotStore store(
+        DeltaBlameSnapshotStore::defaultFilePath(setup->environment.xdgDataHome), provider);
+    const Date today = currentDate();
+    const double shares[] = {0.45, 0.6, 0.7, 0.85, 1.0};
+    for (int week = 4; week >= 0; --week) {
+        ScanReport report = now;
+        if (week > 0) {
+            std::vector<CleanupCandidate> earlier;
+            for (auto c : now.candidates) {
+                if (c.url.path.find("/spotify") != std::string::npos) continue;
+                c.sizeBytes = int64_t(double(c.sizeBytes) * shares[4 - week]);
+                earlier.push_back(std::move(c));
+            }
+            if (!now.candidates.empty()) {
+                CleanupCandidate gone = now.candidates.front();
+                gone.url = FileURL::directory((home / ".cache/old-downloads").string());
+                gone.displayName = "old-downloads";
+                gone.sizeBytes = 64'000'000;
+                gone.resourceIdentity.reset();
+                earlier.push_back(std::move(gone));
+            }
+            report.candidates = std::move(earlier);
+        }
+        DeltaBlameCaptureRequest capture;
+        capture.snapshotID = makeUUIDString();
+        capture.scanRunID = makeUUIDString();
+        capture.capturedAt = today - week * 7 * 86400.0 - 3600;
+        capture.scanMode = CleanupScanMode::direct;
+        capture.policyRevision = kCleanupPolicyRevision;
+        const auto envelope = captureDeltaBlameSnapshot(report, capture, provider);
+        if (!envelope || !store.save(*envelope).written) return false;
+    }
+    return true;
 }
 
 /// Made-up applications for the relief panel, on a machine of 16 GiB.
@@ -179,6 +240,10 @@ int main(int argc, char** argv) {
     ::setenv("HOME", home.c_str(), 1);
     for (const char* v : {"XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME"})
         ::unsetenv(v);
+    if (!keepSampleSnapshots(home)) {
+        std::cerr << "could not keep the sample scan snapshots\n";
+        return 1;
+    }
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Velmora"));
@@ -210,6 +275,12 @@ int main(int argc, char** argv) {
             output + "/" + QString::fromLatin1(argv[2]) +
             (scale == "standard" ? QString() : "-" + QString::fromStdString(scale)) +
             (appearance == "light" ? QString() : "-" + QString::fromStdString(appearance));
+
+        // What grew over the sample's kept scans, before the scans below keep more.
+        window.showSection(MainWindow::Section::growth);
+        waitFor(&session.growth(), &GrowthViewModel::reportChanged);
+        window.growth()->categories()->expandToDepth(0);
+        status |= !save(window, prefix + "-growth.png");
 
         session.cleaner().startScan(CleanupScanMode::direct);
         waitFor(&session.cleaner(), &CleanerViewModel::reportChanged);
