@@ -9,8 +9,8 @@
 #include <string>
 
 #include "VelmoraUI/dashboard/CleanerViewModel.h"
-#include "VelmoraUI/dashboard/HistoryExportViewModel.h"
 #include "VelmoraUI/dashboard/GrowthViewModel.h"
+#include "VelmoraUI/dashboard/HistoryExportViewModel.h"
 #include "VelmoraUI/dashboard/HistoryViewModel.h"
 #include "VelmoraUI/dashboard/InsightsViewModel.h"
 #include "VelmoraUI/dashboard/SettingsViewModel.h"

@@ -5,12 +5,12 @@
 
 #include "CleanerCore/delta-blame/DeltaBlameDraftBuilder.h"
 #include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
-#include "support/Candidates.h"
 #include "CleanerCore/delta-blame/DeltaBlameSnapshotStore.h"
 #include "CleanerCore/platform/Environment.h"
 #include "CleanerCore/platform/InstallationKey.h"
 #include "CleanerCore/platform/UUID.h"
 #include "CleanerCore/workflows/SnapshotCapture.h"
+#include "support/Candidates.h"
 
 namespace velmora::test {
 
