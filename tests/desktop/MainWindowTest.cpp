@@ -36,6 +36,7 @@
 #include "Velmora/desktop/TreemapWidget.h"
 #include "dashboard/ViewModelHarness.h"
 #include "support/LaunchedChild.h"
+#include "support/OffscreenApplication.h"
 #include "support/TestTree.h"
 
 namespace velmora::desktop {
@@ -45,12 +46,7 @@ namespace fs = std::filesystem;
 using test::waitFor;
 
 QApplication& application() {
-    static int argc = 1;
-    static char name[] = "tests_desktop";
-    static char* argv[] = {name, nullptr};
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
+    return test::offscreenApplication();
 }
 
 class MainWindowTest : public ::testing::Test {

@@ -19,17 +19,13 @@
 #include "VelmoraUI/dashboard/GrowthTexts.h"
 #include "dashboard/ViewModelHarness.h"
 #include "delta-blame/DeltaBlameTestSupport.h"
+#include "support/OffscreenApplication.h"
 
 namespace velmora::desktop {
 namespace {
 
 QApplication& application() {
-    static int argc = 1;
-    static char name[] = "tests_visual";
-    static char* argv[] = {name, nullptr};
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
+    return test::offscreenApplication();
 }
 
 TEST(GrowthWidgetsTest, TimelinePlacesItsPointsAndNamesThem) {

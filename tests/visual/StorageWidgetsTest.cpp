@@ -11,6 +11,7 @@
 #include "Velmora/desktop/FlameGraphWidget.h"
 #include "Velmora/desktop/TreemapWidget.h"
 #include "VelmoraUI/dashboard/CleanupTexts.h"
+#include "support/OffscreenApplication.h"
 #include "visual/TreeSpecs.h"
 
 namespace velmora::desktop {
@@ -20,12 +21,7 @@ using test::fileSpec;
 using test::folderSpec;
 
 QApplication& application() {
-    static int argc = 1;
-    static char name[] = "tests_visual";
-    static char* argv[] = {name, nullptr};
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
+    return test::offscreenApplication();
 }
 
 void send(QWidget& w, QEvent::Type type, QPointF at, Qt::MouseButton button = Qt::NoButton) {
