@@ -4,7 +4,6 @@
 //
 // The file lives in a folder created once per process, on /dev/shm when there is one (the
 // loader fsyncs what it writes back; on tmpfs that costs nothing).
-#include <dirent.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -17,71 +16,17 @@
 
 #include "CleanerCore/audit/CleanupAuditDecoding.h"
 #include "CleanerCore/audit/CleanupAuditStore.h"
+#include "fuzz/FuzzWorkFolder.h"
 
 namespace {
 
-const std::string& workFolder();
-
-std::vector<std::string> namesIn(const std::string& folder);
-
-// libFuzzer ends with exit(); leave nothing behind in /dev/shm.
-void removeWorkFolder() {
-    const std::string& folder = workFolder();
-    for (const auto& name : namesIn(folder)) ::unlink((folder + "/" + name).c_str());
-    ::rmdir(folder.c_str());
-}
-
-const std::string& workFolder() {
-    static const std::string folder = [] {
-        const char* tmp = std::getenv("TMPDIR");
-        std::string base = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm"
-                           : tmp && *tmp                   ? tmp
-                                                           : "/tmp";
-        std::string tmpl = base + "/velmora-fuzz-XXXXXX";
-        if (::mkdtemp(tmpl.data()) == nullptr) std::abort();
-        return tmpl;
-    }();
-    // Registered after `folder` is complete, so it runs before `folder` is destroyed.
-    static const bool cleanupRegistered = std::atexit(removeWorkFolder) == 0;
-    (void)cleanupRegistered;
-    return folder;
-}
-
-std::string readAll(const std::string& path) {
-    std::string out;
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return out;
-    char buffer[65536];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) out.append(buffer, n);
-    std::fclose(f);
-    return out;
-}
-
-void writeAll(const std::string& path, const std::string& data) {
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) std::abort();
-    if (!data.empty() && std::fwrite(data.data(), 1, data.size(), f) != data.size()) std::abort();
-    std::fclose(f);
-}
-
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> out;
-    DIR* d = ::opendir(folder.c_str());
-    if (d == nullptr) std::abort();
-    while (const dirent* e = ::readdir(d)) {
-        const std::string name = e->d_name;
-        if (name != "." && name != "..") out.push_back(name);
-    }
-    ::closedir(d);
-    return out;
-}
+using velmora::fuzz::namesIn;
+using velmora::fuzz::readAll;
+using velmora::fuzz::workFolder;
+using velmora::fuzz::writeAll;
 
 void require(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "audit loader invariant failed: %s\n", what);
-        std::abort();
-    }
+    velmora::fuzz::require(condition, "audit loader", what);
 }
 
 }  // namespace
