@@ -87,6 +87,8 @@ class DeltaBlameSnapshotStore {
     static std::string defaultFilePath(const std::string& dataHome);
 
     const std::string& filePath() const { return filePath_; }
+    /// The key's tokens this store's snapshots are made with.
+    const DeltaBlameIdentityHMACProvider& provider() const { return provider_; }
 
     DeltaBlameStoreState load() const;
     /// Validates `envelope` against its limits and keeps it as the newest snapshot. Creates the

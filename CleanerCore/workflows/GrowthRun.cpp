@@ -3,33 +3,19 @@
 #include <algorithm>
 
 #include "CleanerCore/delta-blame/DeltaBlameIdentity.h"
-#include "CleanerCore/platform/InstallationKey.h"
+#include "CleanerCore/workflows/SnapshotCapture.h"
 
 namespace velmora {
 
 namespace {
 
-struct OpenedStore {
-    DeltaBlameIdentityHMACProvider provider;
-    DeltaBlameSnapshotStore store;
-};
-
-std::optional<OpenedStore> openStore(const UserEnvironment& environment) {
-    const auto key = loadOrCreateInstallationKey(installationKeyPath(environment.xdgDataHome));
-    if (!key) return std::nullopt;
-    DeltaBlameIdentityHMACProvider provider(key->key);
-    DeltaBlameSnapshotStore store(DeltaBlameSnapshotStore::defaultFilePath(environment.xdgDataHome),
-                                  provider);
-    return OpenedStore{std::move(provider), std::move(store)};
-}
-
-KeptSnapshots readFrom(const std::optional<OpenedStore>& opened) {
+KeptSnapshots readFrom(const std::optional<DeltaBlameSnapshotStore>& store) {
     KeptSnapshots out;
-    if (!opened) {
+    if (!store) {
         out.keyAvailable = false;
         return out;
     }
-    auto state = opened->store.load();
+    auto state = store->load();
     out.storeIssue = state.issue;
     out.backupPath = state.backupPath;
     out.snapshots = std::move(state.snapshots);
@@ -55,13 +41,13 @@ SnapshotSummary summarizeSnapshot(const DeltaBlameSnapshotDraft& snapshot) {
 }
 
 KeptSnapshots readKeptSnapshots(const UserEnvironment& environment) {
-    return readFrom(openStore(environment));
+    return readFrom(openSnapshotStore(environment));
 }
 
 GrowthReport runGrowthComparison(const UserEnvironment& environment, const GrowthRequest& request) {
     GrowthReport out;
-    const auto opened = openStore(environment);
-    out.kept = readFrom(opened);
+    const auto store = openSnapshotStore(environment);
+    out.kept = readFrom(store);
     out.selection = selectDeltaBlamePair(out.kept.snapshots, request.since);
     if (!out.selection.earlier || !out.selection.later) return out;
     out.comparison =
@@ -69,7 +55,7 @@ GrowthReport runGrowthComparison(const UserEnvironment& environment, const Growt
                                    out.kept.snapshots[*out.selection.later].draft, request.limits);
     // Descriptors come back in the order of the paths.
     const auto descriptors =
-        makeDeltaBlameRootDescriptors(opened->provider, request.knownRootPaths);
+        makeDeltaBlameRootDescriptors(store->provider(), request.knownRootPaths);
     for (size_t i = 0; i < descriptors.size(); ++i)
         out.rootPaths.try_emplace(descriptors[i].id.rawValue, request.knownRootPaths[i]);
     return out;

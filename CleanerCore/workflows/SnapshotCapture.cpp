@@ -24,14 +24,11 @@ SnapshotCaptureOutcome captureScanSnapshot(const ScanReport& report, CleanupScan
         out.failure = SnapshotCaptureFailure::notCompleted;
         return out;
     }
-    const auto key = loadOrCreateInstallationKey(installationKeyPath(environment.xdgDataHome));
-    if (!key) {
+    const auto store = openSnapshotStore(environment);
+    if (!store) {
         out.failure = SnapshotCaptureFailure::noKey;
         return out;
     }
-    const DeltaBlameIdentityHMACProvider provider(key->key);
-    const DeltaBlameSnapshotStore store(
-        DeltaBlameSnapshotStore::defaultFilePath(environment.xdgDataHome), provider);
 
     DeltaBlameCaptureRequest request;
     request.snapshotID = makeUUIDString();
@@ -39,12 +36,12 @@ SnapshotCaptureOutcome captureScanSnapshot(const ScanReport& report, CleanupScan
     request.capturedAt = currentDate();
     request.scanMode = mode;
     request.policyRevision = kCleanupPolicyRevision;
-    auto envelope = captureDeltaBlameSnapshot(report, request, provider);
+    auto envelope = captureDeltaBlameSnapshot(report, request, store->provider());
     if (!envelope) {
         out.failure = SnapshotCaptureFailure::refused;
         return out;
     }
-    auto saved = store.save(*envelope);
+    auto saved = store->save(*envelope);
     out.storeIssue = saved.state.issue;
     out.storeNotice = saved.state.notice();
     out.keptSnapshots = saved.keptSnapshots;

@@ -11,9 +11,9 @@
 #include "Velmora/cli/CommandPreferences.h"
 #include "Velmora/cli/ExitStatus.h"
 #include "Velmora/cli/FoldersCommand.h"
-#include "Velmora/cli/ScanCommand.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "VelmoraUI/dashboard/GrowthTexts.h"
+#include "VelmoraUI/dashboard/SnapshotTexts.h"
 
 namespace velmora::cli {
 
@@ -30,9 +30,9 @@ std::vector<std::string> currentRootPaths(const GrowthCommandOptions& options) {
 
 // A store that had to be set aside is said once, on standard error, in the scan's words.
 void explainStore(const KeptSnapshots& kept, AppLanguage language) {
-    SnapshotCaptureOutcome outcome;
-    outcome.storeIssue = kept.storeIssue;
-    explainSnapshotCapture(outcome, language);
+    if (!kept.storeIssue) return;
+    if (auto sentence = snapshotStoreSentence(*kept.storeIssue, language))
+        std::cerr << "velmora: " << *sentence << "\n";
 }
 
 std::string rootName(const GrowthReport& report, const DeltaBlameRootDescriptorID& id,

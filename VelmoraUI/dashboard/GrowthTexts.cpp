@@ -271,34 +271,4 @@ std::string itemModifiedText(const std::string& date, AppLanguage language) {
                                       fmt::format("{} 수정", date));
 }
 
-std::optional<std::string> snapshotStoreNotice(DeltaBlameStoreIssue issue, AppLanguage language) {
-    const VelmoraCopy copy{language};
-    switch (issue) {
-        case DeltaBlameStoreIssue::oversized:
-        case DeltaBlameStoreIssue::unreadable:
-        case DeltaBlameStoreIssue::undecodable:
-            return copy.text(
-                "The saved scan snapshots could not be read. They were set aside, and new "
-                "snapshots start with the next scan.",
-                "저장된 검사 스냅샷을 읽을 수 없어 따로 보관했습니다. 다음 검사부터 새 스냅샷이 "
-                "시작됩니다.");
-        case DeltaBlameStoreIssue::otherKey:
-            return copy.text(
-                "The saved scan snapshots were made with another installation key and can no "
-                "longer be compared. They were set aside, and new snapshots start with the next "
-                "scan.",
-                "저장된 검사 스냅샷은 다른 설치 키로 만들어져 더 이상 비교할 수 없습니다. 따로 "
-                "보관했으며 다음 검사부터 새 스냅샷이 시작됩니다.");
-        case DeltaBlameStoreIssue::invalidSnapshots:
-            return copy.text(
-                "Some saved scan snapshots were damaged and were left out. The file as it was "
-                "has been set aside.",
-                "저장된 검사 스냅샷 일부가 손상되어 제외했습니다. 원래 파일은 따로 "
-                "보관했습니다.");
-        case DeltaBlameStoreIssue::unavailable:
-            break;
-    }
-    return std::nullopt;
-}
-
 }  // namespace velmora

@@ -76,8 +76,5 @@ std::string sinceDaysAgoLabel(int days, AppLanguage language);  ///< 7 or 30
 std::string trendTimelineHeading(AppLanguage language);
 /// "modified 18 Nov 2026" for an item row.
 std::string itemModifiedText(const std::string& date, AppLanguage language);
-/// What happened to the snapshot store on the way, as a sentence of its own; nullopt when
-/// nothing worth saying did.
-std::optional<std::string> snapshotStoreNotice(DeltaBlameStoreIssue issue, AppLanguage language);
 
 }  // namespace velmora

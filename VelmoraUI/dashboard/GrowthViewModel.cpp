@@ -8,6 +8,7 @@
 #include "CleanerCore/workflows/ScanSetup.h"
 #include "VelmoraUI/dashboard/Formatting.h"
 #include "VelmoraUI/dashboard/GrowthTexts.h"
+#include "VelmoraUI/dashboard/SnapshotTexts.h"
 #include "VelmoraUI/state/CustomScanFolders.h"
 
 namespace velmora {

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "VelmoraUI/dashboard/GrowthTexts.h"
+#include "VelmoraUI/dashboard/SnapshotTexts.h"
 #include "dashboard/ViewModelHarness.h"
 #include "delta-blame/DeltaBlameTestSupport.h"
 
